@@ -1,0 +1,154 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "cli/CVCLIArgumentParser.h"
+#include "cli/CVCLIArgumentParserDelegate.h"
+#include "platform/CVError.h"
+
+class ZPProcessInformation;
+class CVCLISerializedDiffInvocation;
+class CVCLISerializedFile;
+class CVCLISerializedFileList;
+class CVCLIProxyProtocol;
+class CVDistributedNotificationWaiter;
+
+// Drives one run of the tool: classifies the caller, captures standard input, parses the
+// arguments, builds and sends the invocation, and turns the run's state into a result, an error
+// and an exit code. One interpreter serves one run. Its parts live in several files:
+// CVCLIInterpreter.cpp (the run and the informational commands), ...ParentProcess.cpp (who
+// called), ...Capture.cpp (standard input and descriptor paths), ...Invocations.cpp (document
+// commands), ...Adapters.cpp (fixed calling conventions) and ...Link.cpp (launch, send, wait).
+class CVCLIInterpreter : public CVCLIArgumentParserDelegate {
+public:
+    CVCLIInterpreter();
+    ~CVCLIInterpreter() override;
+
+    // Runs the arguments (the program path first). Returns the text for standard output, or
+    // nothing on failure, when the error out-parameter receives `interpretError` (which may be
+    // absent: a grammar error is reported through the short usage alone). May block while it
+    // waits for the application.
+    std::optional<std::string> interpretArguments(const std::vector<std::string>& arguments,
+                                                  std::optional<CVError>* error);
+
+    int32_t exitCode() const { return exitCode_; }
+    void setExitCode(int32_t code) { exitCode_ = code; }
+    const std::optional<CVError>& interpretError() const { return interpretError_; }
+    void setInterpretError(std::optional<CVError> error) { interpretError_ = std::move(error); }
+    const std::optional<std::string>& resultString() const { return resultString_; }
+    const std::string& programPath() const { return programPath_; }
+    CVCLIArgumentParser* parser() const { return parser_.get(); }
+    const std::vector<CVFileDictionary>& files() const { return files_; }
+
+    // Texts.
+    std::string usageString() const;
+    std::string onelineUsageString() const;
+    std::string shortUsageString() const;
+    std::string versionString() const;
+    std::string debugVersionString() const;
+
+    // Who called (computed once, then cached).
+    std::shared_ptr<ZPProcessInformation> significantParentProcess();
+    std::shared_ptr<ZPProcessInformation> findVCSParentProcess();
+    void scanParentProcesses();
+    void logInfoForProcess(ZPProcessInformation& process);
+    static bool processIsGit(ZPProcessInformation& process);
+    static bool processIsSubversion(ZPProcessInformation& process);
+    static bool processIsPerforceCLI(ZPProcessInformation& process);
+    static bool processIsBazaar(ZPProcessInformation& process);
+    static bool processIsMercurial(ZPProcessInformation& process);
+    static bool processIsVCS(ZPProcessInformation& process);
+    bool parentIsGit();
+    bool parentIsSubversion();
+    bool parentIsBazaar();
+    bool parentIsPerforceCLI();
+    bool parentIsQuorvel();
+    bool parentIsJetBrains();
+    bool parentIsGitKraken();
+    bool parentCannotHandleStandardInput();
+
+    // Fixed calling conventions of Subversion, Bazaar and Perforce.
+    bool parseSubversionArguments(const std::vector<std::string>& arguments,
+                                  std::optional<CVError>* error);
+    bool parseBazaarArguments(const std::vector<std::string>& arguments,
+                              std::optional<CVError>* error);
+    bool parsePerforceArguments(const std::vector<std::string>& arguments,
+                                std::optional<CVError>* error);
+
+    // Capture of standard input and descriptor paths into private temporary files.
+    std::vector<CVFileDictionary> readFileDescriptorPathsIntoTempFiles(
+        const std::vector<CVFileDictionary>& files);
+    std::optional<CVFileDictionary> tempFileFromFileDescriptorPath(const std::string& path);
+    // Reads the descriptor to its end (blocking) and does not close it.
+    std::optional<CVFileDictionary> tempFileFromFileDescriptor(int fileDescriptor);
+    std::optional<std::string> readFileDescriptorPathIntoTempFile(int fileDescriptor);
+
+    // Building invocations.
+    static std::set<std::string> supportedCapabilities();
+    std::shared_ptr<CVCLISerializedDiffInvocation> createInvocationWithParentProcess();
+    std::shared_ptr<CVCLISerializedFile> serializedFileWithFile(const CVFileDictionary& file);
+    std::shared_ptr<CVCLISerializedFileList> fileListWithFiles(
+        const std::vector<CVFileDictionary>& files, const std::optional<std::string>& label,
+        const std::optional<std::string>& relativePath);
+    void sendPartialChangesetInvocationWithSummary(const std::string& summary);
+
+    // Reaching the application.
+    CVError errorWithLocalizedDescription(const std::string& text) const;
+    bool isCorvaneRunningAtPath(const std::string& path);
+    bool launchCorvaneIfNecessary();
+    std::shared_ptr<CVCLIProxyProtocol> createProxyForCorvane();
+    std::shared_ptr<CVDistributedNotificationWaiter> sendDocumentInvocation(
+        const std::shared_ptr<CVCLISerializedDiffInvocation>& invocation);
+    void sendUncoordinatedDocumentInvocation(
+        const std::shared_ptr<CVCLISerializedDiffInvocation>& invocation);
+    void sendCoordinatedDocumentInvocation(
+        const std::shared_ptr<CVCLISerializedDiffInvocation>& invocation);
+    void sendAuthorizationRequest();
+    void wait(bool shouldWait, const std::shared_ptr<CVDistributedNotificationWaiter>& observer);
+
+    // CVCLIArgumentParserDelegate.
+    void parserDidParseVersionCommand(CVCLIArgumentParser* parser) override;
+    void parserDidParseShortVersionCommand(CVCLIArgumentParser* parser) override;
+    void parserDidParseDebugVersionCommand(CVCLIArgumentParser* parser) override;
+    void parserDidParseHelpCommand(CVCLIArgumentParser* parser) override;
+    void parserDidParseResetFileAccessCommand(CVCLIArgumentParser* parser) override;
+    void parserDidParseCrashCommand(CVCLIArgumentParser* parser) override;
+    void parser(CVCLIArgumentParser* parser, bool didParseDiffCommandWithShouldWait,
+                const std::optional<std::string>& label,
+                const std::vector<CVFileDictionary>& files) override;
+    void parser(CVCLIArgumentParser* parser, const std::string& didParseMergeCommandWithOutputPath,
+                const std::optional<std::string>& commonBaseFile, bool shouldWait,
+                const std::vector<CVFileDictionary>& files) override;
+    void parser(CVCLIArgumentParser* parser,
+                const std::optional<std::string>& didParseChangesetWithLabel, bool shouldWait,
+                const std::vector<CVFileListDictionary>& fileLists) override;
+    void parser(CVCLIArgumentParser* parser,
+                const std::optional<std::string>& didParsePartialChangesetCommandWithUUID,
+                const std::optional<std::string>& label,
+                const std::optional<std::string>& relativePath, bool shouldWait,
+                const std::vector<CVFileDictionary>& files) override;
+    void parser(CVCLIArgumentParser* parser,
+                const std::string& didParseMarkChangesetAsClosedCommandWithUUID) override;
+
+private:
+    // The git difftool summary: runs git once more with --name-status before the first item.
+    void sendGitDifftoolSummaryIfNeeded(const std::vector<std::string>& arguments);
+    void removeTemporaryFiles();
+
+    int32_t exitCode_ = 0;
+    std::optional<CVError> interpretError_;
+    std::optional<std::string> resultString_;
+    std::string programPath_;
+    std::unique_ptr<CVCLIArgumentParser> parser_;
+    std::vector<CVFileDictionary> files_;
+    // A standard-input snapshot handed to the parser; removed at the end when no command used it.
+    std::optional<CVFileDictionary> unclaimedStandardInput_;
+    std::string workingDirectory_;
+    bool didComputeSignificantParent_ = false;
+    std::shared_ptr<ZPProcessInformation> significantParentProcess_;
+};

@@ -1,0 +1,142 @@
+#include "platform/CVPaths.h"
+
+#include <pwd.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+namespace CVPaths {
+
+namespace {
+
+std::optional<std::string> environmentValue(const char* name) {
+    const char* value = getenv(name);
+    if (value == nullptr || *value == '\0') {
+        return std::nullopt;
+    }
+    return std::string(value);
+}
+
+}  // namespace
+
+std::optional<std::string> homeDirectory() {
+    passwd* entry = getpwuid(getuid());
+    if (entry == nullptr || entry->pw_dir == nullptr || *entry->pw_dir == '\0') {
+        return std::nullopt;
+    }
+    return std::string(entry->pw_dir);
+}
+
+std::string configHome() {
+    if (auto value = environmentValue("XDG_CONFIG_HOME")) {
+        return *value;
+    }
+    return appendingPathComponent(homeDirectory().value_or("/"), ".config");
+}
+
+std::string dataHome() {
+    if (auto value = environmentValue("XDG_DATA_HOME")) {
+        return *value;
+    }
+    return appendingPathComponent(homeDirectory().value_or("/"), ".local/share");
+}
+
+std::vector<std::string> dataDirectories() {
+    std::string list = environmentValue("XDG_DATA_DIRS").value_or("/usr/local/share:/usr/share");
+    std::vector<std::string> folders;
+    size_t start = 0;
+    while (start <= list.size()) {
+        size_t end = list.find(':', start);
+        if (end == std::string::npos) {
+            end = list.size();
+        }
+        if (end > start) {
+            folders.push_back(list.substr(start, end - start));
+        }
+        start = end + 1;
+    }
+    return folders;
+}
+
+std::string temporaryDirectory() {
+    std::string folder = environmentValue("TMPDIR").value_or("/tmp/");
+    if (folder.back() != '/') {
+        folder += '/';
+    }
+    return folder;
+}
+
+std::string appendingPathComponent(const std::string& base, const std::string& component) {
+    if (base.empty()) {
+        return component;
+    }
+    std::string joined = base;
+    while (joined.size() > 1 && joined.back() == '/') {
+        joined.pop_back();
+    }
+    size_t skip = 0;
+    while (skip < component.size() && component[skip] == '/') {
+        ++skip;
+    }
+    if (joined != "/") {
+        joined += '/';
+    }
+    joined.append(component, skip);
+    return joined;
+}
+
+std::string lastPathComponent(const std::string& path) {
+    size_t end = path.size();
+    while (end > 1 && path[end - 1] == '/') {
+        --end;
+    }
+    size_t slash = path.rfind('/', end - 1);
+    if (slash == std::string::npos) {
+        return path.substr(0, end);
+    }
+    if (end == 1 && slash == 0) {
+        return "/";
+    }
+    return path.substr(slash + 1, end - slash - 1);
+}
+
+std::string standardizingPath(const std::string& path) {
+    if (path.empty()) {
+        return path;
+    }
+    bool absolute = path.front() == '/';
+    std::vector<std::string> parts;
+    size_t start = 0;
+    while (start <= path.size()) {
+        size_t end = path.find('/', start);
+        if (end == std::string::npos) {
+            end = path.size();
+        }
+        std::string part = path.substr(start, end - start);
+        if (part.empty() || part == ".") {
+            // Redundant separators and "." say nothing.
+        } else if (part == ".." && absolute) {
+            if (!parts.empty()) {
+                parts.pop_back();
+            }
+        } else if (part == ".." && !parts.empty() && parts.back() != "..") {
+            parts.pop_back();
+        } else {
+            parts.push_back(part);
+        }
+        start = end + 1;
+    }
+    std::string result = absolute ? "/" : "";
+    for (size_t index = 0; index < parts.size(); ++index) {
+        if (index > 0) {
+            result += '/';
+        }
+        result += parts[index];
+    }
+    if (result.empty()) {
+        return absolute ? "/" : ".";
+    }
+    return result;
+}
+
+}  // namespace CVPaths

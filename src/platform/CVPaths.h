@@ -1,0 +1,29 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+// Where the tool's state lives on Linux. The home folder comes from the user database, never
+// from $HOME.
+namespace CVPaths {
+
+// The home folder of the real user, or nothing when the user database has no entry for it.
+std::optional<std::string> homeDirectory();
+// $XDG_CONFIG_HOME, else ~/.config.
+std::string configHome();
+// $XDG_DATA_HOME, else ~/.local/share.
+std::string dataHome();
+// $XDG_DATA_DIRS split at ':', else /usr/local/share and /usr/share.
+std::vector<std::string> dataDirectories();
+// The temporary directory with a trailing slash: $TMPDIR, else /tmp/.
+std::string temporaryDirectory();
+
+// Joins path components with exactly one separator between them.
+std::string appendingPathComponent(const std::string& base, const std::string& component);
+// The last component of a path ("" for "/").
+std::string lastPathComponent(const std::string& path);
+// Removes "." components, resolves ".." lexically and drops redundant and trailing slashes.
+std::string standardizingPath(const std::string& path);
+
+}  // namespace CVPaths

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdio>
+#include <string_view>
+
+// Writes the text to the stream as it is; no newline is added.
+void CVPrint(FILE* stream, std::string_view text);
+
+// True while the boolean default "debug-logging" of the tool's own domain is set. The store is
+// consulted on every call, so a change made while the tool runs takes effect at once.
+bool CVDebugLoggingEnabled();
+
+// Writes the message to the system log while debug logging is enabled; otherwise does nothing.
+void CVDebugLog(std::string_view message);
+
+// The same, building the message only when it will be written.
+template <typename MakeMessage>
+    requires requires(MakeMessage make) { make(); }
+void CVDebugLog(MakeMessage&& makeMessage) {
+    if (CVDebugLoggingEnabled()) {
+        CVDebugLog(std::string_view(makeMessage()));
+    }
+}

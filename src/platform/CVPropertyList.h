@@ -1,0 +1,46 @@
+#pragma once
+
+#include <plist/plist.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/CVError.h"
+
+// Owns one libplist node tree.
+struct CVPlistDeleter {
+    void operator()(plist_t node) const { plist_free(node); }
+};
+using CVPlist = std::unique_ptr<void, CVPlistDeleter>;
+
+namespace CVPropertyList {
+
+enum class Format { xml, binary };
+
+// Parses XML or binary property-list bytes; nothing when they are not a property list.
+CVPlist fromData(std::string_view bytes);
+// Reads and parses a property-list file; nothing (and the error) when it is missing or corrupt.
+CVPlist readFile(const std::string& path, std::optional<CVError>* error = nullptr);
+// Serialises the tree.
+std::string toData(plist_t root, Format format);
+// Writes the tree atomically: a side file in the same folder, then a rename over the path. Makes
+// the missing parent folders (mode 0700). Returns false with the error when any step fails.
+bool writeFileAtomically(const std::string& path, plist_t root, Format format,
+                         std::optional<CVError>* error = nullptr);
+
+// Typed reads of one node; nothing for a null node or another type.
+std::optional<std::string> stringValue(plist_t node);
+std::optional<bool> boolValue(plist_t node);
+std::optional<int64_t> integerValue(plist_t node);
+std::optional<std::vector<uint8_t>> dataValue(plist_t node);
+
+}  // namespace CVPropertyList
+
+// Writes the bytes to a side file in the path's folder and renames it over the path, so that a
+// reader sees either the old or the new content. Returns false with errno's text in the error.
+bool CVWriteFileAtomically(const std::string& path, std::string_view bytes,
+                           std::optional<CVError>* error = nullptr);

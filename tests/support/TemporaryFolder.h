@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+// A fresh folder under the temporary directory, removed with everything in it on destruction.
+class TemporaryFolder {
+public:
+    TemporaryFolder();
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    const std::string& path() const { return path_; }
+    // path() joined with a relative name.
+    std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+    // Writes a file (making its folders) and returns its path.
+    std::string write(const std::string& name, const std::string& content) const;
+    // Makes a folder (and its parents) and returns its path.
+    std::string makeFolder(const std::string& name) const;
+
+private:
+    std::string path_;
+};
+
+// Reads a whole file; "" when it cannot be read.
+std::string readFile(const std::string& path);
+// The names in a folder, sorted ("." and ".." left out); empty when it cannot be read.
+std::vector<std::string> folderEntries(const std::string& path);

@@ -1,0 +1,118 @@
+// Standard input and descriptor paths ("/dev/stdin", "/dev/fd/N") vanish when the tool exits and
+// cannot be opened by the application: they are copied into private temporary files first.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstring>
+
+#include "interpreter/CVCLIInterpreter.h"
+#include "platform/CVPrint.h"
+#include "platform/CVStreamCopy.h"
+#include "platform/CVTemporaryFolder.h"
+
+namespace {
+
+bool isFileDescriptorPath(const std::string& path) {
+    return path == "/dev/stdin" || path.starts_with("/dev/fd/");
+}
+
+// "cvdiff-" and four lower-case hex digits: the random number's lowest byte, then its second.
+std::string captureFileName(uint32_t random) {
+    char name[32];
+    snprintf(name, sizeof name, "cvdiff-%02x%02x.stdin", random & 0xFF, (random >> 8) & 0xFF);
+    return name;
+}
+
+void drain(int fileDescriptor) {
+    int sink = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (sink >= 0) {
+        CVCopyToEndOfInput(fileDescriptor, sink);
+        close(sink);
+    }
+}
+
+}  // namespace
+
+std::vector<CVFileDictionary> CVCLIInterpreter::readFileDescriptorPathsIntoTempFiles(
+    const std::vector<CVFileDictionary>& files) {
+    std::vector<CVFileDictionary> result;
+    result.reserve(files.size());
+    for (const CVFileDictionary& file : files) {
+        if (!isFileDescriptorPath(file.path)) {
+            result.push_back(file);
+        } else if (auto copy = tempFileFromFileDescriptorPath(file.path)) {
+            result.push_back(std::move(*copy));
+        } else {
+            CVPrint(stderr, "bad file descriptor: " + file.path + "\n");
+        }
+    }
+    return result;
+}
+
+std::optional<CVFileDictionary> CVCLIInterpreter::tempFileFromFileDescriptorPath(
+    const std::string& path) {
+    CVDebugLog([&] { return "Reading from file descriptor path " + path; });
+    int fileDescriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fileDescriptor < 0) {
+        // Nothing can be read, so nothing would be written.
+        return std::nullopt;
+    }
+    std::optional<CVFileDictionary> copy = tempFileFromFileDescriptor(fileDescriptor);
+    close(fileDescriptor);
+    return copy;
+}
+
+std::optional<CVFileDictionary> CVCLIInterpreter::tempFileFromFileDescriptor(int fileDescriptor) {
+    std::optional<std::string> path = readFileDescriptorPathIntoTempFile(fileDescriptor);
+    if (!path) {
+        return std::nullopt;
+    }
+    return CVFileDictionary{.path = *path, .isTemporary = std::nullopt, .deleteOnExit = true};
+}
+
+std::optional<std::string> CVCLIInterpreter::readFileDescriptorPathIntoTempFile(int fileDescriptor) {
+    std::optional<CVError> folderError;
+    std::optional<std::string> folder = CVMakeItemReplacementDirectory(&folderError);
+    if (!folder) {
+        CVPrint(stderr, "Error creating temporary file: " + folderError->localizedDescription() + "\n");
+        // The input is still read to its end, as the writer expects; there is nowhere to put it.
+        drain(fileDescriptor);
+        return std::nullopt;
+    }
+    std::string path = *folder + "/" + captureFileName(CVRandom32());
+
+    // The bytes stream into a side file that is renamed into place once complete.
+    std::string sidePath = *folder + "/.capture-XXXXXX";
+    int output = mkostemp(sidePath.data(), O_CLOEXEC);
+    if (output < 0) {
+        setInterpretError(CVError::withLocalizedDescription(
+            "Could not write \"" + path + "\": " + strerror(errno)));
+        drain(fileDescriptor);
+        CVRemoveItemAndItsReplacementDirectory(path);
+        return std::nullopt;
+    }
+    CVStreamCopyResult copy = CVCopyToEndOfInput(fileDescriptor, output);
+    int closeError = close(output) == 0 ? 0 : errno;
+    if (copy.writeError != 0 || closeError != 0) {
+        drain(fileDescriptor);
+        unlink(sidePath.c_str());
+        CVRemoveItemAndItsReplacementDirectory(path);
+        setInterpretError(CVError::withLocalizedDescription(
+            "Could not write \"" + path + "\": " + strerror(copy.writeError ? copy.writeError : closeError)));
+        return std::nullopt;
+    }
+    if (copy.bytesCopied == 0) {
+        unlink(sidePath.c_str());
+        CVRemoveItemAndItsReplacementDirectory(path);
+        return std::nullopt;
+    }
+    if (rename(sidePath.c_str(), path.c_str()) != 0) {
+        setInterpretError(CVError::withLocalizedDescription(
+            "Could not write \"" + path + "\": " + strerror(errno)));
+        unlink(sidePath.c_str());
+        CVRemoveItemAndItsReplacementDirectory(path);
+        return std::nullopt;
+    }
+    CVDebugLog([&] { return "Wrote to: " + path; });
+    return path;
+}

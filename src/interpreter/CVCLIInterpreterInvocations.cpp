@@ -1,0 +1,197 @@
+// Document commands: the parsed files become records, wrapped in one invocation and sent.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "interpreter/CVCLIInterpreter.h"
+#include "link/CVCLIProxyProtocol.h"
+#include "link/CVChangesetCoordinator.h"
+#include "model/CVCLISerializedChangeset.h"
+#include "model/CVCLISerializedChangesetSummary.h"
+#include "model/CVCLISerializedDiffInvocation.h"
+#include "model/CVCLISerializedFile.h"
+#include "model/CVCLISerializedFileList.h"
+#include "model/CVCLISerializedMerge.h"
+#include "model/CVCLISerializedPartialChangeset.h"
+#include "platform/CVPaths.h"
+#include "platform/CVPrint.h"
+#include "process/ZPProcessInformation.h"
+
+std::set<std::string> CVCLIInterpreter::supportedCapabilities() {
+    return {"partial-changesets-v1", "changesets-v1", "merges-v1", "diffs-v1"};
+}
+
+std::shared_ptr<CVCLISerializedDiffInvocation> CVCLIInterpreter::createInvocationWithParentProcess() {
+    auto invocation = std::make_shared<CVCLISerializedDiffInvocation>();
+    if (std::shared_ptr<ZPProcessInformation> parent = significantParentProcess()) {
+        invocation->setParentProcessName(parent->processName());
+        invocation->setParentPID(parent->processIdentifier());
+    }
+    return invocation;
+}
+
+std::shared_ptr<CVCLISerializedFile> CVCLIInterpreter::serializedFileWithFile(
+    const CVFileDictionary& file) {
+    std::optional<CVError> error;
+    std::shared_ptr<CVCLISerializedFile> serialized = CVCLISerializedFile::serializedExpectedFileWithPath(
+        file.path, file.isTemporary, file.deleteOnExit, &error);
+    if (!serialized) {
+        interpretError_ = error;
+    }
+    return serialized;
+}
+
+std::shared_ptr<CVCLISerializedFileList> CVCLIInterpreter::fileListWithFiles(
+    const std::vector<CVFileDictionary>& files, const std::optional<std::string>& label,
+    const std::optional<std::string>& relativePath) {
+    std::vector<std::shared_ptr<CVCLISerializedFile>> serializedFiles;
+    serializedFiles.reserve(files.size());
+    for (const CVFileDictionary& file : files) {
+        std::shared_ptr<CVCLISerializedFile> serialized = serializedFileWithFile(file);
+        if (!serialized) {
+            return nullptr;
+        }
+        serializedFiles.push_back(std::move(serialized));
+    }
+    std::optional<CVError> error;
+    std::shared_ptr<CVCLISerializedFileList> list =
+        CVCLISerializedFileList::serializedFileListWithRelativePath(relativePath, serializedFiles,
+                                                                    &error);
+    if (!list) {
+        interpretError_ = error;
+        return nullptr;
+    }
+    list->setLabel(label);
+    return list;
+}
+
+void CVCLIInterpreter::parser(CVCLIArgumentParser*, bool didParseDiffCommandWithShouldWait,
+                              const std::optional<std::string>& label,
+                              const std::vector<CVFileDictionary>& files) {
+    std::vector<CVFileDictionary> captured = readFileDescriptorPathsIntoTempFiles(files);
+    if (captured.empty()) {
+        return;
+    }
+    files_ = captured;
+    auto invocation = createInvocationWithParentProcess();
+    invocation->setWaitForTabClose(didParseDiffCommandWithShouldWait);
+    invocation->setFileList(fileListWithFiles(files_, label, std::nullopt));
+    sendUncoordinatedDocumentInvocation(invocation);
+}
+
+void CVCLIInterpreter::parser(CVCLIArgumentParser*,
+                              const std::string& didParseMergeCommandWithOutputPath,
+                              const std::optional<std::string>& commonBaseFile, bool shouldWait,
+                              const std::vector<CVFileDictionary>& files) {
+    const std::string& outputPath = didParseMergeCommandWithOutputPath;
+    auto invocation = createInvocationWithParentProcess();
+    invocation->setWaitForTabClose(shouldWait);
+
+    // The application writes the result into the output file: it must exist. A failure to
+    // create it shows later, when the file is described.
+    if (access(outputPath.c_str(), F_OK) != 0) {
+        int descriptor = open(outputPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (descriptor >= 0) {
+            close(descriptor);
+        }
+    }
+
+    CVFileDictionary outputFile{.path = outputPath};
+    std::vector<CVFileDictionary> sides = files;
+    sides.push_back(outputFile);
+    std::optional<CVFileDictionary> baseFile;
+    if (commonBaseFile) {
+        baseFile = CVFileDictionary{.path = *commonBaseFile};
+        sides.push_back(*baseFile);
+    }
+
+    auto merge = std::make_shared<CVCLISerializedMerge>();
+    merge->setFileList(fileListWithFiles(sides, std::nullopt, std::nullopt));
+    merge->setOutputFile(serializedFileWithFile(outputFile));
+    if (baseFile) {
+        merge->setBaseFile(serializedFileWithFile(*baseFile));
+    }
+    invocation->setMerge(merge);
+    sendUncoordinatedDocumentInvocation(invocation);
+}
+
+void CVCLIInterpreter::parser(CVCLIArgumentParser*,
+                              const std::optional<std::string>& didParseChangesetWithLabel,
+                              bool shouldWait, const std::vector<CVFileListDictionary>& fileLists) {
+    auto invocation = createInvocationWithParentProcess();
+    invocation->setWaitForTabClose(shouldWait);
+    auto changeset = std::make_shared<CVCLISerializedChangeset>();
+    changeset->setLabel(didParseChangesetWithLabel);
+
+    for (const CVFileListDictionary& item : fileLists) {
+        const CVFileDictionary& left = item.files.at(0);
+        const CVFileDictionary& right = item.files.at(1);
+        std::optional<CVError> error;
+        auto lists = CVCLISerializedFileList::serializedFileListsWithRecursiveContentsOfLeft(
+            left.path, left.isTemporary, left.deleteOnExit, right.path, right.isTemporary,
+            right.deleteOnExit, &error);
+        if (!lists) {
+            interpretError_ = error;
+            break;
+        }
+        for (const auto& list : *lists) {
+            changeset->addFileList(list);
+        }
+    }
+    invocation->setChangeset(changeset);
+    sendUncoordinatedDocumentInvocation(invocation);
+}
+
+void CVCLIInterpreter::parser(
+    CVCLIArgumentParser*, const std::optional<std::string>& didParsePartialChangesetCommandWithUUID,
+    const std::optional<std::string>& label, const std::optional<std::string>& relativePath,
+    bool shouldWait, const std::vector<CVFileDictionary>& files) {
+    auto invocation = createInvocationWithParentProcess();
+    invocation->setWaitForTabClose(shouldWait);
+    auto partialChangeset = std::make_shared<CVCLISerializedPartialChangeset>();
+    partialChangeset->setUUID(
+        CVChangesetCoordinator::identifierForUUID(didParsePartialChangesetCommandWithUUID));
+    if (std::shared_ptr<ZPProcessInformation> parent = significantParentProcess()) {
+        partialChangeset->setUUIDForProcess(CVChangesetCoordinator::identifierForProcess(parent.get()));
+    }
+    partialChangeset->setLabel(label);
+
+    // The Subversion client names the item's folder only; the file's own name completes it.
+    std::optional<std::string> itemPath = relativePath;
+    if (parentIsQuorvel() && !files.empty()) {
+        itemPath = CVPaths::appendingPathComponent(
+            relativePath.value_or(""), CVPaths::lastPathComponent(files.back().path));
+    }
+    partialChangeset->setFileList(fileListWithFiles(files, std::nullopt, itemPath));
+    invocation->setPartialChangeset(partialChangeset);
+    sendCoordinatedDocumentInvocation(invocation);
+}
+
+void CVCLIInterpreter::parser(CVCLIArgumentParser*,
+                              const std::string& didParseMarkChangesetAsClosedCommandWithUUID) {
+    CVChangesetCoordinator coordinator;
+    std::optional<std::string> identifier =
+        CVChangesetCoordinator::identifierForUUID(didParseMarkChangesetAsClosedCommandWithUUID);
+    coordinator.coordinateRemovingChangesetForIdentifier(identifier, [&] {
+        if (std::shared_ptr<CVCLIProxyProtocol> proxy = createProxyForCorvane()) {
+            proxy->markChangesetWithUUIDAsClosed(*identifier);
+        }
+    });
+}
+
+void CVCLIInterpreter::sendPartialChangesetInvocationWithSummary(const std::string& summary) {
+    if (summary.empty()) {
+        return;
+    }
+    auto invocation = createInvocationWithParentProcess();
+    invocation->setWaitForTabClose(false);
+    std::shared_ptr<CVCLISerializedChangesetSummary> changesetSummary =
+        CVCLISerializedChangesetSummary::serializedChangesetSummaryWithGitSummaryLines(summary);
+    if (changesetSummary && !changesetSummary->fileLists().empty()) {
+        changesetSummary->setUUIDForProcess(
+            CVChangesetCoordinator::identifierForProcess(significantParentProcess().get()));
+        invocation->setChangesetSummary(changesetSummary);
+        sendCoordinatedDocumentInvocation(invocation);
+    }
+    CVDebugLog([&] { return changesetSummary ? changesetSummary->description() : std::string("(null)"); });
+}

@@ -1,0 +1,114 @@
+#include "platform/CVStreamCopy.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <memory>
+
+namespace {
+
+constexpr size_t kChunk = 1 << 20;
+
+enum class Outcome { done, unsupported };
+
+bool writeAll(int output, const char* bytes, size_t length, CVStreamCopyResult& result) {
+    while (length > 0) {
+        ssize_t count = write(output, bytes, length);
+        if (count < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            result.writeError = errno;
+            return false;
+        }
+        bytes += count;
+        length -= static_cast<size_t>(count);
+        result.bytesCopied += static_cast<uint64_t>(count);
+    }
+    return true;
+}
+
+// Zero-copy move of a pipe's pages into the file.
+Outcome spliceFromPipe(int input, int output, CVStreamCopyResult& result) {
+    for (;;) {
+        ssize_t count = splice(input, nullptr, output, nullptr, kChunk, SPLICE_F_MOVE | SPLICE_F_MORE);
+        if (count > 0) {
+            result.bytesCopied += static_cast<uint64_t>(count);
+            continue;
+        }
+        if (count == 0) {
+            return Outcome::done;
+        }
+        if (errno == EINTR || errno == EAGAIN) {
+            continue;
+        }
+        if ((errno == EINVAL || errno == ENOSYS) && result.bytesCopied == 0) {
+            return Outcome::unsupported;
+        }
+        // splice does not say which side failed; the output is the one that can.
+        result.writeError = errno;
+        return Outcome::done;
+    }
+}
+
+Outcome copyFileRange(int input, int output, CVStreamCopyResult& result) {
+    for (;;) {
+        ssize_t count = copy_file_range(input, nullptr, output, nullptr, kChunk, 0);
+        if (count > 0) {
+            result.bytesCopied += static_cast<uint64_t>(count);
+            continue;
+        }
+        if (count == 0) {
+            return Outcome::done;
+        }
+        if (errno == EINTR) {
+            continue;
+        }
+        if ((errno == EXDEV || errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP ||
+             errno == EBADF) &&
+            result.bytesCopied == 0) {
+            return Outcome::unsupported;
+        }
+        result.writeError = errno;
+        return Outcome::done;
+    }
+}
+
+void copyThroughBuffer(int input, int output, CVStreamCopyResult& result) {
+    std::unique_ptr<char[]> buffer(new char[kChunk]);
+    for (;;) {
+        ssize_t count = read(input, buffer.get(), kChunk);
+        if (count == 0) {
+            return;
+        }
+        if (count < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            result.readError = errno;
+            return;
+        }
+        if (!writeAll(output, buffer.get(), static_cast<size_t>(count), result)) {
+            return;
+        }
+    }
+}
+
+}  // namespace
+
+CVStreamCopyResult CVCopyToEndOfInput(int input, int output) {
+    CVStreamCopyResult result;
+    struct stat status {};
+    if (fstat(input, &status) == 0) {
+        if (S_ISFIFO(status.st_mode) && spliceFromPipe(input, output, result) == Outcome::done) {
+            return result;
+        }
+        if (S_ISREG(status.st_mode) && copyFileRange(input, output, result) == Outcome::done) {
+            return result;
+        }
+    }
+    copyThroughBuffer(input, output, result);
+    return result;
+}

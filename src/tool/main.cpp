@@ -1,0 +1,73 @@
+// The entry point: decodes the arguments, runs one interpretation and turns its outcome into
+// output and an exit status.
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "interpreter/CVCLIInterpreter.h"
+#include "platform/CVException.h"
+#include "platform/CVPrint.h"
+#include "platform/CVUTF8.h"
+
+namespace {
+
+std::string describeArguments(const std::vector<std::string>& arguments) {
+    std::string text = "(\n";
+    for (size_t index = 0; index < arguments.size(); ++index) {
+        text += "    \"" + arguments[index] + (index + 1 < arguments.size() ? "\",\n" : "\"\n");
+    }
+    return text + ")";
+}
+
+int run(int argc, char** argv) {
+    std::vector<std::string> arguments;
+    arguments.reserve(static_cast<size_t>(argc));
+    for (int index = 0; index < argc; ++index) {
+        // An argument that is not valid UTF-8 is dropped; the others keep their order.
+        std::string argument(argv[index]);
+        if (CVIsValidUTF8(argument)) {
+            arguments.push_back(std::move(argument));
+        }
+    }
+    CVDebugLog([&] { return describeArguments(arguments); });
+
+    CVCLIInterpreter interpreter;
+    std::optional<CVError> error;
+    std::optional<std::string> result = interpreter.interpretArguments(arguments, &error);
+    if (result) {
+        CVPrint(stdout, *result);
+    } else {
+        CVDebugLog([&] { return error ? error->description() : std::string("(null)"); });
+        if (error) {
+            CVPrint(stderr, error->localizedDescription() + "\n");
+        }
+        CVPrint(stderr, interpreter.shortUsageString());
+    }
+    return interpreter.exitCode();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        int status = run(argc, argv);
+        fflush(stdout);
+        return status;
+    } catch (const CVException& exception) {
+        // Termination is immediate: temporary files are not removed on this path.
+        if (exception.name() == CVException::kInvalidReceivePortException ||
+            exception.name() == CVException::kInvalidSendPortException) {
+            CVPrint(stderr, "cvdiff has encountered an error communicating with Corvane. Exiting.");
+        } else {
+            CVPrint(stderr, "cvdiff has encountered an error. Exiting. (" +
+                                exception.description() + ")");
+        }
+    } catch (const std::exception& exception) {
+        CVPrint(stderr, std::string("cvdiff has encountered an error. Exiting. (") +
+                            exception.what() + ")");
+    }
+    fflush(stdout);
+    exit(1);
+}

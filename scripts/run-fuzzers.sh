@@ -12,8 +12,11 @@ for target in "$build"/fuzz/*_fuzzer; do
     corpus=$(mktemp -d)
     seeds="$root/fuzz/corpus/${name%_fuzzer}"
     [[ -d $seeds ]] && cp -r "$seeds"/. "$corpus"/
+    dictionary="$root/fuzz/${name%_fuzzer}.dict"
+    options=()
+    [[ -f $dictionary ]] && options+=("-dict=$dictionary")
     echo "-- $name"
-    if ! "$target" -max_total_time="$seconds" -print_final_stats=1 \
+    if ! "$target" "${options[@]}" -max_total_time="$seconds" -print_final_stats=1 \
             -artifact_prefix="$build/fuzz/$name-" "$corpus" 2>"$build/fuzz/$name.log"; then
         tail -n 40 "$build/fuzz/$name.log"
         status=1

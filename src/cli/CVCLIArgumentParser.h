@@ -6,6 +6,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "cli/CVCLIArgumentParserDelegate.h"
@@ -63,7 +64,9 @@ public:
     void setDelegate(CVCLIArgumentParserDelegate* delegate) { delegate_ = delegate; }
     // The standard-input snapshot waiting to be claimed by a file operand or prepended to a diff.
     const std::optional<CVFileDictionary>& stdinTempFile() const { return stdinTempFile_; }
-    void setStdinTempFile(std::optional<CVFileDictionary> file) { stdinTempFile_ = std::move(file); }
+    void setStdinTempFile(std::optional<CVFileDictionary> file) {
+        stdinTempFile_ = std::move(file);
+    }
     // Sticky: a later error may replace it, nothing clears it.
     const std::optional<CVError>& parseError() const { return parseError_; }
     void setParseError(std::optional<CVError> error) { parseError_ = std::move(error); }
@@ -80,17 +83,17 @@ public:
 
     // The one matching primitive: matches `string` exactly, or any token when it is absent.
     // Consumes the token on a match; a clash with `group` sets parseError and returns false.
-    bool consumeString(const std::optional<std::string>& string, const OptionGroup* group,
+    bool consumeString(std::optional<std::string_view> string, const OptionGroup* group,
                        const StringAction& block);
-    bool consumeOption(const std::string& option, const OptionGroup* group,
+    bool consumeOption(std::string_view option, const OptionGroup* group,
                        const OptionAction& block);
-    bool consumeOption(const std::string& option, const OptionAction& block);
+    bool consumeOption(std::string_view option, const OptionAction& block);
     // Takes whatever token comes next.
     bool consumeStringWithBlock(const StringAction& block);
     // Takes the next token; sets parseError to `reason` when none is left.
     bool expectStringWithReason(const std::string& reason, const ValueAction& block);
     // The option and its argument as two tokens; "%@ expects an argument" when it is the last.
-    bool consumeOptionExpectingArgument(const std::string& option, const OptionGroup* group,
+    bool consumeOptionExpectingArgument(std::string_view option, const OptionGroup* group,
                                         const ValueAction& block);
     // An optional lone "--" before the file operands.
     bool parseFileDelimiter();

@@ -187,7 +187,8 @@ void CVCLIInterpreter::sendPartialChangesetInvocationWithSummary(const std::stri
     invocation->setWaitForTabClose(false);
     std::shared_ptr<CVCLISerializedChangesetSummary> changesetSummary =
         CVCLISerializedChangesetSummary::serializedChangesetSummaryWithGitSummaryLines(summary);
-    if (changesetSummary && !changesetSummary->fileLists().empty()) {
+    if (changesetSummary && changesetSummary->fileLists() &&
+        !changesetSummary->fileLists()->empty()) {
         changesetSummary->setUUIDForProcess(
             CVChangesetCoordinator::identifierForProcess(significantParentProcess().get()));
         invocation->setChangesetSummary(changesetSummary);

@@ -21,7 +21,8 @@ public:
     static std::shared_ptr<ZPProcessInformation> processInformationWithProcessIdentifier(
         int32_t processIdentifier);
     // The nearest ancestor started from inside an application bundle (".app/Contents/" in its
-    // argument 0, not nested in another bundle), or the process itself when there is none.
+    // argument 0, not nested in another bundle); else the outermost ancestor, or the process
+    // itself when it has no parent.
     static std::shared_ptr<ZPProcessInformation> parentAppOfProcess(
         const std::shared_ptr<ZPProcessInformation>& process);
     // The outermost ancestor below process 1, or the process itself when its parent is process 1
@@ -55,6 +56,9 @@ public:
     // current directory.
     std::optional<std::string> workingDirectory();
     std::optional<std::string> valueForEnvironmentKey(const std::string& key);
+    // The program file the process runs (/proc/PID/exe), read on each call; absent when it
+    // cannot be read (another user's process, a kernel thread, a process that ended).
+    std::optional<std::string> executablePath() const;
     // Asks the kernel anew whether a process with this identifier exists.
     bool isRunning() const;
 

@@ -1,0 +1,209 @@
+#include "process/ZPProcessInformation.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstdio>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+
+#include "TemporaryFolder.h"
+#include "TestProcess.h"
+#include "platform/CVPaths.h"
+
+namespace {
+
+using Environment = ZPProcessInformation::Environment;
+using Strings = std::vector<std::string>;
+
+std::string addressOf(const ZPProcessInformation& process) {
+    char address[32];
+    snprintf(address, sizeof address, "%p", static_cast<const void*>(&process));
+    return address;
+}
+
+// The helper under another name, as a symbolic link: the kernel names a process after the file
+// it was started from.
+std::string helperNamed(const TemporaryFolder& folder, const std::string& name) {
+    std::string path = folder / name;
+    std::filesystem::create_symlink(processTestHelperPath(), path);
+    return path;
+}
+
+}  // namespace
+
+TEST(TheCurrentProcess, IsThisTestWithItsParent) {
+    auto process = ZPProcessInformation::currentProcess();
+
+    EXPECT_EQ(process->processIdentifier(), getpid());
+    EXPECT_EQ(process->processName(), "process_tests");
+    EXPECT_EQ(process->parentProcessIdentifier(), getppid());
+    EXPECT_EQ(process->parentProcessInformation()->processIdentifier(), getppid());
+    EXPECT_TRUE(process->isRunning());
+    ASSERT_TRUE(process->arguments().has_value());
+    EXPECT_EQ(CVPaths::lastPathComponent(process->arguments()->front()), "process_tests");
+}
+
+TEST(ProcessOne, HasNoParentAndIsItsOwnTopLevelProcess) {
+    auto first = ZPProcessInformation::processInformationWithProcessIdentifier(1);
+
+    EXPECT_TRUE(first->processName().has_value());
+    EXPECT_EQ(first->parentProcessIdentifier(), 0);
+    EXPECT_EQ(first->parentProcessInformation(), nullptr);
+    EXPECT_EQ(ZPProcessInformation::topLevelProcessOfProcess(first), first);
+}
+
+TEST(ProcessOne, IsNeverTheTopLevelProcessOfAnother) {
+    auto top =
+        ZPProcessInformation::topLevelProcessOfProcess(ZPProcessInformation::currentProcess());
+
+    EXPECT_NE(top->processIdentifier(), 1);
+    EXPECT_EQ(top->parentProcessIdentifier(), 1);
+}
+
+TEST(AnUnreadableEnvironment, IsAbsent) {
+    if (std::ifstream("/proc/1/environ").good()) {
+        GTEST_SKIP() << "process 1's environment is readable here";
+    }
+    auto first = ZPProcessInformation::processInformationWithProcessIdentifier(1);
+
+    EXPECT_EQ(first->environmentArray(), std::nullopt);
+    EXPECT_EQ(first->environment(), std::nullopt);
+    EXPECT_EQ(first->workingDirectory(), std::nullopt);
+}
+
+TEST(AMissingProcess, HasNoNameDateParentArgumentsOrEnvironment) {
+    auto missing = ZPProcessInformation::processInformationWithProcessIdentifier(INT32_MAX);
+
+    ASSERT_NE(missing, nullptr);
+    EXPECT_EQ(missing->processName(), std::nullopt);
+    EXPECT_EQ(missing->startDate(), std::nullopt);
+    EXPECT_EQ(missing->parentProcessIdentifier(), 0);
+    EXPECT_EQ(missing->parentProcessInformation(), nullptr);
+    EXPECT_EQ(missing->arguments(), std::nullopt);
+    EXPECT_EQ(missing->environment(), std::nullopt);
+    EXPECT_FALSE(missing->isRunning());
+    EXPECT_EQ(missing->description(),
+              "<ZPProcessInformation: " + addressOf(*missing) + " PID:2147483647 Name:(null)>");
+    EXPECT_EQ(missing->debugDescription(), missing->description());
+}
+
+TEST(AChild, ShowsItsArgumentsEnvironmentAndStartTime) {
+    time_t before = time(nullptr);
+    TestProcess child(processTestHelperPath(), {"helper", "one", "", "two words"},
+                      {"=foo", "PATH", "A=b=c", "K=1", "K=2", "E=", "PWD=/some/where"});
+    pid_t pid = child.reportedPid();
+    time_t after = time(nullptr);
+    ASSERT_EQ(pid, child.pid());
+    auto process = ZPProcessInformation::processInformationWithProcessIdentifier(pid);
+
+    EXPECT_EQ(process->processName(), "process_test_he");
+    EXPECT_EQ(process->parentProcessIdentifier(), getpid());
+    // Boot time and start ticks are each cut to whole seconds, so the sum may lag by one.
+    ASSERT_TRUE(process->startDate().has_value());
+    EXPECT_GE(*process->startDate(), before - 2);
+    EXPECT_LE(*process->startDate(), after);
+    EXPECT_EQ(process->arguments(), (Strings{"helper", "one", "", "two words"}));
+    EXPECT_EQ(process->environmentArray(),
+              (Strings{"=foo", "PATH", "A=b=c", "K=1", "K=2", "E=", "PWD=/some/where"}));
+    EXPECT_EQ(process->environment(),
+              (Environment{{"A", "b=c"}, {"E", ""}, {"K", "2"}, {"PWD", "/some/where"}}));
+    EXPECT_EQ(process->valueForEnvironmentKey("PATH"), std::nullopt);
+    EXPECT_EQ(process->workingDirectory(), "/some/where");
+    EXPECT_EQ(process->debugDescription(),
+              "<ZPProcessInformation: " + addressOf(*process) + " PID:" + std::to_string(pid) +
+                  " Name:process_test_he PWD:/some/where"
+                  " Arguments:(helper, one, \"\", \"two words\")"
+                  " Environment:{A = \"b=c\"; E = \"\"; K = 2; PWD = /some/where;}>");
+}
+
+TEST(AChild, WithoutEnvironmentShowsNoEnvironmentOrWorkingDirectory) {
+    TestProcess child(processTestHelperPath(), {"helper"}, {});
+    auto process =
+        ZPProcessInformation::processInformationWithProcessIdentifier(child.reportedPid());
+
+    EXPECT_EQ(process->environment(), Environment{});
+    EXPECT_EQ(process->debugDescription(), "<ZPProcessInformation: " + addressOf(*process) +
+                                               " PID:" + std::to_string(child.pid()) +
+                                               " Name:process_test_he Arguments:(helper)>");
+}
+
+TEST(AChild, IsNoLongerRunningOnceItEnded) {
+    TestProcess child(processTestHelperPath(), {"helper"}, {});
+    auto process =
+        ZPProcessInformation::processInformationWithProcessIdentifier(child.reportedPid());
+    ASSERT_TRUE(process->isRunning());
+
+    child.stop();
+
+    EXPECT_FALSE(process->isRunning());
+    EXPECT_EQ(process->processName(), "process_test_he");
+}
+
+TEST(AChildsName, IsTheFileNameItWasStartedFromCutToFifteenBytes) {
+    TemporaryFolder folder;
+    std::filesystem::copy_file(processTestHelperPath(), folder / "svn");
+    TestProcess copied(folder / "svn", {"svn"}, {});
+    TestProcess linked(helperNamed(folder, "git"), {"git"}, {});
+    TestProcess longName(helperNamed(folder, "a-very-long-program-name"), {"x"}, {});
+
+    auto name = [](TestProcess& child) {
+        return ZPProcessInformation(child.reportedPid()).processName();
+    };
+    EXPECT_EQ(name(copied), "svn");
+    EXPECT_EQ(name(linked), "git");
+    EXPECT_EQ(name(longName), "a-very-long-pro");
+}
+
+TEST(AChildsName, ThatIsNotUTF8IsAbsentSoTheChildCountsAsNotRunning) {
+    TemporaryFolder folder;
+    TestProcess child(helperNamed(folder, "bad\xff\xfename"), {"bad"}, {});
+    ZPProcessInformation process(child.reportedPid());
+
+    EXPECT_EQ(process.processName(), std::nullopt);
+    EXPECT_FALSE(process.isRunning());
+}
+
+TEST(AnArgumentBlock, ThatIsNotUTF8IsReadAsLatin1) {
+    TestProcess child(processTestHelperPath(), {"caf\xe9"}, {"N=\xe9t\xe9"});
+    ZPProcessInformation process(child.reportedPid());
+
+    EXPECT_EQ(process.arguments(), Strings{"caf\xc3\xa9"});
+    EXPECT_EQ(process.valueForEnvironmentKey("N"), "\xc3\xa9t\xc3\xa9");
+}
+
+TEST(TheParentApplication, IsTheNearestAncestorStartedFromABundleNotNestedInAnother) {
+    TemporaryFolder folder;
+    std::string outer = folder.makeFolder("X.app/Contents/MacOS") + "/X";
+    std::string nested = folder.makeFolder("X.app/Contents/Frameworks/Y.app/Contents/MacOS") + "/Y";
+    std::filesystem::copy_file(processTestHelperPath(), outer);
+    std::filesystem::copy_file(processTestHelperPath(), nested);
+    std::string helper = processTestHelperPath();
+    TestProcess application(outer, {outer, "--spawn", nested, nested, "--spawn", helper, "leaf"},
+                            {});
+    auto leaf =
+        ZPProcessInformation::processInformationWithProcessIdentifier(application.reportedPid());
+
+    auto parentApp = ZPProcessInformation::parentAppOfProcess(leaf);
+
+    EXPECT_EQ(parentApp->processIdentifier(), application.pid());
+    EXPECT_EQ(parentApp->processName(), "X");
+}
+
+TEST(TheParentApplication, OfAProcessWithoutOneIsTheOutermostAncestor) {
+    auto parentApp =
+        ZPProcessInformation::parentAppOfProcess(ZPProcessInformation::currentProcess());
+
+    EXPECT_EQ(parentApp->parentProcessIdentifier(), 0);
+}
+
+TEST(SetValues, AreNotReplacedByTheLazyReads) {
+    ZPProcessInformation process(getpid());
+    process.setArguments(Strings{"/opt/tool"});
+    process.setEnvironmentArray(Strings{"PWD=/here"});
+
+    EXPECT_EQ(process.arguments(), Strings{"/opt/tool"});
+    EXPECT_EQ(process.workingDirectory(), "/here");
+}

@@ -1,0 +1,167 @@
+#include "link/CVCLIProxyProtocol.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "model/CVCLISerializedDiffInvocation.h"
+#include "model/CVWireCoding.h"
+#include "platform/CVCorvaneContract.h"
+#include "platform/CVException.h"
+#include "platform/CVSessionBus.h"
+
+namespace {
+
+struct MessageRelease {
+    void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
+};
+using Message = std::unique_ptr<sd_bus_message, MessageRelease>;
+
+// Frees the error when the call is over, also when it throws.
+struct CallError {
+    sd_bus_error error{};
+    ~CallError() { sd_bus_error_free(&error); }
+};
+
+bool isOneOf(const char* name, std::initializer_list<const char*> names) {
+    for (const char* candidate : names) {
+        if (strcmp(name, candidate) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+[[noreturn]] void throwCodingFailure(const std::string& what, int result) {
+    throw CVException(CVException::kInvalidArgumentException,
+                      what + ": " + std::string(strerror(-result)));
+}
+
+}  // namespace
+
+std::shared_ptr<CVCLIProxyProtocol> CVCLIProxyProtocol::rootProxyForConnectionWithRegisteredName(
+    const std::string& name) {
+    sd_bus* bus = CVSessionBus::shared();
+    if (bus == nullptr) {
+        return nullptr;
+    }
+    CallError error;
+    sd_bus_message* reply = nullptr;
+    int result = sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                    "org.freedesktop.DBus", "NameHasOwner", &error.error, &reply,
+                                    "s", name.c_str());
+    Message owned(reply);
+    int hasOwner = 0;
+    if (result < 0 || sd_bus_message_read(reply, "b", &hasOwner) < 0 || !hasOwner) {
+        return nullptr;
+    }
+    return std::make_shared<CVCLIProxyProtocol>(bus, name);
+}
+
+CVCLIProxyProtocol::CVCLIProxyProtocol(sd_bus* bus, std::string destination)
+    : bus_(sd_bus_ref(bus)), destination_(std::move(destination)) {}
+
+CVCLIProxyProtocol::~CVCLIProxyProtocol() {
+    sd_bus_unref(bus_);
+}
+
+bool CVCLIProxyProtocol::isConnectionFailure(const sd_bus_error& error, int result) {
+    if (sd_bus_error_is_set(&error) && strncmp(error.name, "System.Error.", 13) != 0) {
+        return isOneOf(error.name,
+                       {SD_BUS_ERROR_NO_REPLY, SD_BUS_ERROR_TIMEOUT, SD_BUS_ERROR_SERVICE_UNKNOWN,
+                        SD_BUS_ERROR_NAME_HAS_NO_OWNER, SD_BUS_ERROR_DISCONNECTED});
+    }
+    switch (-result) {
+        case ECONNRESET:
+        case ENOTCONN:
+        case EPIPE:
+        case ESHUTDOWN:
+        case ETIMEDOUT:
+        case ECONNREFUSED:
+            return true;
+        default:
+            return false;
+    }
+}
+
+sd_bus_message* CVCLIProxyProtocol::newCall(const char* member) {
+    sd_bus_message* message = nullptr;
+    int result = sd_bus_message_new_method_call(bus_, &message, destination_.c_str(),
+                                                CVCorvaneContract::kProxyObjectPath,
+                                                CVCorvaneContract::kProxyInterface, member);
+    if (result < 0) {
+        if (isConnectionFailure(sd_bus_error{}, result)) {
+            throw CVException(
+                CVException::kInvalidSendPortException,
+                std::string("The connection to Corvane is gone: ") + strerror(-result));
+        }
+        throwCodingFailure(std::string("Could not make the call ") + member, result);
+    }
+    return message;
+}
+
+sd_bus_message* CVCLIProxyProtocol::call(sd_bus_message* message) {
+    CallError error;
+    sd_bus_message* reply = nullptr;
+    // A time-out of 0 is sd-bus's default.
+    int result = sd_bus_call(bus_, message, 0, &error.error, &reply);
+    if (result >= 0) {
+        return reply;
+    }
+    if (isConnectionFailure(error.error, result)) {
+        throw CVException(CVException::kInvalidSendPortException,
+                          sd_bus_error_is_set(&error.error) && error.error.message != nullptr
+                              ? error.error.message
+                              : strerror(-result));
+    }
+    // The application answered with an error: it surfaces here as that error.
+    std::string name = sd_bus_error_is_set(&error.error) ? error.error.name : "System.Error";
+    std::string reason = error.error.message != nullptr ? error.error.message : strerror(-result);
+    throw CVException(name, reason);
+}
+
+int32_t CVCLIProxyProtocol::processID() {
+    Message message(newCall("processID"));
+    Message reply(call(message.get()));
+    int32_t processIdentifier = 0;
+    int result = sd_bus_message_read(reply.get(), "i", &processIdentifier);
+    if (result < 0) {
+        throwCodingFailure("Corvane answered processID with an unexpected value", result);
+    }
+    return processIdentifier;
+}
+
+void CVCLIProxyProtocol::requestAuthorizationForPath(const std::string& path) {
+    Message message(newCall("requestAuthorizationForPath"));
+    int result = sd_bus_message_append(message.get(), "s", path.c_str());
+    if (result < 0) {
+        throwCodingFailure("Could not code the path", result);
+    }
+    Message reply(call(message.get()));
+}
+
+std::optional<std::string> CVCLIProxyProtocol::GUIDForDocumentWithCVDiffInvocation(
+    const CVCLISerializedDiffInvocation& invocation) {
+    Message message(newCall("GUIDForDocumentWithCVDiffInvocation"));
+    int result = CVWireCoding::appendInvocation(message.get(), invocation);
+    if (result < 0) {
+        throwCodingFailure("Could not code the invocation", result);
+    }
+    Message reply(call(message.get()));
+    std::optional<std::string> identifier;
+    result = CVWireCoding::readStringOrNil(reply.get(), &identifier);
+    if (result < 0) {
+        throwCodingFailure(
+            "Corvane answered GUIDForDocumentWithCVDiffInvocation with an unexpected value",
+            result);
+    }
+    return identifier;
+}
+
+void CVCLIProxyProtocol::markChangesetWithUUIDAsClosed(const std::string& identifier) {
+    Message message(newCall("markChangesetWithUUIDAsClosed"));
+    int result = sd_bus_message_append(message.get(), "s", identifier.c_str());
+    if (result < 0) {
+        throwCodingFailure("Could not code the changeset identifier", result);
+    }
+    Message reply(call(message.get()));
+}

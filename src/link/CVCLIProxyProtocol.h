@@ -1,0 +1,55 @@
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+class CVCLISerializedDiffInvocation;
+
+// The application's proxy: synchronous method calls to the object it exports on the session bus
+// under its registered name. Every call blocks until the reply arrives or sd-bus's default call
+// time-out passes.
+//
+// A call that fails because the connection or the application went away (no reply, the name has
+// no owner, the bus disconnected) throws a port exception (CVException
+// kInvalidSendPortException). Any other error reply, such as the application refusing a payload,
+// throws a CVException named after the D-Bus error with its message as the reason, the way a
+// remote exception surfaces in the caller; an invocation that cannot be coded throws
+// kInvalidArgumentException.
+class CVCLIProxyProtocol {
+public:
+    // The proxy for the object of the bus name `name` on this process's session bus; null when
+    // there is no bus or no process owns the name.
+    static std::shared_ptr<CVCLIProxyProtocol> rootProxyForConnectionWithRegisteredName(
+        const std::string& name);
+
+    CVCLIProxyProtocol(sd_bus* bus, std::string destination);
+    CVCLIProxyProtocol(const CVCLIProxyProtocol&) = delete;
+    CVCLIProxyProtocol& operator=(const CVCLIProxyProtocol&) = delete;
+    ~CVCLIProxyProtocol();
+
+    // The application's process identifier.
+    int32_t processID();
+    // Asks the application to obtain file access for the tool.
+    void requestAuthorizationForPath(const std::string& path);
+    // Delivers the invocation by copy; the identifier of the document it opened, or nothing.
+    std::optional<std::string> GUIDForDocumentWithCVDiffInvocation(
+        const CVCLISerializedDiffInvocation& invocation);
+    // Tells the application that the changeset ("UUID:...") is closed.
+    void markChangesetWithUUIDAsClosed(const std::string& identifier);
+
+    // Whether a failed call means that the connection or the application went away: the D-Bus
+    // error name when the reply carried one, else the negative errno of the call.
+    static bool isConnectionFailure(const sd_bus_error& error, int result);
+
+private:
+    sd_bus_message* newCall(const char* member);
+    // Sends the call and gives the reply (to be unreferenced by the caller); throws on failure.
+    sd_bus_message* call(sd_bus_message* message);
+
+    sd_bus* bus_;
+    std::string destination_;
+};

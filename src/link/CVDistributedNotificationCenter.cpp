@@ -1,0 +1,132 @@
+#include "link/CVDistributedNotificationCenter.h"
+
+#include <cstring>
+
+#include "model/CVWireCoding.h"
+#include "platform/CVCorvaneContract.h"
+#include "platform/CVRunLoop.h"
+#include "platform/CVSessionBus.h"
+
+struct CVDistributedNotificationCenter::Registration {
+    std::optional<std::string> object;
+    Handler handler;
+    sd_bus_slot* slot = nullptr;
+};
+
+namespace {
+
+// Reads the a{sv} user info, keeping the string values. A body without user info gives none.
+CVDistributedNotificationCenter::UserInfo readUserInfo(sd_bus_message* message) {
+    CVDistributedNotificationCenter::UserInfo userInfo;
+    if (sd_bus_message_enter_container(message, 'a', "{sv}") <= 0) {
+        return userInfo;
+    }
+    while (sd_bus_message_enter_container(message, 'e', "sv") > 0) {
+        const char* key = nullptr;
+        const char* contents = nullptr;
+        if (sd_bus_message_read(message, "s", &key) < 0 ||
+            sd_bus_message_peek_type(message, nullptr, &contents) < 0) {
+            return userInfo;
+        }
+        if (contents != nullptr && strcmp(contents, "s") == 0) {
+            const char* value = nullptr;
+            if (sd_bus_message_read(message, "v", "s", &value) < 0) {
+                return userInfo;
+            }
+            userInfo[key] = value;
+        } else if (sd_bus_message_skip(message, "v") < 0) {
+            return userInfo;
+        }
+        if (sd_bus_message_exit_container(message) < 0) {
+            return userInfo;
+        }
+    }
+    sd_bus_message_exit_container(message);
+    return userInfo;
+}
+
+}  // namespace
+
+CVDistributedNotificationCenter& CVDistributedNotificationCenter::defaultCenter() {
+    static CVDistributedNotificationCenter center(CVSessionBus::shared());
+    return center;
+}
+
+CVDistributedNotificationCenter::CVDistributedNotificationCenter(sd_bus* bus)
+    : bus_(bus != nullptr ? sd_bus_ref(bus) : nullptr) {}
+
+CVDistributedNotificationCenter::~CVDistributedNotificationCenter() {
+    for (auto& [token, registration] : registrations_) {
+        sd_bus_slot_unref(registration->slot);
+    }
+    sd_bus_unref(bus_);
+}
+
+CVDistributedNotificationCenter::Token CVDistributedNotificationCenter::addObserver(
+    const std::string& name, const std::optional<std::string>& object, Handler handler) {
+    Token token = nextToken_++;
+    auto registration = std::make_unique<Registration>();
+    registration->object = object;
+    registration->handler = std::move(handler);
+    // The signals are dispatched by the registering thread's run loop.
+    if (bus_ != nullptr && CVRunLoop::current()->attachBus(bus_) >= 0) {
+        sd_bus_match_signal(bus_, &registration->slot, nullptr, nullptr,
+                            CVCorvaneContract::kNotificationInterface, name.c_str(), signalReceived,
+                            registration.get());
+    }
+    registrations_.emplace(token, std::move(registration));
+    return token;
+}
+
+void CVDistributedNotificationCenter::removeObserver(Token token) {
+    auto found = registrations_.find(token);
+    if (found == registrations_.end()) {
+        return;
+    }
+    sd_bus_slot_unref(found->second->slot);
+    registrations_.erase(found);
+}
+
+int CVDistributedNotificationCenter::signalReceived(sd_bus_message* message, void* userdata,
+                                                    sd_bus_error*) {
+    auto* registration = static_cast<Registration*>(userdata);
+    std::optional<std::string> object;
+    if (CVWireCoding::readStringOrNil(message, &object) < 0) {
+        return 0;
+    }
+    if (registration->object && object != registration->object) {
+        return 0;
+    }
+    UserInfo userInfo = readUserInfo(message);
+    // A copy: the handler may remove its own registration.
+    Handler handler = registration->handler;
+    handler(object, userInfo);
+    return 0;
+}
+
+int CVDistributedNotificationCenter::postNotification(sd_bus* bus, const std::string& name,
+                                                      const std::optional<std::string>& object,
+                                                      const UserInfo& userInfo) {
+    sd_bus_message* message = nullptr;
+    int result =
+        sd_bus_message_new_signal(bus, &message, CVCorvaneContract::kNotificationObjectPath,
+                                  CVCorvaneContract::kNotificationInterface, name.c_str());
+    if (result >= 0) {
+        result = CVWireCoding::appendStringOrNil(message, object);
+    }
+    if (result >= 0) {
+        result = sd_bus_message_open_container(message, 'a', "{sv}");
+    }
+    for (auto entry = userInfo.begin(); result >= 0 && entry != userInfo.end(); ++entry) {
+        result = sd_bus_message_append(message, "{sv}", entry->first.c_str(), "s",
+                                       entry->second.c_str());
+    }
+    if (result >= 0) {
+        result = sd_bus_message_close_container(message);
+    }
+    if (result >= 0) {
+        result = sd_bus_send(bus, message, nullptr);
+    }
+    sd_bus_message_unref(message);
+    return result;
+}

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+// Distributed notifications over the session bus: broadcast signals of the interface
+// com.corvane.Corvane.DistributedNotifications whose member is the notification name and whose
+// body is the object (a coded string or nil) and the user info (a{sv}). Observers are called on
+// the run loop of the thread that registered them (the main thread), while it runs.
+class CVDistributedNotificationCenter {
+public:
+    // The user info as the tool uses it: string values only; values of other types are left out.
+    using UserInfo = std::map<std::string, std::string>;
+    using Handler =
+        std::function<void(const std::optional<std::string>& object, const UserInfo& userInfo)>;
+    using Token = uint64_t;
+
+    // The center on this process's session bus. Without a bus, registrations are accepted and
+    // never called.
+    static CVDistributedNotificationCenter& defaultCenter();
+
+    explicit CVDistributedNotificationCenter(sd_bus* bus);
+    CVDistributedNotificationCenter(const CVDistributedNotificationCenter&) = delete;
+    CVDistributedNotificationCenter& operator=(const CVDistributedNotificationCenter&) = delete;
+    ~CVDistributedNotificationCenter();
+
+    // Calls `handler` for every notification of that name from any sender; when `object` is
+    // given, only for notifications whose object equals it. Blocks until the bus has the match.
+    Token addObserver(const std::string& name, const std::optional<std::string>& object,
+                      Handler handler);
+    // Ends a registration; an unknown or already removed token is ignored.
+    void removeObserver(Token token);
+
+    // Broadcasts a notification from `bus` (object path /com/corvane/Corvane). Returns 0 or a
+    // negative errno.
+    static int postNotification(sd_bus* bus, const std::string& name,
+                                const std::optional<std::string>& object, const UserInfo& userInfo);
+
+private:
+    struct Registration;
+    static int signalReceived(sd_bus_message* message, void* userdata, sd_bus_error* error);
+
+    sd_bus* bus_;
+    Token nextToken_ = 1;
+    std::map<Token, std::unique_ptr<Registration>> registrations_;
+};

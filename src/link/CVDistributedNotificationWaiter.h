@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "link/CVBlockingObserver.h"
+#include "link/CVDistributedNotificationCenter.h"
+
+class CVRunLoopTimer;
+
+// Waits for one distributed notification: the wait ends when a notification of the name arrives
+// (from `notificationObject` only, when one is set), or is cancelled when the process `processID`
+// (polled every second; 0: never) is gone or the duration passes.
+class CVDistributedNotificationWaiter : public CVBlockingObserver {
+public:
+    static constexpr const char* kApplicationQuitReason =
+        "Corvane quit while the action was running.";
+
+    // Registers for the name at once, so that a notification posted from now on is not missed;
+    // with `object`, the registration itself is limited to that object.
+    CVDistributedNotificationWaiter(double maximumDuration, int32_t processID,
+                                    const std::string& notificationName,
+                                    const std::optional<std::string>& object);
+    ~CVDistributedNotificationWaiter() override;
+
+    // The base wait, with the one-second presence poll of `processID` while it runs.
+    bool runRunLoopUntilNotificationsReceived() override;
+
+    int32_t processID() const { return processID_; }
+    // Filters in the handler only: setting it later does not change the registration.
+    const std::optional<std::string>& notificationObject() const { return notificationObject_; }
+    void setNotificationObject(std::optional<std::string> object) {
+        notificationObject_ = std::move(object);
+    }
+    // The user info of the notification that ended the wait.
+    const CVDistributedNotificationCenter::UserInfo& userInfo() const { return userInfo_; }
+
+private:
+    void checkIfParentExists();
+    void distributedNotificationReceived(const std::optional<std::string>& object,
+                                         const CVDistributedNotificationCenter::UserInfo& info);
+
+    int32_t processID_;
+    std::optional<std::string> notificationObject_;
+    CVDistributedNotificationCenter::UserInfo userInfo_;
+    CVDistributedNotificationCenter::Token registration_;
+};

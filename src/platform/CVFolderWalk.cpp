@@ -1,0 +1,61 @@
+#include "platform/CVFolderWalk.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+// Lists the folder open at `fd` (which it closes) with `prefix` before every name.
+void walkFolder(int fd, std::string& prefix, CVFolderListing& listing) {
+    DIR* folder = fdopendir(fd);
+    struct stat folderStatus;
+    if (folder == nullptr || fstat(fd, &folderStatus) != 0) {
+        folder ? closedir(folder) : close(fd);
+        return;
+    }
+    listing.folders.insert(prefix.empty() ? prefix : prefix.substr(0, prefix.size() - 1));
+    while (dirent* entry = readdir(folder)) {
+        if (entry->d_name[0] == '.') {
+            continue;
+        }
+        unsigned char type = entry->d_type;
+        if (type == DT_UNKNOWN) {
+            struct stat status;
+            if (fstatat(dirfd(folder), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
+                continue;
+            }
+            type = S_ISDIR(status.st_mode) ? DT_DIR : S_ISREG(status.st_mode) ? DT_REG : DT_LNK;
+        }
+        if (type != DT_DIR) {
+            listing.files.push_back({prefix + entry->d_name, folderStatus.st_dev, entry->d_ino,
+                                     type == DT_REG});
+            continue;
+        }
+        int child = openat(dirfd(folder), entry->d_name,
+                           O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        if (child < 0) {
+            continue;
+        }
+        size_t length = prefix.size();
+        prefix += entry->d_name;
+        prefix += '/';
+        walkFolder(child, prefix, listing);
+        prefix.resize(length);
+    }
+    closedir(folder);
+}
+
+}  // namespace
+
+std::optional<CVFolderListing> CVListFilesInFolder(const std::string& folder) {
+    int fd = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0) {
+        return std::nullopt;
+    }
+    CVFolderListing listing;
+    std::string prefix;
+    walkFolder(fd, prefix, listing);
+    return listing;
+}

@@ -1,0 +1,150 @@
+#include "platform/CVRunLoop.h"
+
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
+namespace {
+
+uint64_t monotonicNow() {
+    struct timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<uint64_t>(now.tv_sec) * 1000000u +
+           static_cast<uint64_t>(now.tv_nsec) / 1000u;
+}
+
+// Seconds as microseconds, saturating: the longest waits are meant as "no limit".
+uint64_t microseconds(double seconds) {
+    if (!(seconds > 0)) {
+        return 0;
+    }
+    double value = seconds * 1e6;
+    if (value >= static_cast<double>(std::numeric_limits<uint64_t>::max() / 2)) {
+        return std::numeric_limits<uint64_t>::max() / 2;
+    }
+    return static_cast<uint64_t>(std::llround(value));
+}
+
+}  // namespace
+
+std::shared_ptr<CVRunLoop> CVRunLoop::current() {
+    thread_local std::shared_ptr<CVRunLoop> runLoop(new CVRunLoop());
+    return runLoop;
+}
+
+CVRunLoop::CVRunLoop() {
+    if (sd_event_default(&event_) < 0) {
+        event_ = nullptr;
+        return;
+    }
+    wakeUpDescriptor_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (wakeUpDescriptor_ >= 0) {
+        sd_event_add_io(event_, &wakeUpSource_, wakeUpDescriptor_, EPOLLIN, wakeUpReceived, this);
+    }
+}
+
+CVRunLoop::~CVRunLoop() {
+    if (bus_ != nullptr) {
+        sd_bus_detach_event(bus_);
+        sd_bus_unref(bus_);
+    }
+    sd_event_source_disable_unref(wakeUpSource_);
+    if (wakeUpDescriptor_ >= 0) {
+        close(wakeUpDescriptor_);
+    }
+    sd_event_unref(event_);
+}
+
+int CVRunLoop::attachBus(sd_bus* bus) {
+    if (bus == bus_) {
+        return 0;
+    }
+    if (event_ == nullptr || bus_ != nullptr) {
+        return -EBUSY;
+    }
+    int result = sd_bus_attach_event(bus, event_, SD_EVENT_PRIORITY_NORMAL);
+    if (result >= 0) {
+        bus_ = sd_bus_ref(bus);
+    }
+    return result;
+}
+
+void CVRunLoop::wakeUp() {
+    if (wakeUpDescriptor_ >= 0) {
+        eventfd_write(wakeUpDescriptor_, 1);
+    }
+}
+
+int CVRunLoop::wakeUpReceived(sd_event_source*, int descriptor, uint32_t, void*) {
+    eventfd_t count;
+    eventfd_read(descriptor, &count);
+    return 0;
+}
+
+CVRunLoop::RunResult CVRunLoop::run(double seconds, const std::function<bool()>& shouldStop) {
+    if (event_ == nullptr) {
+        return RunResult::Failed;
+    }
+    const uint64_t deadline = monotonicNow() + microseconds(seconds);
+    if (bus_ != nullptr) {
+        // A synchronous call leaves the messages that arrived meanwhile in the bus's read queue,
+        // where no descriptor event announces them.
+        for (;;) {
+            if (shouldStop()) {
+                return RunResult::Stopped;
+            }
+            int processed = sd_bus_process(bus_, nullptr);
+            if (processed < 0) {
+                return RunResult::BusClosed;
+            }
+            if (processed == 0) {
+                break;
+            }
+        }
+    }
+    for (;;) {
+        if (shouldStop()) {
+            return RunResult::Stopped;
+        }
+        if (bus_ != nullptr && sd_bus_is_open(bus_) <= 0) {
+            return RunResult::BusClosed;
+        }
+        uint64_t now = monotonicNow();
+        if (now >= deadline) {
+            return RunResult::TimedOut;
+        }
+        if (sd_event_run(event_, deadline - now) < 0) {
+            return RunResult::Failed;
+        }
+    }
+}
+
+CVRunLoopTimer::CVRunLoopTimer(CVRunLoop& runLoop, double interval, std::function<void()> fire)
+    : intervalMicroseconds_(microseconds(interval)), fire_(std::move(fire)) {
+    if (runLoop.event() == nullptr) {
+        return;
+    }
+    // An accuracy of one millisecond: sd-event's default would let a firing slip by 250 ms.
+    if (sd_event_add_time(runLoop.event(), &source_, CLOCK_MONOTONIC, monotonicNow(), 1000, fired,
+                          this) < 0) {
+        source_ = nullptr;
+    }
+}
+
+CVRunLoopTimer::~CVRunLoopTimer() {
+    sd_event_source_disable_unref(source_);
+}
+
+int CVRunLoopTimer::fired(sd_event_source* source, uint64_t, void* userdata) {
+    auto* timer = static_cast<CVRunLoopTimer*>(userdata);
+    sd_event_source_set_time(source, monotonicNow() + timer->intervalMicroseconds_);
+    sd_event_source_set_enabled(source, SD_EVENT_ONESHOT);
+    timer->fire_();
+    return 0;
+}

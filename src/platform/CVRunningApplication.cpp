@@ -1,0 +1,240 @@
+#include "platform/CVRunningApplication.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <map>
+#include <string_view>
+
+#include "platform/CVBundle.h"
+#include "platform/CVSessionBus.h"
+
+namespace {
+
+constexpr std::string_view kExecutableFolderTail = "/Contents/MacOS/";
+constexpr std::string_view kDeletedSuffix = " (deleted)";
+
+// What tells two sessions apart: the bus socket path, else the whole address (no bus at all is a
+// session of its own kind too).
+std::optional<std::string> sessionKeyOfAddress(const std::optional<std::string>& address) {
+    if (!address) {
+        return std::nullopt;
+    }
+    if (auto socketPath = CVSessionBus::socketPathOfAddress(*address)) {
+        return socketPath;
+    }
+    return address;
+}
+
+// The bundle whose Contents/MacOS/ folder holds the executable directly.
+std::optional<std::string> bundlePathOfExecutable(std::string_view executable) {
+    if (executable.ends_with(kDeletedSuffix)) {
+        executable.remove_suffix(kDeletedSuffix.size());
+    }
+    size_t slash = executable.rfind('/');
+    if (slash == std::string_view::npos || slash + 1 == executable.size()) {
+        return std::nullopt;
+    }
+    std::string_view folder = executable.substr(0, slash + 1);
+    if (folder.size() <= kExecutableFolderTail.size() || !folder.ends_with(kExecutableFolderTail)) {
+        return std::nullopt;
+    }
+    return std::string(folder.substr(0, folder.size() - kExecutableFolderTail.size()));
+}
+
+// Reads a whole /proc file relative to the /proc folder; nothing when it cannot be opened.
+std::optional<std::string> readProcFile(int procFolder, const std::string& relativePath) {
+    int file = openat(procFolder, relativePath.c_str(), O_RDONLY | O_CLOEXEC);
+    if (file < 0) {
+        return std::nullopt;
+    }
+    std::string content;
+    char buffer[16384];
+    ssize_t count;
+    while ((count = read(file, buffer, sizeof buffer)) > 0) {
+        content.append(buffer, static_cast<size_t>(count));
+    }
+    close(file);
+    if (count < 0) {
+        return std::nullopt;
+    }
+    return content;
+}
+
+// The session bus a process was started with: its DBUS_SESSION_BUS_ADDRESS, else its
+// $XDG_RUNTIME_DIR/bus. An unreadable environment belongs to no session we can share. A process
+// caught while the kernel still executes its program shows an empty environment for a moment.
+std::optional<std::optional<std::string>> sessionKeyOfProcess(int procFolder,
+                                                              const std::string& processName) {
+    auto environment = readProcFile(procFolder, processName + "/environ");
+    if (!environment) {
+        return std::nullopt;
+    }
+    std::optional<std::string> busAddress;
+    std::optional<std::string> runtimeDirectory;
+    std::string_view rest(*environment);
+    while (!rest.empty()) {
+        size_t end = rest.find('\0');
+        std::string_view entry = rest.substr(0, end);
+        rest = end == std::string_view::npos ? std::string_view() : rest.substr(end + 1);
+        if (entry.starts_with("DBUS_SESSION_BUS_ADDRESS=")) {
+            busAddress = std::string(entry.substr(entry.find('=') + 1));
+        } else if (entry.starts_with("XDG_RUNTIME_DIR=")) {
+            runtimeDirectory = std::string(entry.substr(entry.find('=') + 1));
+        }
+    }
+    return sessionKeyOfAddress(CVSessionBus::addressFromEnvironment(busAddress, runtimeDirectory));
+}
+
+// One pass over the process table: the tests in the order of their cost, so that the common
+// process (not in a bundle) costs one readlink. Only the bundle's main executable (its
+// CFBundleExecutable) is the application: the tool, which lives beside it in Contents/MacOS/, and
+// other helpers are not.
+class Scanner {
+public:
+    Scanner()
+        : procFolder_(open("/proc", O_RDONLY | O_DIRECTORY | O_CLOEXEC)),
+          userIdentifier_(getuid()),
+          ownSession_(sessionKeyOfAddress(CVSessionBus::address())) {}
+    ~Scanner() {
+        if (procFolder_ >= 0) {
+            close(procFolder_);
+        }
+    }
+    Scanner(const Scanner&) = delete;
+    Scanner& operator=(const Scanner&) = delete;
+
+    int procFolder() const { return procFolder_; }
+
+    std::optional<CVRunningApplication> applicationWithProcessName(const char* name) {
+        char executable[PATH_MAX];
+        std::string processName(name);
+        ssize_t length =
+            readlinkat(procFolder_, (processName + "/exe").c_str(), executable, sizeof executable);
+        if (length <= 0 || static_cast<size_t>(length) >= sizeof executable) {
+            return std::nullopt;
+        }
+        std::string_view executablePath(executable, static_cast<size_t>(length));
+        auto bundlePath = bundlePathOfExecutable(executablePath);
+        if (!bundlePath) {
+            return std::nullopt;
+        }
+        struct stat status {};
+        if (fstatat(procFolder_, name, &status, 0) != 0 || status.st_uid != userIdentifier_) {
+            return std::nullopt;
+        }
+        const BundleInformation& bundle = bundleAtPath(*bundlePath);
+        if (bundle.executableName && !executablePath.ends_with("/" + *bundle.executableName) &&
+            !executablePath.ends_with("/" + *bundle.executableName + std::string(kDeletedSuffix))) {
+            return std::nullopt;
+        }
+        auto session = sessionKeyOfProcess(procFolder_, processName);
+        if (!session || *session != ownSession_) {
+            return std::nullopt;
+        }
+        return CVRunningApplication(static_cast<int32_t>(std::stoi(processName)), *bundlePath,
+                                    bundle.identifier);
+    }
+
+private:
+    struct BundleInformation {
+        std::optional<std::string> identifier;
+        std::optional<std::string> executableName;
+    };
+
+    // Bundles are read once per scan: several processes often share one.
+    const BundleInformation& bundleAtPath(const std::string& bundlePath) {
+        auto known = bundles_.find(bundlePath);
+        if (known != bundles_.end()) {
+            return known->second;
+        }
+        BundleInformation information;
+        if (auto bundle = CVBundle::bundleWithPath(bundlePath)) {
+            information.identifier = bundle->bundleIdentifier();
+            information.executableName = bundle->objectForInfoDictionaryKey("CFBundleExecutable");
+        }
+        return bundles_.emplace(bundlePath, std::move(information)).first->second;
+    }
+
+    int procFolder_;
+    uid_t userIdentifier_;
+    std::optional<std::string> ownSession_;
+    std::map<std::string, BundleInformation> bundles_;
+};
+
+bool isProcessName(const char* name) {
+    if (*name == '\0') {
+        return false;
+    }
+    for (const char* character = name; *character != '\0'; ++character) {
+        if (*character < '0' || *character > '9') {
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+CVRunningApplication::CVRunningApplication(int32_t processIdentifier,
+                                           std::optional<std::string> bundlePath,
+                                           std::optional<std::string> bundleIdentifier)
+    : processIdentifier_(processIdentifier),
+      bundlePath_(std::move(bundlePath)),
+      bundleIdentifier_(std::move(bundleIdentifier)) {}
+
+std::vector<CVRunningApplication> CVRunningApplication::runningApplications() {
+    std::vector<CVRunningApplication> applications;
+    Scanner scanner;
+    if (scanner.procFolder() < 0) {
+        return applications;
+    }
+    DIR* folder = fdopendir(dup(scanner.procFolder()));
+    if (folder == nullptr) {
+        return applications;
+    }
+    while (dirent* entry = readdir(folder)) {
+        if (entry->d_type != DT_DIR || !isProcessName(entry->d_name)) {
+            continue;
+        }
+        if (auto application = scanner.applicationWithProcessName(entry->d_name)) {
+            applications.push_back(std::move(*application));
+        }
+    }
+    closedir(folder);
+    return applications;
+}
+
+std::optional<CVRunningApplication> CVRunningApplication::runningApplicationWithProcessIdentifier(
+    int32_t processIdentifier) {
+    if (processIdentifier <= 0) {
+        return std::nullopt;
+    }
+    Scanner scanner;
+    if (scanner.procFolder() < 0) {
+        return std::nullopt;
+    }
+    return scanner.applicationWithProcessName(std::to_string(processIdentifier).c_str());
+}
+
+bool CVRunningApplication::isFinishedLaunching() const {
+    if (!bundleIdentifier_) {
+        return false;
+    }
+    sd_bus* bus = CVSessionBus::shared();
+    if (bus == nullptr) {
+        return false;
+    }
+    sd_bus_creds* credentials = nullptr;
+    if (sd_bus_get_name_creds(bus, bundleIdentifier_->c_str(), SD_BUS_CREDS_PID, &credentials) <
+        0) {
+        return false;
+    }
+    pid_t owner = 0;
+    int result = sd_bus_creds_get_pid(credentials, &owner);
+    sd_bus_creds_unref(credentials);
+    return result >= 0 && owner == processIdentifier_;
+}

@@ -1,0 +1,263 @@
+#include "link/CVApplicationLocator.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "CVApplicationTestBundles.h"
+#include "TemporaryFolder.h"
+#include "link/cvdiff-util.h"
+#include "platform/CVPaths.h"
+#include "platform/CVUserDefaults.h"
+
+namespace {
+
+constexpr const char* kIdentifier = "com.corvane.Corvane";
+constexpr const char* kLastKnownProcessKey = "LastKnownCVPID";
+
+std::string tooOldApplicationText(const std::string& path, const std::string& version) {
+    return "The version of Corvane installed at " + path + " (version " + version +
+           ") is too old to be launched by cvdiff (version 9077)";
+}
+
+CVError locatingError(const std::string& text, const std::string& path) {
+    CVError error = CVError::withLocalizedDescription(text);
+    error.userInfo["CorvaneErrorBundlePath"] = path;
+    return error;
+}
+
+class TheCompatibilityTest : public testing::Test {
+protected:
+    std::string bundleDeclaring(const std::optional<std::string>& version,
+                                const std::string& identifier = kIdentifier) {
+        return makeBundle(folder_ / ("Corvane" + version.value_or("-none") + ".app"), identifier,
+                          version);
+    }
+
+    TemporaryFolder folder_;
+};
+
+TEST_F(TheCompatibilityTest, AcceptsBuildsFromTheOldestAcceptedUpToTheToolsOwn) {
+    for (const char* version : {"9077", "9076", "150"}) {
+        std::optional<CVError> error;
+        EXPECT_TRUE(isRequiredVersionOfCorvaneAtPath(bundleDeclaring(version), &error)) << version;
+        EXPECT_EQ(error, std::nullopt);
+    }
+}
+
+TEST_F(TheCompatibilityTest, RefusesOlderBuildsAndAMissingVersionAsTooOldApplications) {
+    for (std::optional<std::string> version :
+         {std::optional<std::string>("149"), std::optional<std::string>("0"),
+          std::optional<std::string>()}) {
+        std::string path = bundleDeclaring(version);
+        std::optional<CVError> error;
+        EXPECT_FALSE(isRequiredVersionOfCorvaneAtPath(path, &error));
+        EXPECT_EQ(error,
+                  locatingError(tooOldApplicationText(path, version.value_or("(null)")), path));
+    }
+}
+
+TEST_F(TheCompatibilityTest, RefusesANewerBuildAsTooNewForTheTool) {
+    std::string path = bundleDeclaring("9078");
+    std::optional<CVError> error;
+    EXPECT_FALSE(isRequiredVersionOfCorvaneAtPath(path, &error));
+    EXPECT_EQ(error, locatingError("This version of cvdiff (version 9077) is too old to launch the "
+                                   "version of Corvane installed at " +
+                                       path + " (version 9078)",
+                                   path));
+}
+
+TEST_F(TheCompatibilityTest, AcceptsTheToolsOwnBundleWhateverItDeclares) {
+    EXPECT_TRUE(isRequiredVersionOfCorvaneAtPath(bundleDeclaring("1", "com.corvane.Corvane.cvdiff"),
+                                                 nullptr));
+}
+
+TEST_F(TheCompatibilityTest, RefusesAMissingBundleSilently) {
+    std::optional<CVError> error;
+    EXPECT_FALSE(isRequiredVersionOfCorvaneAtPath(folder_ / "Missing.app", &error));
+    EXPECT_EQ(error, std::nullopt);
+}
+
+TEST_F(TheCompatibilityTest, RefusesAnAcceptedBuildInTheTrash) {
+    std::string path = makeBundle(folder_ / ".Trash/Corvane.app", kIdentifier, "9077");
+    std::optional<CVError> error;
+    EXPECT_EQ(usableCorvaneAtPath(path, &error), std::nullopt);
+    EXPECT_EQ(error, locatingError("Corvane cannot be launched because it is in the trash.", path));
+    EXPECT_EQ(usableCorvaneAtPath(std::nullopt, &error), std::nullopt);
+}
+
+TEST(IntegerValue, ReadsLeadingBlanksASignAndDigitsAndGivesZeroForAnythingElse) {
+    using CVApplicationLocator::integerValue;
+    EXPECT_EQ(integerValue(" \t+9077abc"), 9077);
+    EXPECT_EQ(integerValue("-12"), -12);
+    EXPECT_EQ(integerValue("v150"), 0);
+    EXPECT_EQ(integerValue(std::nullopt), 0);
+    EXPECT_EQ(integerValue("99999999999999999999"), LONG_MAX);
+}
+
+TEST(TheHostingBundleOfTheTool, IsTheBundleAroundContentsMacOSCvdiffOnly) {
+    using CVApplicationLocator::hostingBundleOfResolvedToolPath;
+    EXPECT_EQ(hostingBundleOfResolvedToolPath("/opt/Corvane.app/Contents/MacOS/cvdiff"),
+              "/opt/Corvane.app");
+    EXPECT_EQ(hostingBundleOfResolvedToolPath("/usr/local/bin/cvdiff"), std::nullopt);
+    EXPECT_EQ(hostingBundleOfResolvedToolPath("/opt/Corvane.app/Contents/MacOS/Corvane"),
+              std::nullopt);
+}
+
+TEST(TheReportOfAFailedSearch, NamesEachBundlePathOnceAndListsSeveral) {
+    using CVApplicationLocator::reportForErrors;
+    CVError first = locatingError("first \"quoted\"", "/a");
+    CVError again = locatingError("again", "/a");
+    CVError second = locatingError("second", "/b");
+    EXPECT_EQ(reportForErrors({}), "Error: Unable to locate Corvane.\n");
+    EXPECT_EQ(reportForErrors({first, again}), "Error locating Corvane: first \"quoted\"\n");
+    EXPECT_EQ(reportForErrors({first, again, second}),
+              "Errors locating Corvane: (\n    \"first \\\"quoted\\\"\",\n    \"second\"\n)\n");
+}
+
+TEST(PathByExtendingPathWithComponents, AppendsInOrderAndPassesAbsentValuesThrough) {
+    EXPECT_EQ(pathByExtendingPathWithComponents("/a/B.app", {{"Contents", "Info.plist"}}),
+              "/a/B.app/Contents/Info.plist");
+    EXPECT_EQ(pathByExtendingPathWithComponents(std::nullopt, {{"Contents"}}), std::nullopt);
+    EXPECT_EQ(pathByExtendingPathWithComponents("/a", std::nullopt), "/a");
+}
+
+// The whole search, with fake bundles, desktop entries and processes.
+class TheSearch : public testing::Test {
+protected:
+    void SetUp() override {
+        struct stat status {};
+        std::string userApplications = CVPaths::homeDirectory().value_or("/") + "/Applications";
+        if (stat("/Applications", &status) == 0 || stat(userApplications.c_str(), &status) == 0) {
+            GTEST_SKIP() << "an Applications folder exists on this machine";
+        }
+        std::filesystem::remove_all(testDataHome() + "/applications");
+        std::filesystem::remove_all(testDataDirectory() + "/applications");
+        defaults().removeDomain();
+    }
+
+    static CVUserDefaults& defaults() { return CVUserDefaults::standardUserDefaults(); }
+
+    // A bundle that is running (a copy of sleep as its executable).
+    std::string runningBundle(const std::string& name, const std::string& identifier,
+                              const std::string& version) {
+        std::string path = makeBundle(folder_ / name, identifier, version, "/bin/sleep");
+        processes_.push_back(std::make_unique<ChildProcess>(path + "/Contents/MacOS/Corvane",
+                                                            std::vector<std::string>{"60"}));
+        return path;
+    }
+    pid_t lastProcess() const { return processes_.back()->processIdentifier(); }
+
+    // Registers a bundle through the desktop entry of the identifier.
+    void registerBundle(const std::string& path) {
+        writeDesktopEntry(testDataHome(), kIdentifier,
+                          "\"" + path + "/Contents/MacOS/Corvane\" %F");
+    }
+
+    // Runs the search, keeping what it printed on standard error.
+    std::optional<std::string> locate(bool* isRunning) {
+        testing::internal::CaptureStderr();
+        auto path = locateCorvaneApplication(isRunning);
+        errorOutput_ = testing::internal::GetCapturedStderr();
+        return path;
+    }
+
+    TemporaryFolder folder_;
+    std::vector<std::unique_ptr<ChildProcess>> processes_;
+    std::string errorOutput_;
+};
+
+TEST_F(TheSearch, ReportsThatNothingWasFoundWhenNoCopyExists) {
+    bool isRunning = false;
+    EXPECT_EQ(locate(&isRunning), std::nullopt);
+    EXPECT_EQ(errorOutput_, "Error: Unable to locate Corvane.\n");
+}
+
+TEST_F(TheSearch, FindsTheCopyRegisteredByItsDesktopEntry) {
+    std::string path =
+        makeBundle(folder_ / "Corvane Folder/Corvane.app", kIdentifier, "9077", "/bin/sleep");
+    registerBundle(path);
+    bool isRunning = false;
+    EXPECT_EQ(locate(&isRunning), path);
+    EXPECT_FALSE(isRunning);
+    EXPECT_EQ(errorOutput_, "");
+}
+
+TEST_F(TheSearch, UsesARunningCompatibleCopyAndRemembersItsProcess) {
+    std::string path = runningBundle(".Trash/Corvane.app", kIdentifier, "9000");
+    bool isRunning = false;
+    EXPECT_EQ(locate(&isRunning), path);
+    EXPECT_TRUE(isRunning);
+    EXPECT_EQ(defaults().integerForKey(kLastKnownProcessKey), lastProcess());
+}
+
+TEST_F(TheSearch, RemembersNoProcessWhenTheCallerDoesNotAskWhetherItRuns) {
+    std::string path = runningBundle("Corvane.app", kIdentifier, "9077");
+    EXPECT_EQ(locate(nullptr), path);
+    EXPECT_FALSE(defaults().hasObjectForKey(kLastKnownProcessKey));
+}
+
+TEST_F(TheSearch, TrustsThePreviousProcessWhateverItsBuildAndPlace) {
+    std::string path = runningBundle(".Trash/Corvane.app", kIdentifier, "1");
+    defaults().setInteger(lastProcess(), kLastKnownProcessKey);
+    bool isRunning = false;
+    EXPECT_EQ(locate(&isRunning), path);
+    EXPECT_TRUE(isRunning);
+}
+
+TEST_F(TheSearch, ForgetsAPreviousProcessThatIsGone) {
+    defaults().setInteger(2147483647, kLastKnownProcessKey);
+    locate(nullptr);
+    EXPECT_FALSE(defaults().hasObjectForKey(kLastKnownProcessKey));
+}
+
+TEST_F(TheSearch, KeepsAPreviousProcessThatIsNowAnotherApplication) {
+    runningBundle("Other.app", "com.example.Other", "9077");
+    defaults().setInteger(lastProcess(), kLastKnownProcessKey);
+    locate(nullptr);
+    EXPECT_EQ(defaults().integerForKey(kLastKnownProcessKey), lastProcess());
+}
+
+TEST_F(TheSearch, ReportsACopyMetTwiceOnce) {
+    std::string path = runningBundle("Corvane.app", kIdentifier, "149");
+    registerBundle(path);
+    EXPECT_EQ(locate(nullptr), std::nullopt);
+    EXPECT_EQ(errorOutput_, "Error locating Corvane: " + tooOldApplicationText(path, "149") + "\n");
+}
+
+TEST_F(TheSearch, ListsTheReasonsForTwoRefusedCopies) {
+    std::string running = runningBundle("Corvane.app", kIdentifier, "149");
+    std::string registered =
+        makeBundle(folder_ / ".Trash/Corvane.app", kIdentifier, "9077", "/bin/sleep");
+    registerBundle(registered);
+    EXPECT_EQ(locate(nullptr), std::nullopt);
+    EXPECT_EQ(errorOutput_, "Errors locating Corvane: (\n    \"" +
+                                tooOldApplicationText(running, "149") +
+                                "\",\n    \"Corvane cannot be launched because it is in the "
+                                "trash.\"\n)\n");
+}
+
+TEST_F(TheSearch, LogsEachStepWhenDebugLoggingIsOn) {
+    std::string refused = runningBundle("Old.app", kIdentifier, "149");
+    std::string path = makeBundle(folder_ / "Corvane.app", kIdentifier, "9077", "/bin/sleep");
+    registerBundle(path);
+    defaults().setBool(true, "debug-logging");
+    locate(nullptr);
+    std::vector<std::string> messages;
+    std::istringstream lines(errorOutput_);
+    for (std::string line; std::getline(lines, line);) {
+        messages.push_back(line.substr(line.find("] ") + 2));
+    }
+    EXPECT_THAT(messages,
+                testing::ElementsAre(
+                    "Found Corvane at " + refused + " using runningApplications",
+                    "Corvane at " + refused + " is version: 149 while cvdiff is version: 9077",
+                    "Rejected Corvane at " + refused + " for not being the required version",
+                    "Found Corvane at " + fileURLDescription(path, true) +
+                        " using URLForApplicationWithBundleIdentifier",
+                    "Corvane path to use: " + path));
+}
+
+}  // namespace

@@ -1,0 +1,157 @@
+#include "link/CVCLIProxyProtocol.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstring>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "CVPrivateSessionBus.h"
+#include "model/CVCLISerializedDiffInvocation.h"
+#include "platform/CVCorvaneContract.h"
+#include "platform/CVException.h"
+
+namespace {
+
+constexpr const char* kName = CVCorvaneContract::kDistributedObjectsConnectionName;
+
+// A minimal application: owns the registered name and answers the proxy protocol from a thread
+// of its own, recording the calls it received.
+class FakeApplication {
+public:
+    FakeApplication() : bus_(CVPrivateSessionBus::shared().openConnection()) {
+        sd_bus_add_object(bus_, nullptr, CVCorvaneContract::kProxyObjectPath, methodCalled, this);
+        if (sd_bus_request_name(bus_, kName, 0) < 0) {
+            throw std::runtime_error("cannot own the name");
+        }
+        thread_ = std::thread([this] {
+            while (!stopping_) {
+                if (sd_bus_process(bus_, nullptr) == 0) {
+                    sd_bus_wait(bus_, 50000);
+                }
+            }
+        });
+    }
+    ~FakeApplication() { quit(); }
+
+    // Ends the application: its name loses its owner.
+    void quit() {
+        if (thread_.joinable()) {
+            stopping_ = true;
+            thread_.join();
+            sd_bus_flush_close_unref(bus_);
+        }
+    }
+
+    std::vector<std::string> calls() {
+        std::lock_guard lock(mutex_);
+        return calls_;
+    }
+
+    std::atomic<bool> refuseDocuments = false;
+
+private:
+    static int methodCalled(sd_bus_message* message, void* userdata, sd_bus_error* error) {
+        auto* application = static_cast<FakeApplication*>(userdata);
+        const char* interface = CVCorvaneContract::kProxyInterface;
+        const char* text = nullptr;
+        if (sd_bus_message_is_method_call(message, interface, "processID")) {
+            application->record("processID");
+            return sd_bus_reply_method_return(message, "i", 4242);
+        }
+        if (sd_bus_message_is_method_call(message, interface, "requestAuthorizationForPath") ||
+            sd_bus_message_is_method_call(message, interface, "markChangesetWithUUIDAsClosed")) {
+            sd_bus_message_read(message, "s", &text);
+            application->record(std::string(sd_bus_message_get_member(message)) + " " + text);
+            return sd_bus_reply_method_return(message, "");
+        }
+        if (sd_bus_message_is_method_call(message, interface,
+                                          "GUIDForDocumentWithCVDiffInvocation")) {
+            if (application->refuseDocuments) {
+                return sd_bus_error_set(error, SD_BUS_ERROR_INVALID_ARGS,
+                                        "unknown class name CVCLISerializedNothing");
+            }
+            const char* contents = nullptr;
+            sd_bus_message_peek_type(message, nullptr, &contents);
+            sd_bus_message_enter_container(message, 'v', contents);
+            sd_bus_message_enter_container(message, 'r', "sav");
+            sd_bus_message_read(message, "s", &text);
+            application->record(std::string("GUIDForDocumentWithCVDiffInvocation ") + contents +
+                                " " + text);
+            return sd_bus_reply_method_return(message, "v", "s", "document-1");
+        }
+        return 0;
+    }
+
+    void record(std::string call) {
+        std::lock_guard lock(mutex_);
+        calls_.push_back(std::move(call));
+    }
+
+    sd_bus* bus_;
+    std::atomic<bool> stopping_ = false;
+    std::thread thread_;
+    std::mutex mutex_;
+    std::vector<std::string> calls_;
+};
+
+class ACLIProxyProtocol : public testing::Test {
+protected:
+    ACLIProxyProtocol() { CVPrivateSessionBus::shared(); }
+};
+
+}  // namespace
+
+TEST_F(ACLIProxyProtocol, IsAbsentWhileNoProcessOwnsTheName) {
+    EXPECT_EQ(CVCLIProxyProtocol::rootProxyForConnectionWithRegisteredName(kName), nullptr);
+}
+
+TEST_F(ACLIProxyProtocol, CallsTheApplicationUnderItsRegisteredName) {
+    FakeApplication application;
+    auto proxy = CVCLIProxyProtocol::rootProxyForConnectionWithRegisteredName(kName);
+    ASSERT_NE(proxy, nullptr);
+    CVCLISerializedDiffInvocation invocation;
+    invocation.setParentProcessName("git");
+
+    EXPECT_EQ(proxy->processID(), 4242);
+    proxy->requestAuthorizationForPath("/");
+    EXPECT_EQ(proxy->GUIDForDocumentWithCVDiffInvocation(invocation), "document-1");
+    proxy->markChangesetWithUUIDAsClosed("UUID:abc");
+
+    EXPECT_EQ(application.calls(),
+              (std::vector<std::string>{
+                  "processID", "requestAuthorizationForPath /",
+                  "GUIDForDocumentWithCVDiffInvocation (sav) CVCLISerializedDiffInvocation",
+                  "markChangesetWithUUIDAsClosed UUID:abc"}));
+}
+
+TEST_F(ACLIProxyProtocol, RaisesThePortExceptionWhenTheApplicationHasGone) {
+    FakeApplication application;
+    auto proxy = CVCLIProxyProtocol::rootProxyForConnectionWithRegisteredName(kName);
+    ASSERT_NE(proxy, nullptr);
+    application.quit();
+
+    try {
+        proxy->processID();
+        FAIL() << "no exception";
+    } catch (const CVException& exception) {
+        EXPECT_EQ(exception.name(), "NSInvalidSendPortException");
+    }
+}
+
+TEST_F(ACLIProxyProtocol, RaisesTheApplicationsOwnErrorWhenItRefusesAnInvocation) {
+    FakeApplication application;
+    application.refuseDocuments = true;
+    auto proxy = CVCLIProxyProtocol::rootProxyForConnectionWithRegisteredName(kName);
+    ASSERT_NE(proxy, nullptr);
+
+    try {
+        proxy->GUIDForDocumentWithCVDiffInvocation(CVCLISerializedDiffInvocation());
+        FAIL() << "no exception";
+    } catch (const CVException& exception) {
+        EXPECT_EQ(exception.name(), "org.freedesktop.DBus.Error.InvalidArgs");
+        EXPECT_STREQ(exception.reason(), "unknown class name CVCLISerializedNothing");
+    }
+}

@@ -1,0 +1,279 @@
+#include "link/CVChangesetCoordinator.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+
+#include "TemporaryFolder.h"
+#include "platform/CVPropertyList.h"
+#include "process/ZPProcessInformation.h"
+
+namespace {
+
+// Every test gets its own $XDG_DATA_HOME, so the closed list starts missing.
+class ACoordinator : public testing::Test {
+protected:
+    void SetUp() override {
+        if (const char* previous = getenv("XDG_DATA_HOME")) {
+            previousDataHome_ = previous;
+        }
+        setenv("XDG_DATA_HOME", dataHome_.path().c_str(), 1);
+    }
+    void TearDown() override {
+        if (previousDataHome_) {
+            setenv("XDG_DATA_HOME", previousDataHome_->c_str(), 1);
+        } else {
+            unsetenv("XDG_DATA_HOME");
+        }
+    }
+
+    std::string folder() const { return dataHome_ / "Corvane"; }
+    std::string file() const { return dataHome_ / "Corvane/ClosedChangesets.plist"; }
+
+    std::vector<std::string> listed() {
+        return CVChangesetCoordinator().readIdentifiersWithError(nullptr).value_or(
+            std::vector<std::string>{});
+    }
+    void list(const std::vector<std::string>& identifiers) {
+        ASSERT_TRUE(CVChangesetCoordinator().writeIdentifiers(identifiers, nullptr));
+    }
+    bool sends(const std::string& identifier) {
+        bool ran = false;
+        CVChangesetCoordinator().coordinateSendingChangesetForIdentifier(identifier,
+                                                                         [&] { ran = true; });
+        return ran;
+    }
+    void close(const std::string& identifier) {
+        CVChangesetCoordinator().coordinateClosingChangesetForIdentifier(identifier);
+    }
+
+    TemporaryFolder dataHome_;
+    std::optional<std::string> previousDataHome_;
+};
+
+std::vector<std::string> uuids(int first, int count) {
+    std::vector<std::string> identifiers;
+    for (int index = first; index < first + count; ++index) {
+        identifiers.push_back("UUID:" + std::to_string(index));
+    }
+    return identifiers;
+}
+
+// A child process that lives until the returned descriptor is closed.
+pid_t startWaitingChild(int& release) {
+    int fds[2];
+    EXPECT_EQ(pipe(fds), 0);
+    pid_t child = fork();
+    if (child == 0) {
+        ::close(fds[1]);
+        char byte;
+        while (read(fds[0], &byte, 1) > 0) {
+        }
+        _exit(0);
+    }
+    ::close(fds[0]);
+    release = fds[1];
+    return child;
+}
+
+}  // namespace
+
+TEST(AChangesetIdentifier, NamesAProcessByIdentifierAndStartSecondsSince2001) {
+    auto process = ZPProcessInformation::currentProcess();
+    ASSERT_TRUE(process->startDate());
+    EXPECT_EQ(CVChangesetCoordinator::identifierForProcess(process.get()),
+              "PID:" + std::to_string(getpid()) + "-" +
+                  std::to_string(*process->startDate() - 978307200));
+    EXPECT_EQ(CVChangesetCoordinator::identifierForProcess(nullptr), std::nullopt);
+    EXPECT_EQ(CVChangesetCoordinator::timestampForDate(978307200 + 5), 5);
+    EXPECT_EQ(CVChangesetCoordinator::timestampForDate(978307200 - 5), -5);
+}
+
+TEST(AChangesetIdentifier, NamesAUUIDByItsTextAfterAPrefix) {
+    EXPECT_EQ(CVChangesetCoordinator::identifierForUUID(std::string("3F2A-1")), "UUID:3F2A-1");
+    EXPECT_EQ(CVChangesetCoordinator::identifierForUUID(std::nullopt), std::nullopt);
+    EXPECT_TRUE(CVChangesetCoordinator::identifierRepresentsProcess(std::string("PID:1-2")));
+    EXPECT_FALSE(CVChangesetCoordinator::identifierRepresentsProcess(std::string("pid:1-2")));
+    EXPECT_TRUE(CVChangesetCoordinator::identifierRepresentsUUID(std::string("pid:1-2")));
+    EXPECT_FALSE(CVChangesetCoordinator::identifierRepresentsUUID(std::nullopt));
+    EXPECT_FALSE(CVChangesetCoordinator::identifierRepresentsProcess(std::nullopt));
+}
+
+TEST(AChangesetIdentifier, HasComponentsOnlyWithExactlyTwoParts) {
+    using Components = CVChangesetIdentifierComponents;
+    EXPECT_EQ(CVChangesetCoordinator::componentsOfIdentifier(std::string("PID:4711-784512345")),
+              (Components{4711, 784512345}));
+    EXPECT_EQ(CVChangesetCoordinator::componentsOfIdentifier(std::string("PID:x-y")),
+              (Components{0, 0}));
+    EXPECT_EQ(CVChangesetCoordinator::componentsOfIdentifier(std::string("PID:12abc-7z")),
+              (Components{12, 7}));
+    EXPECT_EQ(CVChangesetCoordinator::componentsOfIdentifier(std::string("PID:12-34-56")),
+              std::nullopt);
+    EXPECT_EQ(CVChangesetCoordinator::componentsOfIdentifier(std::string("PID:12")), std::nullopt);
+    EXPECT_EQ(CVChangesetCoordinator::componentsOfIdentifier(std::string("UUID:1-2")),
+              std::nullopt);
+}
+
+TEST(AChangesetIdentifier, NamesARunningProcessOnlyWhileItRunsWithThatStartTime) {
+    int release = -1;
+    pid_t child = startWaitingChild(release);
+    auto process = ZPProcessInformation::processInformationWithProcessIdentifier(child);
+    std::string identifier = *CVChangesetCoordinator::identifierForProcess(process.get());
+    std::string otherStart =
+        "PID:" + std::to_string(child) + "-" +
+        std::to_string(CVChangesetCoordinator::timestampForDate(process->startDate()) - 1);
+
+    EXPECT_TRUE(CVChangesetCoordinator::processExistsWithIdentifier(identifier));
+    EXPECT_FALSE(CVChangesetCoordinator::processExistsWithIdentifier(otherStart));
+    EXPECT_TRUE(CVChangesetCoordinator::processExistsWithIdentifier(std::string("UUID:gone")));
+    EXPECT_FALSE(CVChangesetCoordinator::processExistsWithIdentifier(std::nullopt));
+
+    ::close(release);
+    waitpid(child, nullptr, 0);
+    EXPECT_FALSE(CVChangesetCoordinator::processExistsWithIdentifier(identifier));
+}
+
+TEST_F(ACoordinator, SendsWhenNoChangesetWasEverClosed) {
+    EXPECT_TRUE(sends("UUID:abc"));
+    EXPECT_FALSE(std::filesystem::exists(file()));
+}
+
+TEST_F(ACoordinator, RefusesToSendToAClosedChangesetOnly) {
+    bool ran = false;
+    CVChangesetCoordinator().coordinateRemovingChangesetForIdentifier(std::string("UUID:abc"),
+                                                                      [&] { ran = true; });
+    EXPECT_TRUE(ran);
+    EXPECT_FALSE(sends("UUID:abc"));
+    EXPECT_TRUE(sends("UUID:abd"));
+    EXPECT_EQ(listed(), std::vector<std::string>{"UUID:abc"});
+}
+
+TEST_F(ACoordinator, DoesNothingForAnAbsentIdentifier) {
+    bool ran = false;
+    CVChangesetCoordinator().coordinateSendingChangesetForIdentifier(std::nullopt,
+                                                                     [&] { ran = true; });
+    CVChangesetCoordinator().coordinateRemovingChangesetForIdentifier(std::nullopt,
+                                                                      [&] { ran = true; });
+    EXPECT_FALSE(ran);
+    EXPECT_FALSE(std::filesystem::exists(folder()));
+}
+
+TEST_F(ACoordinator, DoesNotRecordAProcessThatIsNotRunningButStillRunsTheBlock) {
+    list({"UUID:kept"});
+    std::string before = readFile(file());
+    bool ran = false;
+    CVChangesetCoordinator().coordinateRemovingChangesetForIdentifier(std::string("PID:1-2"),
+                                                                      [&] { ran = true; });
+    EXPECT_TRUE(ran);
+    EXPECT_EQ(readFile(file()), before);
+}
+
+TEST_F(ACoordinator, RecordsARunningProcessAndForgetsItOnceItHasEnded) {
+    int release = -1;
+    pid_t child = startWaitingChild(release);
+    auto process = ZPProcessInformation::processInformationWithProcessIdentifier(child);
+    std::string identifier = *CVChangesetCoordinator::identifierForProcess(process.get());
+
+    CVChangesetCoordinator().coordinateClosingChangesetForProcess(process.get());
+    bool ran = false;
+    CVChangesetCoordinator().coordinateSendingChangesetForProcess(process.get(),
+                                                                  [&] { ran = true; });
+    EXPECT_FALSE(ran);
+    EXPECT_EQ(listed(), std::vector<std::string>{identifier});
+
+    ::close(release);
+    waitpid(child, nullptr, 0);
+    close("UUID:next");
+    EXPECT_EQ(listed(), std::vector<std::string>{"UUID:next"});
+}
+
+TEST_F(ACoordinator, DropsTheOldestHundredOnceTheListReaches201) {
+    list(uuids(0, 250));
+    close("UUID:new");
+    std::vector<std::string> expected = uuids(100, 150);
+    expected.push_back("UUID:new");
+    EXPECT_EQ(listed(), expected);
+}
+
+TEST_F(ACoordinator, KeepsAListOf200AndTrimsItAtTheClosureAfterThe201st) {
+    list(uuids(0, 200));
+    close("UUID:200");
+    EXPECT_EQ(listed(), uuids(0, 201));
+    close("UUID:201");
+    EXPECT_EQ(listed(), uuids(100, 102));
+}
+
+TEST_F(ACoordinator, ListsAnIdentifierClosedTwiceOnce) {
+    close("UUID:abc");
+    close("UUID:abc");
+    EXPECT_EQ(listed(), std::vector<std::string>{"UUID:abc"});
+}
+
+TEST_F(ACoordinator, ReplacesABinaryFileWholeBesideALockFileThatStays) {
+    close("UUID:first");
+    struct stat first {};
+    ASSERT_EQ(stat(file().c_str(), &first), 0);
+    close("UUID:second");
+    struct stat second {};
+    ASSERT_EQ(stat(file().c_str(), &second), 0);
+
+    EXPECT_EQ(readFile(file()).substr(0, 8), "bplist00");
+    EXPECT_NE(first.st_ino, second.st_ino);
+    EXPECT_EQ(folderEntries(folder()),
+              (std::vector<std::string>{"ClosedChangesets.plist", "ClosedChangesets.plist.lock"}));
+}
+
+TEST_F(ACoordinator, ReadsACorruptFileAsAnEmptyListAndWritesAFreshOne) {
+    dataHome_.write("Corvane/ClosedChangesets.plist", "not a property list");
+    EXPECT_TRUE(sends("UUID:abc"));
+    std::optional<CVError> error;
+    EXPECT_EQ(CVChangesetCoordinator().readIdentifiersWithError(&error), std::nullopt);
+    EXPECT_TRUE(error);
+    close("UUID:abc");
+    EXPECT_EQ(listed(), std::vector<std::string>{"UUID:abc"});
+}
+
+TEST_F(ACoordinator, LogsAFailedWriteAndStillRunsTheBlock) {
+    dataHome_.makeFolder("Corvane/ClosedChangesets.plist");
+    bool ran = false;
+    testing::internal::CaptureStderr();
+    CVChangesetCoordinator().coordinateRemovingChangesetForIdentifier(std::string("UUID:abc"),
+                                                                      [&] { ran = true; });
+    std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(ran);
+    EXPECT_NE(log.find("] Could not note closure: "), std::string::npos) << log;
+    EXPECT_EQ(log.substr(log.size() - 2), ".\n");
+}
+
+TEST_F(ACoordinator, RecordsEveryClosureOfProcessesClosingAtTheSameTime) {
+    constexpr int kPerProcess = 40;
+    std::vector<pid_t> children;
+    for (int process = 0; process < 2; ++process) {
+        pid_t child = fork();
+        if (child == 0) {
+            for (const std::string& identifier : uuids(process * 1000, kPerProcess)) {
+                CVChangesetCoordinator().coordinateClosingChangesetForIdentifier(identifier);
+            }
+            _exit(0);
+        }
+        children.push_back(child);
+    }
+    for (pid_t child : children) {
+        int status = 0;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
+    std::vector<std::string> identifiers = listed();
+    std::sort(identifiers.begin(), identifiers.end());
+    std::vector<std::string> expected = uuids(0, kPerProcess);
+    for (const std::string& identifier : uuids(1000, kPerProcess)) {
+        expected.push_back(identifier);
+    }
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(identifiers, expected);
+}

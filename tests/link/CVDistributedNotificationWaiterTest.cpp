@@ -1,0 +1,177 @@
+#include "link/CVDistributedNotificationWaiter.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+
+#include "CVPrivateSessionBus.h"
+#include "link/CVDistributedNotificationCenter.h"
+#include "platform/CVException.h"
+#include "platform/CVSessionBus.h"
+
+using std::chrono::steady_clock;
+using UserInfo = CVDistributedNotificationCenter::UserInfo;
+
+namespace {
+
+constexpr const char* kClose = "CVCloseTabNotification";
+
+// Plays the application: posts notifications from a connection of its own.
+class ADistributedNotificationWaiter : public testing::Test {
+protected:
+    ADistributedNotificationWaiter()
+        : application_(CVPrivateSessionBus::shared().openConnection()) {}
+    ~ADistributedNotificationWaiter() override { sd_bus_flush_close_unref(application_); }
+
+    void post(const char* name, const std::optional<std::string>& object,
+              const UserInfo& userInfo = {}) {
+        ASSERT_GE(
+            CVDistributedNotificationCenter::postNotification(application_, name, object, userInfo),
+            0);
+        ASSERT_GE(sd_bus_flush(application_), 0);
+    }
+
+    sd_bus* application_;
+};
+
+// A child that lives until it is killed.
+pid_t startIdleChild() {
+    pid_t child = fork();
+    if (child == 0) {
+        for (;;) {
+            pause();
+        }
+    }
+    return child;
+}
+
+}  // namespace
+
+TEST_F(ADistributedNotificationWaiter, EndsOnlyOnItsOwnDocumentAndKeepsThatUserInfo) {
+    CVDistributedNotificationWaiter waiter(10.0, 0, kClose, std::nullopt);
+    waiter.setNotificationObject("document-1");
+
+    post(kClose, "document-2", {{"which", "other"}});
+    post(kClose, std::nullopt, {{"which", "none"}});
+    post(kClose, "document-1", {{"which", "mine"}});
+
+    EXPECT_TRUE(waiter.runRunLoopUntilNotificationsReceived());
+    EXPECT_EQ(waiter.userInfo(), (UserInfo{{"which", "mine"}}));
+}
+
+TEST_F(ADistributedNotificationWaiter, RegisteredWithAnObjectIgnoresOtherObjects) {
+    CVDistributedNotificationWaiter waiter(10.0, 0, kClose, "document-1");
+
+    post(kClose, "document-2", {{"which", "other"}});
+    post(kClose, "document-1", {{"which", "mine"}});
+
+    EXPECT_TRUE(waiter.runRunLoopUntilNotificationsReceived());
+    EXPECT_EQ(waiter.userInfo(), (UserInfo{{"which", "mine"}}));
+}
+
+TEST_F(ADistributedNotificationWaiter, WithoutAnObjectEndsOnAnyObjectButOnlyOnItsName) {
+    CVDistributedNotificationWaiter waiter(10.0, 0, kClose, std::nullopt);
+
+    post("CVMergeFinishedByResolvingNotification", "document-9", {{"which", "merge"}});
+    post(kClose, "document-7", {{"which", "close"}});
+
+    EXPECT_TRUE(waiter.runRunLoopUntilNotificationsReceived());
+    EXPECT_EQ(waiter.userInfo(), (UserInfo{{"which", "close"}}));
+}
+
+TEST_F(ADistributedNotificationWaiter, KeepsOnlyTheStringValuesOfTheUserInfo) {
+    CVDistributedNotificationWaiter waiter(10.0, 0, kClose, std::nullopt);
+    sd_bus_message* message = nullptr;
+    ASSERT_GE(sd_bus_message_new_signal(application_, &message, "/com/corvane/Corvane",
+                                        "com.corvane.Corvane.DistributedNotifications", kClose),
+              0);
+    ASSERT_GE(sd_bus_message_append(message, "va{sv}", "s", "document-1", 3, "name", "s", "left",
+                                    "count", "i", 3, "flag", "b", 1),
+              0);
+    ASSERT_GE(sd_bus_send(application_, message, nullptr), 0);
+    sd_bus_message_unref(message);
+    sd_bus_flush(application_);
+
+    EXPECT_TRUE(waiter.runRunLoopUntilNotificationsReceived());
+    EXPECT_EQ(waiter.userInfo(), (UserInfo{{"name", "left"}}));
+}
+
+TEST_F(ADistributedNotificationWaiter, ReturnsAtOnceForANotificationThatArrivedDuringACall) {
+    CVDistributedNotificationWaiter waiter(10.0, 0, kClose, std::nullopt);
+    post(kClose, "document-1");
+    // A synchronous call reads the signal off the socket into sd-bus's queue, where no descriptor
+    // event will announce it again.
+    sd_bus_message* reply = nullptr;
+    ASSERT_GE(
+        sd_bus_call_method(CVSessionBus::shared(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                           "org.freedesktop.DBus", "GetId", nullptr, &reply, ""),
+        0);
+    sd_bus_message_unref(reply);
+
+    auto start = steady_clock::now();
+    EXPECT_TRUE(waiter.runRunLoopUntilNotificationsReceived());
+    EXPECT_LT(steady_clock::now() - start, std::chrono::seconds(1));
+}
+
+TEST_F(ADistributedNotificationWaiter, EndsWithinAboutASecondWhenTheApplicationQuits) {
+    pid_t application = startIdleChild();
+    CVDistributedNotificationWaiter waiter(100000.0, application, kClose, std::nullopt);
+    pid_t waitingThread = CVCurrentThreadIdentifier();
+    std::thread quitter([&] {
+        CVWaitUntilThreadSleepsInEpoll(waitingThread);
+        kill(application, SIGKILL);
+        waitpid(application, nullptr, 0);
+    });
+
+    auto start = steady_clock::now();
+    bool received = waiter.runRunLoopUntilNotificationsReceived();
+    auto elapsed = steady_clock::now() - start;
+    quitter.join();
+
+    EXPECT_FALSE(received);
+    EXPECT_EQ(waiter.cancelReason(), "Corvane quit while the action was running.");
+    EXPECT_LT(elapsed, std::chrono::milliseconds(2500));
+}
+
+TEST_F(ADistributedNotificationWaiter, WithProcessIdentifierZeroNeverPolls) {
+    CVDistributedNotificationWaiter waiter(0.2, 0, kClose, std::nullopt);
+
+    EXPECT_FALSE(waiter.runRunLoopUntilNotificationsReceived());
+    EXPECT_EQ(waiter.cancelReason(), "Timed out waiting for a response.");
+}
+
+TEST_F(ADistributedNotificationWaiter, StopsListeningWhenDestroyed) {
+    auto first = std::make_unique<CVDistributedNotificationWaiter>(10.0, 0, kClose, std::nullopt);
+    first.reset();
+    CVDistributedNotificationWaiter second(10.0, 0, kClose, std::nullopt);
+    post(kClose, "document-1");
+
+    EXPECT_TRUE(second.runRunLoopUntilNotificationsReceived());
+}
+
+TEST_F(ADistributedNotificationWaiter, RaisesThePortExceptionWhenTheBusGoesAwayDuringTheWait) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            // Ends the bus from inside the wait: the observer runs during the wait's dispatch.
+            CVDistributedNotificationCenter::defaultCenter().addObserver(
+                "CVTestEndTheBus", std::nullopt,
+                [](const auto&, const auto&) { CVPrivateSessionBus::shared().kill(); });
+            CVDistributedNotificationWaiter waiter(100000.0, 0, kClose, std::nullopt);
+            post("CVTestEndTheBus", std::nullopt);
+            try {
+                waiter.runRunLoopUntilNotificationsReceived();
+            } catch (const CVException& exception) {
+                fputs(exception.name().c_str(), stderr);
+                exit(1);
+            }
+            exit(0);
+        },
+        testing::ExitedWithCode(1), "NSInvalidReceivePortException");
+}

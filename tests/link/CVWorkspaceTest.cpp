@@ -1,0 +1,102 @@
+#include "platform/CVWorkspace.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cerrno>
+#include <filesystem>
+
+#include "CVApplicationTestBundles.h"
+#include "TemporaryFolder.h"
+
+namespace {
+
+constexpr const char* kIdentifier = "com.corvane.Corvane";
+
+class TheWorkspace : public testing::Test {
+protected:
+    void SetUp() override {
+        std::filesystem::remove_all(testDataHome() + "/applications");
+        std::filesystem::remove_all(testDataDirectory() + "/applications");
+    }
+
+    TemporaryFolder folder_;
+};
+
+TEST_F(TheWorkspace, FindsTheBundleHoldingTheDesktopEntrysProgram) {
+    std::string bundle =
+        makeBundle(folder_ / "My Apps/Corvane.app", kIdentifier, "9077", "/bin/sleep");
+    writeDesktopEntry(testDataHome(), kIdentifier,
+                      "\"" + bundle + "/Contents/MacOS/Corvane\" --new-window %F");
+    EXPECT_EQ(CVWorkspace::URLForApplicationWithBundleIdentifier(kIdentifier), bundle);
+}
+
+TEST_F(TheWorkspace, LooksInTheDataFoldersAfterTheUsersOwn) {
+    std::string shared = makeBundle(folder_ / "Shared.app", kIdentifier, "9077", "/bin/sleep");
+    std::string own = makeBundle(folder_ / "Own.app", kIdentifier, "9077", "/bin/sleep");
+    writeDesktopEntry(testDataDirectory(), kIdentifier, shared + "/Contents/MacOS/Corvane");
+    EXPECT_EQ(CVWorkspace::URLForApplicationWithBundleIdentifier(kIdentifier), shared);
+
+    writeDesktopEntry(testDataHome(), kIdentifier, own + "/Contents/MacOS/Corvane");
+    EXPECT_EQ(CVWorkspace::URLForApplicationWithBundleIdentifier(kIdentifier), own);
+}
+
+TEST_F(TheWorkspace, FindsNothingWithoutAnEntryOrABundleAroundItsProgram) {
+    EXPECT_EQ(CVWorkspace::URLForApplicationWithBundleIdentifier(kIdentifier), std::nullopt);
+    writeDesktopEntry(testDataHome(), kIdentifier, "sleep 60");
+    EXPECT_EQ(CVWorkspace::URLForApplicationWithBundleIdentifier(kIdentifier), std::nullopt);
+}
+
+TEST(TheProgramOfAnExecValue, IsItsFirstWordUnquoted) {
+    EXPECT_EQ(CVWorkspace::programOfExecValue("  /opt/Corvane %F"), "/opt/Corvane");
+    EXPECT_EQ(CVWorkspace::programOfExecValue("\"/My Apps/Cor\\\"vane\" %U"), "/My Apps/Cor\"vane");
+    EXPECT_EQ(CVWorkspace::programOfExecValue(" "), std::nullopt);
+}
+
+TEST_F(TheWorkspace, OpensTheBundlesExecutableWithTheExtraEnvironmentAndLeavesNoChild) {
+    std::string report = folder_ / "report";
+    std::string bundle = makeBundle(folder_ / "Corvane.app", kIdentifier, "9077");
+    std::string script = folder_ / "Corvane.app/Contents/MacOS/Corvane";
+    folder_.write("Corvane.app/Contents/MacOS/Corvane",
+                  "#!/bin/sh\n{ echo \"$CVApplicationLaunchedFromCVDiff\"; pwd; } > " + report +
+                      ".part && mv " + report + ".part " + report + "\n");
+    std::filesystem::permissions(script, std::filesystem::perms::owner_all);
+
+    std::optional<CVRunningApplication> opened;
+    std::optional<CVError> failure;
+    CVWorkspace::openApplicationAtURL(bundle, {{"CVApplicationLaunchedFromCVDiff", "1"}},
+                                      [&](const std::optional<CVRunningApplication>& application,
+                                          const std::optional<CVError>& error) {
+                                          opened = application;
+                                          failure = error;
+                                      });
+
+    ASSERT_TRUE(opened.has_value());
+    EXPECT_EQ(failure, std::nullopt);
+    EXPECT_EQ(opened->bundlePath(), bundle);
+    EXPECT_EQ(opened->bundleIdentifier(), kIdentifier);
+    EXPECT_EQ(waitpid(opened->processIdentifier(), nullptr, WNOHANG), -1);
+    EXPECT_TRUE(eventually([&] { return std::filesystem::exists(report); }));
+    EXPECT_EQ(readFile(report), "1\n/\n");
+}
+
+TEST_F(TheWorkspace, ReportsWhyTheExecutableCouldNotBeStarted) {
+    std::string bundle = makeBundle(folder_ / "Corvane.app", kIdentifier, "9077");
+    std::optional<CVError> failure;
+    bool opened = true;
+    CVWorkspace::openApplicationAtURL(bundle, {},
+                                      [&](const std::optional<CVRunningApplication>& application,
+                                          const std::optional<CVError>& error) {
+                                          opened = application.has_value();
+                                          failure = error;
+                                      });
+
+    EXPECT_FALSE(opened);
+    ASSERT_TRUE(failure.has_value());
+    EXPECT_EQ(failure->domain, "NSPOSIXErrorDomain");
+    EXPECT_EQ(failure->code, ENOENT);
+    EXPECT_EQ(failure->localizedDescription(),
+              "The application at " + bundle + " could not be launched: No such file or directory");
+}
+
+}  // namespace

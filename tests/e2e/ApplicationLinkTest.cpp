@@ -1,0 +1,273 @@
+// The tool and the reference application on a private bus: launching, reuse, sending, waiting
+// for the tab to close, merge outcomes, and the ways a run can lose the application.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "CVTestBed.h"
+#include "TemporaryFolder.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+const std::string kShortUsage =
+    "usage: cvdiff [--version] [--wait] [--label <label>] FILE [opt] [FILE [opt]...]\n"
+    "try cvdiff --help for more information.\n";
+
+std::vector<std::string> matches(const std::string& text, const std::string& pattern) {
+    std::vector<std::string> found;
+    std::regex expression(pattern);
+    for (auto it = std::sregex_iterator(text.begin(), text.end(), expression);
+         it != std::sregex_iterator(); ++it) {
+        found.push_back((*it)[1].str());
+    }
+    return found;
+}
+
+class TheToolWithTheApplication : public ::testing::Test {
+protected:
+    CVTestBed bed;
+    std::string left = bed.workDirectory() + "/left.txt";
+    std::string right = bed.workDirectory() + "/right.txt";
+
+    void SetUp() override {
+        writeFile(left, "left\n");
+        writeFile(right, "right\n");
+    }
+
+    static void writeFile(const std::string& path, const std::string& content) {
+        FILE* file = fopen(path.c_str(), "w");
+        ASSERT_NE(file, nullptr);
+        fputs(content.c_str(), file);
+        fclose(file);
+    }
+
+    std::vector<std::string> documentGUIDs() {
+        return matches(bed.listDocuments().standardOutput, "\"GUID\":\"([^\"]+)\"");
+    }
+
+    // Waits until the application lists `count` documents and answers the newest's GUID.
+    std::string waitForDocuments(size_t count) {
+        std::vector<std::string> guids;
+        bool listed = CVTestBed::waitUntil([&] {
+            guids = documentGUIDs();
+            return guids.size() >= count;
+        });
+        EXPECT_TRUE(listed) << bed.listDocuments().standardOutput;
+        return listed ? guids.back() : std::string();
+    }
+
+    void removeDesktopEntry() {
+        std::filesystem::remove(bed.dataHome() + "/applications/com.corvane.Corvane.desktop");
+    }
+
+    // A bundle that declares itself as Corvane with the given build, registered in place of
+    // the real one.
+    std::string registerFakeApplication(const std::string& build) {
+        std::string bundle = bed.root() + "/Fake/Corvane.app";
+        std::filesystem::create_directories(bundle + "/Contents/MacOS");
+        writeFile(bundle + "/Contents/Info.plist",
+                  "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
+                  "<key>CFBundleIdentifier</key><string>com.corvane.Corvane</string>"
+                  "<key>CFBundleExecutable</key><string>Corvane</string>"
+                  "<key>CVDiffBundleVersion</key><string>" +
+                      build + "</string></dict></plist>\n");
+        writeFile(bundle + "/Contents/MacOS/Corvane", "");
+        writeFile(bed.dataHome() + "/applications/com.corvane.Corvane.desktop",
+                  "[Desktop Entry]\nType=Application\nName=Corvane\nExec=" + bundle +
+                      "/Contents/MacOS/Corvane %F\n");
+        return bundle;
+    }
+};
+
+TEST_F(TheToolWithTheApplication, LaunchesTheApplicationWhenItIsNotRunning) {
+    ASSERT_FALSE(bed.isApplicationRunning());
+    CVCommandResult result = bed.runTool({left, right});
+    EXPECT_EQ(result.status, 0) << result.standardError;
+    EXPECT_EQ(result.standardOutput, "");
+    EXPECT_EQ(result.standardError, "");
+    EXPECT_TRUE(bed.isApplicationRunning());
+    std::string listing = bed.listDocuments().standardOutput;
+    EXPECT_NE(listing.find(left), std::string::npos) << listing;
+    EXPECT_NE(listing.find(right), std::string::npos) << listing;
+}
+
+TEST_F(TheToolWithTheApplication, ReusesTheRunningApplicationAndRemembersIt) {
+    ASSERT_NE(bed.startApplication(), nullptr);
+    std::optional<pid_t> running = bed.applicationProcessID();
+    ASSERT_TRUE(running);
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(bed.runTool({left, right}).status, 0);
+    }
+    EXPECT_EQ(bed.applicationProcessID(), running);
+    EXPECT_EQ(documentGUIDs().size(), 2u);
+    CVCommandResult remembered = bed.run(
+        {CVDIFF_BINARY_DIR "/src/tool/defaults", "read", "com.corvane.Corvane.cvdiff", "LastKnownCVPID"});
+    EXPECT_EQ(remembered.standardOutput, std::to_string(*running) + "\n");
+}
+
+TEST_F(TheToolWithTheApplication, WaitsUntilItsOwnTabIsClosed) {
+    auto waiting = bed.startTool({"-w", left, right});
+    std::string own = waitForDocuments(1);
+    ASSERT_EQ(bed.runTool({right, left}).status, 0);
+    std::string other = waitForDocuments(2);
+    ASSERT_NE(own, other);
+
+    bed.closeTab(other);
+    EXPECT_FALSE(CVTestBed::waitUntil([&] { return !waiting->isRunning(); }, 500ms));
+
+    bed.closeTab(own);
+    CVCommandResult result = waiting->wait(5s);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.standardError, "");
+}
+
+TEST_F(TheToolWithTheApplication, ExitsZeroForAResolvedMergeAndWritesTheResult) {
+    std::string output = bed.workDirectory() + "/merged.txt";
+    auto merging = bed.startTool({"--merge", "--output", output, left, right});
+    std::string guid = waitForDocuments(1);
+    struct stat status {};
+    EXPECT_EQ(stat(output.c_str(), &status), 0) << "the output file is made before sending";
+    bed.finishMerge(guid, true);
+    EXPECT_EQ(merging->wait(5s).status, 0);
+    EXPECT_EQ(readFile(output), "left\n");
+}
+
+TEST_F(TheToolWithTheApplication, ExitsOneForAnUnresolvedMerge) {
+    std::string output = bed.workDirectory() + "/merged.txt";
+    auto merging = bed.startTool({"--merge", "--output", output, "--base", left, left, right});
+    std::string guid = waitForDocuments(1);
+    bed.finishMerge(guid, false);
+    CVCommandResult result = merging->wait(5s);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.standardError, kShortUsage);
+}
+
+TEST_F(TheToolWithTheApplication, ExitsOneForAMergeItDidNotWaitFor) {
+    CVCommandResult result =
+        bed.runTool({"--merge", "-W", "--output", bed.workDirectory() + "/out", left, right});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(documentGUIDs().size(), 1u);
+}
+
+TEST_F(TheToolWithTheApplication, EndsAWaitWhenTheApplicationQuits) {
+    auto waiting = bed.startTool({"-w", left, right});
+    waitForDocuments(1);
+    std::optional<pid_t> application = bed.applicationProcessID();
+    ASSERT_TRUE(application);
+    kill(*application, SIGKILL);
+    CVCommandResult result = waiting->wait(5s);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.standardError, "Corvane quit while the action was running.\n" + kShortUsage);
+}
+
+TEST_F(TheToolWithTheApplication, EndsAWaitWhenTheBusGoesAway) {
+    auto waiting = bed.startTool({"-w", left, right});
+    waitForDocuments(1);
+    bed.run({"pkill", "-KILL", "-f", "dbus-daemon.*" + bed.root()});
+    CVCommandResult result = waiting->wait(5s);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.standardError,
+              "cvdiff has encountered an error communicating with Corvane. Exiting.");
+}
+
+TEST_F(TheToolWithTheApplication, SendsNothingWhenAnOperandIsMissing) {
+    CVCommandResult result = bed.runTool({left, "absent.txt"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.standardError,
+              "cvdiff: \"absent.txt\": No such file or directory\n" + kShortUsage);
+    EXPECT_FALSE(bed.isApplicationRunning());
+}
+
+TEST_F(TheToolWithTheApplication, SaysSoWhenNoApplicationIsInstalled) {
+    removeDesktopEntry();
+    CVCommandResult result = bed.runTool({left, right});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.standardError,
+              "Error: Unable to locate Corvane.\nCould not connect to Corvane.\n" + kShortUsage);
+}
+
+TEST_F(TheToolWithTheApplication, RefusesAnApplicationOfAnUnacceptedBuild) {
+    std::string bundle = registerFakeApplication("9078");
+    CVCommandResult result = bed.runTool({left, right});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.standardError,
+              "Error locating Corvane: This version of cvdiff (version 9077) is too old to launch "
+              "the version of Corvane installed at " +
+                  bundle + " (version 9078)\nCould not connect to Corvane.\n" + kShortUsage);
+}
+
+TEST_F(TheToolWithTheApplication, ShowsTheApplicationInItsDebugVersion) {
+    CVCommandResult found = bed.runTool({"--debug-version"});
+    EXPECT_EQ(found.status, 0);
+    EXPECT_EQ(found.standardOutput,
+              "cvdiff version: 6.4 (9077)\n"
+              "Bundle identifier: com.corvane.Corvane.cvdiff\n"
+              "Corvane version: 6.4 (9077)\n"
+              "Corvane at: '" + bed.bundlePath() + "'\n"
+              "To enable debug logging do this in Terminal:\n"
+              "defaults write com.corvane.Corvane.cvdiff debug-logging -bool YES\n");
+
+    removeDesktopEntry();
+    CVCommandResult missing = bed.runTool({"--debug-version"});
+    EXPECT_EQ(missing.status, 0);
+    EXPECT_EQ(missing.standardOutput,
+              "cvdiff version: 6.4 (9077)\n"
+              "Bundle identifier: com.corvane.Corvane.cvdiff\n"
+              "Corvane version: NOT FOUND\n"
+              "To enable debug logging do this in Terminal:\n"
+              "defaults write com.corvane.Corvane.cvdiff debug-logging -bool YES\n");
+}
+
+TEST_F(TheToolWithTheApplication, SendsAPrivateCopyOfStandardInputAndRemovesItAfterTheWait) {
+    auto waiting = bed.startTool({"-w", "-", right}, {.standardInput = "piped\n"});
+    waitForDocuments(1);
+    std::vector<std::string> copies =
+        matches(bed.listDocuments().standardOutput, "\"(/[^\"]*/cvdiff-[0-9a-f]{4}\\.stdin)\"");
+    ASSERT_EQ(copies.size(), 1u) << bed.listDocuments().standardOutput;
+    EXPECT_EQ(readFile(copies[0]), "piped\n");
+    struct stat file {}, folder {};
+    ASSERT_EQ(stat(copies[0].c_str(), &file), 0);
+    ASSERT_EQ(stat(std::filesystem::path(copies[0]).parent_path().c_str(), &folder), 0);
+    EXPECT_EQ(file.st_mode & 0777, 0600u);
+    EXPECT_EQ(folder.st_mode & 0777, 0700u);
+
+    bed.closeTab(documentGUIDs().back());
+    EXPECT_EQ(waiting->wait(5s).status, 0);
+    EXPECT_EQ(folderEntries(bed.temporaryDirectory()), std::vector<std::string>{});
+}
+
+TEST_F(TheToolWithTheApplication, CapturesProcessSubstitutionOperands) {
+    CVCommandResult result = bed.run(
+        {"bash", "-c", "\"$0\" <(echo one) <(echo two)", bed.toolPath()});
+    EXPECT_EQ(result.status, 0) << result.standardError;
+    EXPECT_EQ(matches(bed.listDocuments().standardOutput, "(cvdiff-[0-9a-f]{4}\\.stdin)").size(), 2u);
+    EXPECT_EQ(folderEntries(bed.temporaryDirectory()), std::vector<std::string>{});
+}
+
+TEST_F(TheToolWithTheApplication, PairsTwoFoldersIntoAChangeset) {
+    std::string leftFolder = bed.workDirectory() + "/L";
+    std::string rightFolder = bed.workDirectory() + "/R";
+    std::filesystem::create_directories(leftFolder + "/sub");
+    std::filesystem::create_directories(rightFolder);
+    writeFile(leftFolder + "/a.txt", "1");
+    writeFile(leftFolder + "/sub/b.txt", "2");
+    writeFile(rightFolder + "/a.txt", "3");
+    writeFile(rightFolder + "/c.txt", "4");
+    CVCommandResult result = bed.runTool({"--changeset", "--filelist", leftFolder, rightFolder});
+    EXPECT_EQ(result.status, 0) << result.standardError;
+    std::string listing = bed.listDocuments().standardOutput;
+    EXPECT_EQ(matches(listing, "\"relativePath\":\"([^\"]+)\""),
+              (std::vector<std::string>{"a.txt", "c.txt", "sub/b.txt"}))
+        << listing;
+}
+
+}  // namespace

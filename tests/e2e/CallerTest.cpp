@@ -1,0 +1,106 @@
+// Real version-control tools calling the tool: who called is recognised from the process chain,
+// their calling conventions are understood, and git difftool's one-run-per-file calls end up in
+// one changeset.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "CVTestBed.h"
+#include "TemporaryFolder.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+std::vector<std::string> matches(const std::string& text, const std::string& pattern) {
+    std::vector<std::string> found;
+    std::regex expression(pattern);
+    for (auto it = std::sregex_iterator(text.begin(), text.end(), expression);
+         it != std::sregex_iterator(); ++it) {
+        found.push_back((*it)[1].str());
+    }
+    return found;
+}
+
+class ARealCaller : public ::testing::Test {
+protected:
+    CVTestBed bed;
+    std::string repository = bed.workDirectory() + "/repository";
+
+    void SetUp() override {
+        std::filesystem::create_directories(repository);
+        bed.setEnvironment("GIT_CONFIG_NOSYSTEM", "1");
+        bed.setEnvironment("GIT_AUTHOR_NAME", "Test");
+        bed.setEnvironment("GIT_AUTHOR_EMAIL", "test@example.invalid");
+        bed.setEnvironment("GIT_COMMITTER_NAME", "Test");
+        bed.setEnvironment("GIT_COMMITTER_EMAIL", "test@example.invalid");
+        bed.setEnvironment("BRZ_EMAIL", "Test <test@example.invalid>");
+    }
+
+    CVCommandResult shell(const std::string& script) {
+        CVCommandResult result =
+            bed.run({"sh", "-ec", script}, {.workingDirectory = repository, .deadline = 60s});
+        EXPECT_EQ(result.status, 0) << script << "\n" << result.standardError;
+        return result;
+    }
+
+    std::string listing() { return bed.listDocuments().standardOutput; }
+    std::string journal() {
+        std::string text;
+        for (const std::string& line : bed.journalLines()) {
+            text += line + "\n";
+        }
+        return text;
+    }
+};
+
+TEST_F(ARealCaller, GitDifftoolSendsOneChangesetWithItsSummary) {
+    shell("git init -q . && printf 'a\\n' > a.txt && printf 'b\\n' > b.txt && git add . && "
+          "git commit -qm first && printf 'A\\n' > a.txt && printf 'B\\n' > b.txt");
+    shell("git -c difftool.cv.cmd='\"" + bed.toolPath() +
+          "\" --partial-changeset \"$LOCAL\" \"$REMOTE\"' difftool -y -t cv");
+
+    std::string documents = listing();
+    EXPECT_EQ(matches(documents, "\"GUID\":\"([^\"]+)\"").size(), 1u) << documents;
+    std::string calls = journal();
+    // Both items and the summary name git as the caller: "git diff", the nearest git ancestor.
+    EXPECT_EQ(matches(calls, "\"parentProcessName\":\"(git)\"").size(), 3u) << calls;
+    EXPECT_EQ(matches(calls, "\"(CVCLISerializedChangesetSummary)\"").size(), 1u) << calls;
+}
+
+TEST_F(ARealCaller, SubversionDiffSendsAnItemNamedAfterTheWorkingCopyPath) {
+    std::string server = bed.workDirectory() + "/server";
+    shell("svnadmin create '" + server + "' && svn checkout -q 'file://" + server +
+          "' . && printf 'one\\n' > file.txt && svn add -q file.txt && svn commit -qm first && "
+          "printf 'two\\n' > file.txt");
+    shell("svn diff --diff-cmd '" + bed.toolPath() + "' file.txt");
+
+    std::string calls = journal();
+    EXPECT_EQ(matches(calls, "\"parentProcessName\":\"(svn)\"").size(), 1u) << calls;
+    EXPECT_EQ(matches(calls, "\"(CVCLISerializedPartialChangeset)\"").size(), 1u) << calls;
+    EXPECT_EQ(matches(listing(), "\"relativePath\":\"(file.txt)\"").size(), 1u) << listing();
+}
+
+TEST_F(ARealCaller, MercurialExtdiffIsRecognisedAsTheCaller) {
+    shell("hg init . && printf 'one\\n' > f.txt && hg add -q f.txt && "
+          "hg commit -q -u test -m first && printf 'two\\n' > f.txt");
+    shell("hg --config extensions.extdiff= extdiff -p '" + bed.toolPath() + "' f.txt");
+    EXPECT_EQ(matches(journal(), "\"parentProcessName\":\"(hg)\"").size(), 1u) << journal();
+}
+
+TEST_F(ARealCaller, BreezyDiffIsRecognisedAsTheCaller) {
+    shell("brz init -q . && printf 'one\\n' > f.txt && brz add -q f.txt && "
+          "brz commit -q -m first && printf 'two\\n' > f.txt");
+    // brz diff exits 1 when there are differences.
+    bed.run({"brz", "diff", "--using", bed.toolPath(), "f.txt"},
+            {.workingDirectory = repository, .deadline = 60s});
+    std::string calls = journal();
+    EXPECT_EQ(matches(calls, "\"parentProcessName\":\"(brz)\"").size(), 1u) << calls;
+    EXPECT_EQ(matches(calls, "\"(CVCLISerializedPartialChangeset)\"").size(), 1u) << calls;
+}
+
+}  // namespace

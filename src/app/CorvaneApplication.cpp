@@ -1,0 +1,192 @@
+#include "app/CorvaneApplication.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "app/CorvaneControlService.h"
+#include "app/CorvaneJSON.h"
+#include "app/CorvaneNames.h"
+#include "app/CorvaneProxyService.h"
+#include "model/CVWireCoding.h"
+#include "platform/CVCorvaneContract.h"
+#include "platform/CVPrint.h"
+#include "platform/CVSessionBus.h"
+#include "platform/CVSystemLog.h"
+
+namespace {
+
+std::string errorText(int negativeErrno) {
+    return strerror(-negativeErrno);
+}
+
+sd_bus* openSessionBus() {
+    auto address = CVSessionBus::address();
+    if (!address) {
+        CVSystemLog(
+            "Could not connect to the session bus: no DBUS_SESSION_BUS_ADDRESS or "
+            "XDG_RUNTIME_DIR.");
+        return nullptr;
+    }
+    sd_bus* bus = nullptr;
+    int result = sd_bus_new(&bus);
+    if (result >= 0) {
+        result = sd_bus_set_address(bus, address->c_str());
+    }
+    if (result >= 0) {
+        result = sd_bus_set_bus_client(bus, 1);
+    }
+    if (result >= 0) {
+        result = sd_bus_start(bus);
+    }
+    if (result < 0) {
+        CVSystemLog("Could not connect to the session bus " + *address + ": " + errorText(result) +
+                    ".");
+        sd_bus_unref(bus);
+        return nullptr;
+    }
+    return bus;
+}
+
+}  // namespace
+
+CorvaneApplication::CorvaneApplication(std::optional<std::string> journalPath)
+    : journal_(std::move(journalPath)) {}
+
+CorvaneApplication::~CorvaneApplication() {
+    sd_bus_slot_unref(proxySlot_);
+    sd_bus_slot_unref(controlSlot_);
+    if (bus_ != nullptr) {
+        sd_bus_flush_close_unref(bus_);
+    }
+    sd_event_unref(event_);
+}
+
+int CorvaneApplication::run() {
+    // Termination arrives through the loop, so the names are released before the process ends.
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGTERM);
+    sigaddset(&signals, SIGINT);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+
+    int result = sd_event_default(&event_);
+    if (result < 0) {
+        CVSystemLog("Could not create the event loop: " + errorText(result) + ".");
+        return 1;
+    }
+    sd_event_add_signal(event_, nullptr, SIGTERM, handleTerminationSignal, this);
+    sd_event_add_signal(event_, nullptr, SIGINT, handleTerminationSignal, this);
+
+    bus_ = openSessionBus();
+    if (bus_ == nullptr) {
+        return 1;
+    }
+    sd_bus_attach_event(bus_, event_, SD_EVENT_PRIORITY_NORMAL);
+    // Without its bus the application is unreachable: it ends with the bus.
+    sd_bus_set_exit_on_disconnect(bus_, 1);
+
+    result = CorvaneProxyService::add(bus_, *this, &proxySlot_);
+    if (result >= 0) {
+        result = CorvaneControlService::add(bus_, *this, &controlSlot_);
+    }
+    if (result < 0) {
+        CVSystemLog("Could not export the application's objects: " + errorText(result) + ".");
+        return 1;
+    }
+    if (requestNames() < 0) {
+        return 1;
+    }
+    journal_.record("launch", "\"processID\":" + std::to_string(getpid()));
+    postNotification(CVCorvaneContract::kDidFinishLaunchingNotification, std::nullopt);
+
+    result = sd_event_loop(event_);
+    if (result < 0) {
+        CVSystemLog("The event loop failed: " + errorText(result) + ".");
+        return 1;
+    }
+    return result;
+}
+
+int CorvaneApplication::requestNames() {
+    // The connection's name first: once the application's own name is owned, the tool takes it
+    // as launched and calls the connection at once.
+    for (const char* name : {CVCorvaneContract::kDistributedObjectsConnectionName,
+                             CVCorvaneContract::kApplicationBundleIdentifier}) {
+        int result = sd_bus_request_name(bus_, name, 0);
+        if (result == -EEXIST) {
+            CVPrint(stderr, "Corvane is already running.\n");
+            return result;
+        }
+        if (result < 0) {
+            CVSystemLog(std::string("Could not own the name ") + name + ": " + errorText(result) +
+                        ".");
+            return result;
+        }
+    }
+    ownsNames_ = true;
+    return 0;
+}
+
+void CorvaneApplication::postNotification(const char* name,
+                                          const std::optional<std::string>& object) {
+    journal_.record("notification", "\"name\":" + CorvaneJSON::quoted(name) + ",\"object\":" +
+                                        CorvaneJSON::quotedOrNull(object) + ",\"userInfo\":{}");
+    sd_bus_message* signal = nullptr;
+    int result = sd_bus_message_new_signal(bus_, &signal, CorvaneNames::kApplicationObjectPath,
+                                           CVCorvaneContract::kNotificationInterface, name);
+    if (result >= 0) {
+        result = CVWireCoding::appendStringOrNil(signal, object);
+    }
+    if (result >= 0) {
+        result = sd_bus_message_open_container(signal, 'a', "{sv}");
+    }
+    if (result >= 0) {
+        result = sd_bus_message_close_container(signal);
+    }
+    if (result >= 0) {
+        result = sd_bus_send(bus_, signal, nullptr);
+    }
+    if (result < 0) {
+        CVSystemLog(std::string("Could not post ") + name + ": " + errorText(result) + ".");
+    }
+    sd_bus_message_unref(signal);
+}
+
+bool CorvaneApplication::closeTab(const std::string& GUID) {
+    if (!documents_.removeDocument(GUID)) {
+        return false;
+    }
+    postNotification(CVCorvaneContract::kCloseTabNotification, GUID);
+    return true;
+}
+
+void CorvaneApplication::quit() {
+    if (ownsNames_) {
+        ownsNames_ = false;
+        sd_bus_release_name(bus_, CVCorvaneContract::kApplicationBundleIdentifier);
+        sd_bus_release_name(bus_, CVCorvaneContract::kDistributedObjectsConnectionName);
+        sd_bus_flush(bus_);
+    }
+    journal_.record("quit", "");
+    sd_event_exit(event_, 0);
+}
+
+void CorvaneApplication::recordCall(std::string_view interface, std::string_view member,
+                                    std::string_view fields) {
+    std::string text = "\"interface\":" + CorvaneJSON::quoted(interface) +
+                       ",\"member\":" + CorvaneJSON::quoted(member);
+    if (!fields.empty()) {
+        text += ',';
+        text += fields;
+    }
+    journal_.record("call", text);
+}
+
+int CorvaneApplication::handleTerminationSignal(sd_event_source*, const signalfd_siginfo*,
+                                                void* userdata) {
+    static_cast<CorvaneApplication*>(userdata)->quit();
+    return 0;
+}

@@ -1,0 +1,95 @@
+#include "app/CorvaneControlClient.h"
+
+#include <systemd/sd-bus.h>
+
+#include <cstring>
+#include <functional>
+
+#include "app/CorvaneNames.h"
+#include "platform/CVCorvaneContract.h"
+#include "platform/CVPrint.h"
+#include "platform/CVSessionBus.h"
+
+namespace {
+
+int fail(const std::string& message) {
+    CVPrint(stderr, message + "\n");
+    return 1;
+}
+
+// Calls a control method: appendArguments fills the call, readReply reads a successful reply.
+int call(const char* member, const std::function<int(sd_bus_message*)>& appendArguments,
+         const std::function<void(sd_bus_message*)>& readReply) {
+    sd_bus* bus = CVSessionBus::shared();
+    if (bus == nullptr) {
+        return fail("Could not connect to the session bus.");
+    }
+    sd_bus_message* message = nullptr;
+    sd_bus_message* reply = nullptr;
+    sd_bus_error error = SD_BUS_ERROR_NULL;
+    int result = sd_bus_message_new_method_call(
+        bus, &message, CVCorvaneContract::kApplicationBundleIdentifier,
+        CorvaneNames::kControlObjectPath, CorvaneNames::kControlInterface, member);
+    if (result >= 0) {
+        // Only a running application is asked; nothing is started on its behalf.
+        result = sd_bus_message_set_auto_start(message, 0);
+    }
+    if (result >= 0 && appendArguments) {
+        result = appendArguments(message);
+    }
+    if (result >= 0) {
+        result = sd_bus_call(bus, message, 0, &error, &reply);
+    }
+    int status = 0;
+    if (result < 0) {
+        if (sd_bus_error_has_names(&error, SD_BUS_ERROR_SERVICE_UNKNOWN,
+                                   SD_BUS_ERROR_NAME_HAS_NO_OWNER)) {
+            status = fail("Corvane is not running.");
+        } else if (sd_bus_error_is_set(&error)) {
+            status = fail(error.message != nullptr ? error.message : error.name);
+        } else {
+            status = fail(std::string("Could not call Corvane: ") + strerror(-result) + ".");
+        }
+    } else if (readReply) {
+        readReply(reply);
+    }
+    sd_bus_error_free(&error);
+    sd_bus_message_unref(reply);
+    sd_bus_message_unref(message);
+    return status;
+}
+
+}  // namespace
+
+namespace CorvaneControlClient {
+
+int listDocuments() {
+    return call("ListDocuments", nullptr, [](sd_bus_message* reply) {
+        const char* listing = "";
+        sd_bus_message_read(reply, "s", &listing);
+        CVPrint(stdout, std::string(listing) + "\n");
+    });
+}
+
+int closeTab(const std::string& GUID) {
+    return call(
+        "CloseTab",
+        [&](sd_bus_message* message) { return sd_bus_message_append(message, "s", GUID.c_str()); },
+        nullptr);
+}
+
+int finishMerge(const std::string& GUID, bool resolved, const std::string& resultSource) {
+    return call(
+        "FinishMerge",
+        [&](sd_bus_message* message) {
+            return sd_bus_message_append(message, "sbs", GUID.c_str(), resolved ? 1 : 0,
+                                         resultSource.c_str());
+        },
+        nullptr);
+}
+
+int quit() {
+    return call("Quit", nullptr, nullptr);
+}
+
+}  // namespace CorvaneControlClient

@@ -1,0 +1,171 @@
+#include "app/CorvaneControlService.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+#include "app/CorvaneApplication.h"
+#include "app/CorvaneJSON.h"
+#include "app/CorvaneNames.h"
+#include "platform/CVCorvaneContract.h"
+
+namespace {
+
+CorvaneApplication& applicationOf(void* userdata) {
+    return *static_cast<CorvaneApplication*>(userdata);
+}
+
+void recordCall(CorvaneApplication& application, const char* member, std::string_view arguments) {
+    application.recordCall(CorvaneNames::kControlInterface, member,
+                           "\"arguments\":[" + std::string(arguments) + "]");
+}
+
+int listDocuments(sd_bus_message* message, void* userdata, sd_bus_error*) {
+    CorvaneApplication& application = applicationOf(userdata);
+    recordCall(application, "ListDocuments", "");
+    std::string listing = "[";
+    for (const CorvaneDocument* document : application.documents().documentsInOpeningOrder()) {
+        if (listing.size() > 1) {
+            listing += ',';
+        }
+        listing += document->json();
+    }
+    listing += ']';
+    return sd_bus_reply_method_return(message, "s", listing.c_str());
+}
+
+int noSuchDocument(sd_bus_error* error, const std::string& GUID) {
+    std::string text = "No open document has the GUID " + GUID + ".";
+    return sd_bus_error_set(error, CorvaneNames::kNoSuchDocumentError, text.c_str());
+}
+
+int closeTab(sd_bus_message* message, void* userdata, sd_bus_error* error) {
+    const char* GUID = nullptr;
+    int result = sd_bus_message_read(message, "s", &GUID);
+    if (result < 0) {
+        return result;
+    }
+    CorvaneApplication& application = applicationOf(userdata);
+    recordCall(application, "CloseTab", CorvaneJSON::quoted(GUID));
+    if (!application.closeTab(GUID)) {
+        return noSuchDocument(error, GUID);
+    }
+    return sd_bus_reply_method_return(message, "");
+}
+
+// The path whose content becomes the merge's result; nothing, with the reason, when the
+// document has no such side.
+std::optional<std::string> resultSourcePath(const CorvaneDocument& document,
+                                            const std::string& result, std::string* whyNot) {
+    const std::vector<std::string>* sides =
+        document.fileLists.empty() ? nullptr : &document.fileLists.front().files;
+    if (result.empty() || result == "left" || result == "right") {
+        size_t index = result == "right" ? 1 : 0;
+        if (sides == nullptr || sides->size() <= index) {
+            *whyNot = "The merge has no " + std::string(index == 0 ? "left" : "right") + " side.";
+            return std::nullopt;
+        }
+        return (*sides)[index];
+    }
+    if (result == "base") {
+        if (!document.baseFile) {
+            *whyNot = "The merge has no base file.";
+        }
+        return document.baseFile;
+    }
+    return result;
+}
+
+// Copies the file's content over the output file; false with the reason when either fails.
+bool writeMergeResult(const std::string& sourcePath, const std::string& outputPath,
+                      std::string* whyNot) {
+    std::ifstream source(sourcePath, std::ios::binary);
+    if (!source) {
+        *whyNot = "Could not read " + sourcePath + ": " + strerror(errno) + ".";
+        return false;
+    }
+    std::ostringstream content;
+    content << source.rdbuf();
+    std::string bytes = content.str();
+    int descriptor = open(outputPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    bool written = descriptor >= 0 && write(descriptor, bytes.data(), bytes.size()) ==
+                                          static_cast<ssize_t>(bytes.size());
+    if (!written) {
+        *whyNot = "Could not write " + outputPath + ": " + strerror(errno) + ".";
+    }
+    if (descriptor >= 0) {
+        close(descriptor);
+    }
+    return written;
+}
+
+int finishMerge(sd_bus_message* message, void* userdata, sd_bus_error* error) {
+    const char* GUID = nullptr;
+    int resolved = 0;
+    const char* resultText = nullptr;
+    int result = sd_bus_message_read(message, "sbs", &GUID, &resolved, &resultText);
+    if (result < 0) {
+        return result;
+    }
+    CorvaneApplication& application = applicationOf(userdata);
+    recordCall(application, "FinishMerge",
+               CorvaneJSON::quoted(GUID) + (resolved ? ",true," : ",false,") +
+                   CorvaneJSON::quoted(resultText));
+    const CorvaneDocument* document = application.documents().documentWithGUID(GUID);
+    if (document == nullptr) {
+        return noSuchDocument(error, GUID);
+    }
+    if (document->kind != CorvaneDocumentKind::merge) {
+        std::string text = "The document " + std::string(GUID) + " is not a merge.";
+        return sd_bus_error_set(error, CorvaneNames::kNotAMergeError, text.c_str());
+    }
+    if (resolved) {
+        std::string whyNot;
+        auto sourcePath = resultSourcePath(*document, resultText, &whyNot);
+        if (!document->outputFile) {
+            whyNot = "The merge has no output file.";
+        }
+        if (!sourcePath || !document->outputFile ||
+            !writeMergeResult(*sourcePath, *document->outputFile, &whyNot)) {
+            return sd_bus_error_set(error, CorvaneNames::kMergeResultError, whyNot.c_str());
+        }
+    }
+    application.postNotification(
+        resolved ? CVCorvaneContract::kMergeFinishedByResolvingNotification
+                 : CVCorvaneContract::kMergeFinishedWithoutResolvingNotification,
+        std::string(GUID));
+    application.closeTab(GUID);
+    return sd_bus_reply_method_return(message, "");
+}
+
+int quit(sd_bus_message* message, void* userdata, sd_bus_error*) {
+    CorvaneApplication& application = applicationOf(userdata);
+    recordCall(application, "Quit", "");
+    int result = sd_bus_reply_method_return(message, "");
+    application.quit();
+    return result;
+}
+
+const sd_bus_vtable kVtable[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD("ListDocuments", "", "s", listDocuments, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD("CloseTab", "s", "", closeTab, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD("FinishMerge", "sbs", "", finishMerge, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD("Quit", "", "", quit, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_VTABLE_END,
+};
+
+}  // namespace
+
+namespace CorvaneControlService {
+
+int add(sd_bus* bus, CorvaneApplication& application, sd_bus_slot** slot) {
+    return sd_bus_add_object_vtable(bus, slot, CorvaneNames::kControlObjectPath,
+                                    CorvaneNames::kControlInterface, kVtable, &application);
+}
+
+}  // namespace CorvaneControlService

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+// One file list as the application shows it: the paths of its sides and its captions.
+struct CorvaneFileList {
+    std::vector<std::string> files;
+    std::optional<std::string> label;
+    std::optional<std::string> relativePath;
+    int64_t status = 0;
+};
+
+enum class CorvaneDocumentKind { diff, merge, changeset, partialChangeset };
+
+// What one invocation asks for, read from its records.
+struct CorvaneRequest {
+    CorvaneDocumentKind kind = CorvaneDocumentKind::diff;
+    // Partial changesets and summaries: the changeset they belong to (its UUID, else the one of
+    // the calling process); nothing when the invocation names neither.
+    std::optional<std::string> changesetIdentifier;
+    bool isChangesetSummary = false;
+    std::optional<std::string> label;
+    std::vector<CorvaneFileList> fileLists;
+    std::optional<std::string> outputFile;
+    std::optional<std::string> baseFile;
+    bool waitForTabClose = false;
+    int32_t parentPID = 0;
+    std::optional<std::string> parentProcessName;
+};
+
+// An open document (a tab): what it shows and who asked for it.
+struct CorvaneDocument {
+    std::string GUID;
+    uint64_t openingOrder = 0;
+    CorvaneDocumentKind kind = CorvaneDocumentKind::diff;
+    std::optional<std::string> changesetIdentifier;
+    std::optional<std::string> label;
+    // The items shown; a partial changeset gains one per invocation.
+    std::vector<CorvaneFileList> fileLists;
+    // The items a changeset summary announced.
+    std::vector<CorvaneFileList> announcedFileLists;
+    std::optional<std::string> outputFile;
+    std::optional<std::string> baseFile;
+    int32_t parentPID = 0;
+    std::optional<std::string> parentProcessName;
+
+    // "diff", "merge", "changeset" or "partialChangeset".
+    static const char* nameOfKind(CorvaneDocumentKind kind);
+    // One JSON object: GUID, kind, changeset, label, fileLists, announcedFileLists, outputFile,
+    // baseFile, parentPID, parentProcessName.
+    std::string json() const;
+};

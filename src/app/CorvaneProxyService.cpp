@@ -1,0 +1,123 @@
+#include "app/CorvaneProxyService.h"
+
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+
+#include "app/CorvaneApplication.h"
+#include "app/CorvaneInvocationReader.h"
+#include "app/CorvaneJSON.h"
+#include "app/CorvaneNames.h"
+#include "model/CVWireCoding.h"
+#include "platform/CVCorvaneContract.h"
+#include "platform/CVSystemLog.h"
+
+namespace {
+
+CorvaneApplication& applicationOf(void* userdata) {
+    return *static_cast<CorvaneApplication*>(userdata);
+}
+
+void recordCall(CorvaneApplication& application, const char* member, std::string_view fields) {
+    application.recordCall(CVCorvaneContract::kProxyInterface, member, fields);
+}
+
+// Reads the one string argument of a call; a negative errno when there is none.
+int readStringArgument(sd_bus_message* message, std::string* argument) {
+    const char* text = nullptr;
+    int result = sd_bus_message_read(message, "s", &text);
+    if (result >= 0) {
+        *argument = text;
+    }
+    return result;
+}
+
+int processID(sd_bus_message* message, void* userdata, sd_bus_error*) {
+    recordCall(applicationOf(userdata), "processID", "");
+    return sd_bus_reply_method_return(message, "i", static_cast<int32_t>(getpid()));
+}
+
+int requestAuthorizationForPath(sd_bus_message* message, void* userdata, sd_bus_error*) {
+    std::string path;
+    int result = readStringArgument(message, &path);
+    if (result < 0) {
+        return result;
+    }
+    // File access is not mediated on this platform yet: the request is answered, nothing granted.
+    recordCall(applicationOf(userdata), "requestAuthorizationForPath",
+               "\"arguments\":[" + CorvaneJSON::quoted(path) + "]");
+    return sd_bus_reply_method_return(message, "");
+}
+
+int markChangesetWithUUIDAsClosed(sd_bus_message* message, void* userdata, sd_bus_error*) {
+    std::string identifier;
+    int result = readStringArgument(message, &identifier);
+    if (result < 0) {
+        return result;
+    }
+    CorvaneApplication& application = applicationOf(userdata);
+    recordCall(application, "markChangesetWithUUIDAsClosed",
+               "\"arguments\":[" + CorvaneJSON::quoted(identifier) + "]");
+    application.documents().closeChangeset(identifier);
+    return sd_bus_reply_method_return(message, "");
+}
+
+int GUIDForDocumentWithCVDiffInvocation(sd_bus_message* message, void* userdata,
+                                        sd_bus_error* error) {
+    auto start = std::chrono::steady_clock::now();
+    CorvaneApplication& application = applicationOf(userdata);
+    static constexpr const char* kMember = "GUIDForDocumentWithCVDiffInvocation";
+
+    std::string whyRefused;
+    auto invocation = CorvaneInvocationReader::readInvocation(message, &whyRefused);
+    if (!invocation) {
+        recordCall(application, kMember, "\"error\":" + CorvaneJSON::quoted(whyRefused));
+        CVSystemLog("Refused an invocation: " + whyRefused);
+        return sd_bus_error_set(error, CorvaneNames::kInvalidInvocationError, whyRefused.c_str());
+    }
+    const CorvaneDocument& document =
+        application.documents().openDocumentForRequest(std::move(invocation->request));
+
+    sd_bus_message* reply = nullptr;
+    int result = sd_bus_message_new_method_return(message, &reply);
+    if (result >= 0) {
+        result = CVWireCoding::appendStringOrNil(reply, document.GUID);
+    }
+    std::chrono::duration<double, std::micro> elapsed = std::chrono::steady_clock::now() - start;
+    char microseconds[32];
+    snprintf(microseconds, sizeof microseconds, "%.1f", elapsed.count());
+    // Journaled before the reply goes out, so that a caller that has its answer finds the line.
+    recordCall(application, kMember,
+               "\"invocation\":" + invocation->json +
+                   ",\"reply\":" + CorvaneJSON::quoted(document.GUID) +
+                   ",\"document\":" + document.json() + ",\"microseconds\":" + microseconds);
+    if (result >= 0) {
+        result = sd_bus_send(nullptr, reply, nullptr);
+    }
+    sd_bus_message_unref(reply);
+    return result < 0 ? result : 1;
+}
+
+const sd_bus_vtable kVtable[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD("processID", "", "i", processID, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD("requestAuthorizationForPath", "s", "", requestAuthorizationForPath,
+                  SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD("GUIDForDocumentWithCVDiffInvocation", "v", "v",
+                  GUIDForDocumentWithCVDiffInvocation, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD("markChangesetWithUUIDAsClosed", "s", "", markChangesetWithUUIDAsClosed,
+                  SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_VTABLE_END,
+};
+
+}  // namespace
+
+namespace CorvaneProxyService {
+
+int add(sd_bus* bus, CorvaneApplication& application, sd_bus_slot** slot) {
+    return sd_bus_add_object_vtable(bus, slot, CVCorvaneContract::kProxyObjectPath,
+                                    CVCorvaneContract::kProxyInterface, kVtable, &application);
+}
+
+}  // namespace CorvaneProxyService

@@ -1,0 +1,98 @@
+// Corvane: the reference application, and the command-line front of its control interface.
+
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "app/CorvaneApplication.h"
+#include "app/CorvaneControlClient.h"
+#include "app/CorvaneNames.h"
+#include "platform/CVPrint.h"
+
+namespace {
+
+constexpr const char* kUsage =
+    "Usage: Corvane [--journal PATH]             run the application\n"
+    "       Corvane --list                       print the open documents as JSON\n"
+    "       Corvane --close-tab GUID             close a document's tab\n"
+    "       Corvane --finish-merge GUID --resolved [--result left|right|base|PATH]\n"
+    "       Corvane --finish-merge GUID --unresolved\n"
+    "       Corvane --quit                       end the running application\n";
+
+int usageError(const std::string& message) {
+    CVPrint(stderr, message + "\n" + kUsage);
+    return 1;
+}
+
+std::optional<std::string> environmentJournalPath() {
+    const char* path = getenv(CorvaneNames::kJournalVariable);
+    if (path == nullptr || *path == '\0') {
+        return std::nullopt;
+    }
+    return std::string(path);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::vector<std::string> arguments(argv + 1, argv + argc);
+    std::optional<std::string> journalPath = environmentJournalPath();
+    std::optional<std::string> command;
+    std::string GUID;
+    std::optional<bool> resolved;
+    std::string resultSource;
+
+    for (size_t index = 0; index < arguments.size(); ++index) {
+        const std::string& argument = arguments[index];
+        auto value = [&]() -> std::optional<std::string> {
+            if (index + 1 >= arguments.size()) {
+                return std::nullopt;
+            }
+            return arguments[++index];
+        };
+        if (argument == "--help" || argument == "-h") {
+            CVPrint(stdout, kUsage);
+            return 0;
+        }
+        if (argument == "--journal" || argument == "--close-tab" || argument == "--finish-merge" ||
+            argument == "--result") {
+            auto given = value();
+            if (!given) {
+                return usageError(argument + " needs a value.");
+            }
+            if (argument == "--journal") {
+                journalPath = *given;
+            } else if (argument == "--result") {
+                resultSource = *given;
+            } else {
+                command = argument;
+                GUID = *given;
+            }
+        } else if (argument == "--list" || argument == "--quit") {
+            command = argument;
+        } else if (argument == "--resolved" || argument == "--unresolved") {
+            resolved = argument == "--resolved";
+        } else {
+            return usageError("Unknown argument: " + argument);
+        }
+    }
+
+    if (!command) {
+        // Termination goes through the loop, which releases the names before the process ends.
+        return CorvaneApplication(journalPath).run();
+    }
+    if (*command == "--list") {
+        return CorvaneControlClient::listDocuments();
+    }
+    if (*command == "--close-tab") {
+        return CorvaneControlClient::closeTab(GUID);
+    }
+    if (*command == "--finish-merge") {
+        if (!resolved) {
+            return usageError("--finish-merge needs --resolved or --unresolved.");
+        }
+        return CorvaneControlClient::finishMerge(GUID, *resolved, resultSource);
+    }
+    return CorvaneControlClient::quit();
+}

@@ -60,7 +60,9 @@ private:
     size_t offset_ = 0;
 };
 
-CVError bookmarkError(const std::string& text) { return CVError::withLocalizedDescription(text); }
+CVError bookmarkError(const std::string& text) {
+    return CVError::withLocalizedDescription(text);
+}
 
 // The absolute form of the path: relative paths are taken from the current directory.
 std::optional<std::string> absolutePath(const std::string& path) {
@@ -141,9 +143,23 @@ std::optional<std::string> pathOfHandle(const Contents& contents) {
 
 }  // namespace
 
+std::vector<uint8_t> serialize(std::string_view path, uint64_t device, uint64_t inode) {
+    std::vector<uint8_t> out;
+    out.reserve(sizeof kMagic + 22 + path.size());
+    out.insert(out.end(), std::begin(kMagic), std::end(kMagic));
+    out.push_back(kVersion);
+    out.push_back(0);
+    appendInteger(out, path.size(), 4);
+    out.insert(out.end(), path.begin(), path.end());
+    appendInteger(out, device, 8);
+    appendInteger(out, inode, 8);
+    return out;
+}
+
 std::vector<uint8_t> serialize(const Contents& contents) {
-    std::vector<uint8_t> out(std::begin(kMagic), std::end(kMagic));
-    out.reserve(48 + contents.path.size() + contents.handle.size());
+    std::vector<uint8_t> out;
+    out.reserve(sizeof kMagic + 30 + contents.path.size() + contents.handle.size());
+    out.insert(out.end(), std::begin(kMagic), std::end(kMagic));
     out.push_back(kVersion);
     out.push_back((contents.securityScoped ? kSecurityScopedFlag : 0) |
                   (contents.handleType ? kHandleFlag : 0));
@@ -201,8 +217,8 @@ std::optional<std::vector<uint8_t>> create(const std::string& path, unsigned opt
     struct stat status;
     if (!absolute || lstat(absolute->c_str(), &status) != 0) {
         int code = absolute ? errno : ENOENT;
-        CVSetError(error, bookmarkError("Cannot make a bookmark of \"" + path +
-                                        "\": " + strerror(code)));
+        CVSetError(error,
+                   bookmarkError("Cannot make a bookmark of \"" + path + "\": " + strerror(code)));
         return std::nullopt;
     }
     Contents contents;

@@ -4,6 +4,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/CVError.h"
@@ -48,5 +49,7 @@ std::optional<std::string> resolve(std::span<const uint8_t> data, bool* isStale,
 std::optional<Contents> parse(std::span<const uint8_t> data);
 // The data that `parse` reads back as the contents.
 std::vector<uint8_t> serialize(const Contents& contents);
+// The data of a minimal bookmark without a file handle.
+std::vector<uint8_t> serialize(std::string_view path, uint64_t device, uint64_t inode);
 
 }  // namespace CVBookmark

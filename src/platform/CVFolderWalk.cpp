@@ -13,6 +13,7 @@ void walkFolder(int fd, std::string& prefix, CVFolderListing& listing) {
     struct stat folderStatus;
     if (folder == nullptr || fstat(fd, &folderStatus) != 0) {
         folder ? closedir(folder) : close(fd);
+        listing.unreadableFolders.insert(prefix.substr(0, prefix.size() - 1));
         return;
     }
     listing.folders.insert(prefix.empty() ? prefix : prefix.substr(0, prefix.size() - 1));
@@ -29,13 +30,14 @@ void walkFolder(int fd, std::string& prefix, CVFolderListing& listing) {
             type = S_ISDIR(status.st_mode) ? DT_DIR : S_ISREG(status.st_mode) ? DT_REG : DT_LNK;
         }
         if (type != DT_DIR) {
-            listing.files.push_back({prefix + entry->d_name, folderStatus.st_dev, entry->d_ino,
-                                     type == DT_REG});
+            listing.files.push_back(
+                {prefix + entry->d_name, folderStatus.st_dev, entry->d_ino, type == DT_REG});
             continue;
         }
-        int child = openat(dirfd(folder), entry->d_name,
-                           O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        int child =
+            openat(dirfd(folder), entry->d_name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
         if (child < 0) {
+            listing.unreadableFolders.insert(prefix + entry->d_name);
             continue;
         }
         size_t length = prefix.size();

@@ -25,6 +25,8 @@ struct CVFolderListing {
     // The folders that were read, relative to the walked folder ("" for the folder itself): a
     // name missing from `files` under one of them does not exist there.
     std::unordered_set<std::string> folders;
+    // Folders that were found but could not be read, relative to the walked folder.
+    std::unordered_set<std::string> unreadableFolders;
 };
 
 // A deep listing under a folder. Names beginning with "." are skipped with everything under them;

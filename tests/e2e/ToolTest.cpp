@@ -106,7 +106,7 @@ TEST_F(ATool, DropsArgumentsThatAreNotUTF8) {
 }
 
 TEST_F(ATool, SurvivesHugeAndEmptyArgumentVectors) {
-    std::vector<std::string> many(100000, "--no-snapshot");
+    std::vector<std::string> many(100000, "x");
     many.insert(many.begin(), "--merge");
     CVCommandResult manyResult = run(many);
     EXPECT_EQ(manyResult.status, 1);

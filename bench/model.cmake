@@ -1,0 +1,3 @@
+cvdiff_benchmark(FolderPairingBenchmark
+    SOURCES ${CMAKE_CURRENT_LIST_DIR}/FolderPairingBenchmark.cpp
+    LIBRARIES cv_model)

@@ -1,0 +1,162 @@
+#include "model/CVCLISerializedFile.h"
+
+#include <sys/stat.h>
+
+#include <regex>
+
+#include "platform/CVBookmark.h"
+#include "platform/CVPaths.h"
+#include "platform/CVPrint.h"
+#include "platform/CVProcessName.h"
+#include "process/ZPProcessInformation.h"
+
+using Type = CVCodedValue::Type;
+
+std::shared_ptr<CVCLISerializedFile> CVCLISerializedFile::serializedExpectedFileWithPath(
+    const std::string& path, std::optional<bool> temporary, std::optional<bool> deletedOnExit,
+    std::optional<CVError>* error) {
+    auto file = std::make_shared<CVCLISerializedFile>();
+    file->filePath_ = path;
+    file->temporary_ = temporary;
+    file->deletedOnExit_ = deletedOnExit;
+    std::optional<CVError> bookmarkError;
+    file->URLBookmarkData_ = CVBookmark::create(path, CVBookmark::minimalBookmark, &bookmarkError);
+    if (!file->URLBookmarkData_) {
+        CVError missing = CVError::withLocalizedDescription(CVProcessName() + ": \"" + path +
+                                                            "\": No such file or directory");
+        if (bookmarkError) {
+            missing.underlyingError = std::make_shared<const CVError>(std::move(*bookmarkError));
+        }
+        CVSetError(error, std::move(missing));
+        return nullptr;
+    }
+    return file;
+}
+
+std::shared_ptr<CVCLISerializedFile> CVCLISerializedFile::serializedChangesetFileWithPath(
+    const std::string& path, std::optional<bool> temporary, std::optional<bool> deletedOnExit,
+    std::optional<CVError>* error) {
+    struct stat status;
+    if (stat(path.c_str(), &status) != 0) {
+        auto file = std::make_shared<CVCLISerializedFile>();
+        file->filePath_ = "/dev/null";
+        return file;
+    }
+    return serializedExpectedFileWithPath(path, temporary, deletedOnExit, error);
+}
+
+std::shared_ptr<CVCLISerializedFile> CVCLISerializedFile::serializedSummaryFileWithPath(
+    const std::string& path) {
+    auto file = std::make_shared<CVCLISerializedFile>();
+    file->filePath_ = path;
+    file->temporary_ = false;
+    file->deletedOnExit_ = false;
+    return file;
+}
+
+std::shared_ptr<CVCLISerializedFile> CVCLISerializedFile::serializedWalkedFileWithPath(
+    std::string absolutePath, uint64_t device, uint64_t inode, std::optional<bool> temporary,
+    std::optional<bool> deletedOnExit) {
+    auto file = std::make_shared<CVCLISerializedFile>();
+    file->URLBookmarkData_ = CVBookmark::serialize(absolutePath, device, inode);
+    file->temporary_ = temporary;
+    file->deletedOnExit_ = deletedOnExit;
+    file->bookmarkURL_ = absolutePath;
+    file->filePath_ = std::move(absolutePath);
+    return file;
+}
+
+bool CVCLISerializedFile::absolutePathIsTemporary(const std::string& path) {
+    return path.starts_with(CVPaths::temporaryDirectory()) || path.starts_with("/var/folders") ||
+           path.starts_with("/private/var/folders") ||
+           path.find("Data/tmp/") != std::string::npos ||
+           ((path.starts_with("/var") || path.starts_with("/private/var")) &&
+            path.find("-Tmp-") != std::string::npos) ||
+           path.find(".svn/tmp/") != std::string::npos ||
+           path.find(".svn/text-base/") != std::string::npos;
+}
+
+const std::vector<CVCodingField>& CVCLISerializedFile::codingFields() const {
+    static const std::vector<CVCodingField> fields = {
+        {"filePath", Type::string, true},
+        {"temporary", Type::boolean, true},
+        {"deletedOnExit", Type::boolean, true},
+        {"URLBookmarkData", Type::data, true},
+    };
+    return fields;
+}
+
+CVCodedValue CVCLISerializedFile::valueForKey(const std::string& key) const {
+    if (key == "filePath") {
+        return filePath_;
+    }
+    if (key == "temporary") {
+        return temporary_;
+    }
+    if (key == "deletedOnExit") {
+        return deletedOnExit_;
+    }
+    if (key == "URLBookmarkData") {
+        return URLBookmarkData_;
+    }
+    return {};
+}
+
+void CVCLISerializedFile::setValueForKey(const CVCodedValue& value, const std::string& key) {
+    if (refusalForValue(value, key)) {
+        return;
+    }
+    if (key == "filePath") {
+        filePath_ = CVOptionalString(value);
+    } else if (key == "temporary") {
+        temporary_ = CVOptionalBoolean(value);
+    } else if (key == "deletedOnExit") {
+        deletedOnExit_ = CVOptionalBoolean(value);
+    } else if (key == "URLBookmarkData") {
+        URLBookmarkData_ = value.data() ? std::optional(*value.data()) : std::nullopt;
+    }
+}
+
+std::string CVCLISerializedFile::description() const {
+    if (!URLBookmarkData_) {
+        return CVDescribe(filePath_);
+    }
+    std::string flag = temporary_ ? (*temporary_ ? "1" : "0") : "(null)";
+    return "<" + className() + " " + address() + " `" + CVDescribe(filePath_) + "` " + flag + ">";
+}
+
+void CVCLISerializedFile::resolveBookmarkData() {
+    if (!URLBookmarkData_) {
+        return;
+    }
+    std::optional<CVError> error;
+    bookmarkURL_ = CVBookmark::resolve(*URLBookmarkData_, nullptr, &error);
+    if (!bookmarkURL_ && error) {
+        CVDebugLog([&] {
+            return "Failed to create file url from bookmark with error : " + error->description();
+        });
+    }
+    // Deliberately also when resolution failed: the path then becomes nothing.
+    filePath_ =
+        bookmarkURL_ ? std::optional(CVPaths::standardizingPath(*bookmarkURL_)) : std::nullopt;
+}
+
+bool CVCLISerializedFile::isTemporaryForCallingProcess(ZPProcessInformation& process) const {
+    if (temporary_) {
+        return *temporary_;
+    }
+    std::string path = filePath_.value_or("");
+    if (!path.starts_with("/")) {
+        path = CVPaths::appendingPathComponent(process.workingDirectory().value_or(""), path);
+    }
+    std::optional<std::string> temporaryDirectory = process.valueForEnvironmentKey("TMPDIR");
+    if (temporaryDirectory) {
+        temporaryDirectory = CVPaths::standardizingPath(*temporaryDirectory);
+    }
+    // Compiled once; static initialisation is thread-safe.
+    static const std::regex hexSuffix("^.+\\.([a-f0-9]{12,12})(/|$)");
+    bool inTemporaryPlace = absolutePathIsTemporary(path);
+    bool inProcessTemporaryDirectory = temporaryDirectory && path.starts_with(*temporaryDirectory);
+    bool hasHexSuffix = std::regex_search(path, hexSuffix);
+    return inTemporaryPlace || inProcessTemporaryDirectory || hasHexSuffix;
+}

@@ -1,0 +1,297 @@
+#include "model/CVCLISerializedFileList.h"
+
+#include <limits.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "model/CVCLISerializedFile.h"
+#include "platform/CVFolderWalk.h"
+#include "platform/CVPaths.h"
+#include "platform/CVProcessName.h"
+#include "process/ZPProcessInformation.h"
+
+using Type = CVCodedValue::Type;
+
+namespace {
+
+// One side of a folder pairing: its walk, sorted by relative path.
+struct PairingSide {
+    std::string folder;
+    std::optional<bool> temporary;
+    std::optional<bool> deletedOnExit;
+    CVFolderListing listing;
+    // The absolute folder when files may be taken straight from the walk.
+    std::optional<std::string> absoluteFolder;
+
+    PairingSide(std::string path, std::optional<bool> isTemporary,
+                std::optional<bool> isDeletedOnExit)
+        : folder(CVPaths::standardizingPath(path)),
+          temporary(isTemporary),
+          deletedOnExit(isDeletedOnExit),
+          listing(CVListFilesInFolder(folder).value_or(CVFolderListing())) {
+        std::sort(listing.files.begin(), listing.files.end(),
+                  [](const CVFolderEntry& left, const CVFolderEntry& right) {
+                      return left.relativePath < right.relativePath;
+                  });
+        std::string absolute = folder;
+        if (!absolute.starts_with("/")) {
+            char buffer[PATH_MAX];
+            if (getcwd(buffer, sizeof buffer) == nullptr) {
+                return;
+            }
+            absolute = CVPaths::appendingPathComponent(buffer, absolute);
+        }
+        // A bookmark resolves ".." through links; only a plain absolute folder can be joined.
+        if (absolute.find("/..") == std::string::npos) {
+            absoluteFolder = CVPaths::standardizingPath(absolute);
+        }
+    }
+
+    // Whether nothing exists at the relative path, by the walk alone: the nearest ancestor folder
+    // that was read did not list the next name on the way down as anything.
+    bool isProvablyAbsent(const std::string& relativePath) const {
+        std::string path = relativePath;
+        while (true) {
+            size_t slash = path.rfind('/');
+            std::string parent = slash == std::string::npos ? std::string() : path.substr(0, slash);
+            if (listing.folders.contains(parent)) {
+                return !isListedFile(path) && !listing.folders.contains(path) &&
+                       !listing.unreadableFolders.contains(path);
+            }
+            if (slash == std::string::npos) {
+                return false;
+            }
+            path = std::move(parent);
+        }
+    }
+
+    bool isListedFile(const std::string& relativePath) const {
+        auto found = std::lower_bound(listing.files.begin(), listing.files.end(), relativePath,
+                                      [](const CVFolderEntry& entry, const std::string& path) {
+                                          return entry.relativePath < path;
+                                      });
+        return found != listing.files.end() && found->relativePath == relativePath;
+    }
+
+    std::shared_ptr<CVCLISerializedFile> changesetFile(const std::string& relativePath) const {
+        return CVCLISerializedFile::serializedChangesetFileWithPath(
+            CVPaths::appendingPathComponent(folder, relativePath), temporary, deletedOnExit);
+    }
+
+    // The file as the factories and `uniqueFiles` would leave it, when the walk alone tells:
+    // a regular file it listed, or "/dev/null" for a name missing from a folder it read.
+    std::optional<std::shared_ptr<CVCLISerializedFile>> walkedFile(
+        const std::string& relativePath, const CVFolderEntry* entry) const {
+        if (!absoluteFolder) {
+            return std::nullopt;
+        }
+        if (entry != nullptr) {
+            if (!entry->isRegularFile) {
+                return std::nullopt;
+            }
+            return CVCLISerializedFile::serializedWalkedFileWithPath(
+                CVPaths::appendingPathComponent(*absoluteFolder, relativePath), entry->device,
+                entry->inode, temporary, deletedOnExit);
+        }
+        if (!isProvablyAbsent(relativePath)) {
+            return std::nullopt;
+        }
+        auto absent = std::make_shared<CVCLISerializedFile>();
+        absent->setFilePath("/dev/null");
+        return absent;
+    }
+};
+
+}  // namespace
+
+std::shared_ptr<CVCLISerializedFileList>
+CVCLISerializedFileList::serializedFileListWithRelativePath(std::optional<std::string> relativePath,
+                                                            const Files& serializedFiles,
+                                                            std::optional<CVError>* error) {
+    auto list = std::make_shared<CVCLISerializedFileList>();
+    list->relativePath_ = std::move(relativePath);
+    for (const auto& file : serializedFiles) {
+        list->addFile(file);
+        size_t count = list->files_ ? list->files_->size() : 0;
+        if (list->uniqueFiles().size() < count) {
+            CVSetError(error, CVError::withLocalizedDescription(
+                                  CVProcessName() + ": " +
+                                  (file ? CVDescribe(file->filePath()) : "(null)") +
+                                  ": cannot use duplicate files within the same file list"));
+            return nullptr;
+        }
+    }
+    return list;
+}
+
+std::optional<CVCLISerializedFileList::FileLists>
+CVCLISerializedFileList::serializedFileListsWithRecursiveContentsOfLeft(
+    const std::string& left, std::optional<bool> leftTemporary,
+    std::optional<bool> leftDeletedOnExit, const std::string& right,
+    std::optional<bool> rightTemporary, std::optional<bool> rightDeletedOnExit,
+    std::optional<CVError>* error) {
+    PairingSide leftSide(left, leftTemporary, leftDeletedOnExit);
+    PairingSide rightSide(right, rightTemporary, rightDeletedOnExit);
+    const auto& leftFiles = leftSide.listing.files;
+    const auto& rightFiles = rightSide.listing.files;
+
+    if (leftFiles.empty() || rightFiles.empty()) {
+        std::optional<std::string> workingDirectory;
+        if (auto parent = ZPProcessInformation::currentProcess()->parentProcessInformation()) {
+            workingDirectory = parent->workingDirectory();
+        }
+        auto relativePath =
+            relativePathForCurrentDirectory(workingDirectory, {leftSide.folder, rightSide.folder});
+        Files files = {
+            CVCLISerializedFile::serializedChangesetFileWithPath(leftSide.folder, leftTemporary,
+                                                                 leftDeletedOnExit),
+            CVCLISerializedFile::serializedChangesetFileWithPath(rightSide.folder, rightTemporary,
+                                                                 rightDeletedOnExit),
+        };
+        auto list = serializedFileListWithRelativePath(relativePath, files, error);
+        if (!list) {
+            return std::nullopt;
+        }
+        return FileLists{list};
+    }
+    if (leftSide.absoluteFolder == rightSide.absoluteFolder) {
+        // Every pair is then a duplicate: let the general path find and report it.
+        leftSide.absoluteFolder.reset();
+    }
+
+    FileLists lists;
+    lists.reserve(std::max(leftFiles.size(), rightFiles.size()));
+    size_t leftIndex = 0;
+    size_t rightIndex = 0;
+    while (leftIndex < leftFiles.size() || rightIndex < rightFiles.size()) {
+        const CVFolderEntry* leftEntry =
+            leftIndex < leftFiles.size() ? &leftFiles[leftIndex] : nullptr;
+        const CVFolderEntry* rightEntry =
+            rightIndex < rightFiles.size() ? &rightFiles[rightIndex] : nullptr;
+        if (leftEntry && rightEntry && leftEntry->relativePath != rightEntry->relativePath) {
+            (leftEntry->relativePath < rightEntry->relativePath ? rightEntry : leftEntry) = nullptr;
+        }
+        const std::string& relativePath = (leftEntry ? leftEntry : rightEntry)->relativePath;
+        leftIndex += leftEntry ? 1 : 0;
+        rightIndex += rightEntry ? 1 : 0;
+
+        // The walk usually tells everything the factories would find out, without a system call
+        // per file; where it cannot (links, other entries, names under a link) the factories run.
+        auto leftFile = leftSide.walkedFile(relativePath, leftEntry);
+        auto rightFile = leftFile ? rightSide.walkedFile(relativePath, rightEntry) : std::nullopt;
+        std::shared_ptr<CVCLISerializedFileList> list;
+        if (leftFile && rightFile) {
+            list = std::make_shared<CVCLISerializedFileList>();
+            list->files_->reserve(2);
+            list->relativePath_ = relativePath;
+            list->addFile(std::move(*leftFile));
+            list->addFile(std::move(*rightFile));
+        } else {
+            list = serializedFileListWithRelativePath(
+                relativePath,
+                {leftSide.changesetFile(relativePath), rightSide.changesetFile(relativePath)},
+                error);
+            if (!list) {
+                return std::nullopt;
+            }
+        }
+        lists.push_back(std::move(list));
+    }
+    return lists;
+}
+
+std::optional<std::string> CVCLISerializedFileList::relativePathForCurrentDirectory(
+    const std::optional<std::string>& directory, const std::vector<std::string>& paths) {
+    if (!directory) {
+        return std::nullopt;
+    }
+    for (const std::string& path : paths) {
+        // Both conditions together never hold; kept as the callers expect.
+        if (path.starts_with(*directory) && directory->size() > path.size()) {
+            return path.substr(directory->size() + 1);
+        }
+    }
+    return std::nullopt;
+}
+
+const std::vector<CVCodingField>& CVCLISerializedFileList::codingFields() const {
+    static const std::vector<CVCodingField> fields = {
+        {"files", Type::array, true, "CVCLISerializedFile"},
+        {"status", Type::int64, false},
+        {"relativePath", Type::string, true},
+        {"label", Type::string, true},
+    };
+    return fields;
+}
+
+CVCodedValue CVCLISerializedFileList::valueForKey(const std::string& key) const {
+    if (key == "files") {
+        return CVCodedArray(files_);
+    }
+    if (key == "status") {
+        return status_;
+    }
+    if (key == "relativePath") {
+        return relativePath_;
+    }
+    if (key == "label") {
+        return label_;
+    }
+    return {};
+}
+
+void CVCLISerializedFileList::setValueForKey(const CVCodedValue& value, const std::string& key) {
+    if (refusalForValue(value, key)) {
+        return;
+    }
+    if (key == "files") {
+        files_ = CVRecordArray<CVCLISerializedFile>(value);
+    } else if (key == "status") {
+        status_ = *value.int64();
+    } else if (key == "relativePath") {
+        relativePath_ = CVOptionalString(value);
+    } else if (key == "label") {
+        label_ = CVOptionalString(value);
+    }
+}
+
+void CVCLISerializedFileList::addFile(std::shared_ptr<CVCLISerializedFile> file) {
+    if (file && file->filePath() != "/dev/null") {
+        if (files_) {
+            files_->push_back(std::move(file));
+        }
+        return;
+    }
+    status_ = !files_ || files_->empty() ? added : deleted;
+}
+
+CVCLISerializedFileList::Files CVCLISerializedFileList::uniqueFiles() const {
+    Files unique;
+    if (!files_) {
+        return unique;
+    }
+    std::vector<std::string> seen;
+    for (const auto& file : *files_) {
+        file->resolveBookmarkData();
+        if (!file->filePath()) {
+            continue;
+        }
+        std::string path = CVPaths::standardizingPath(*file->filePath());
+        if (std::find(seen.begin(), seen.end(), path) == seen.end()) {
+            seen.push_back(std::move(path));
+            unique.push_back(file);
+        }
+    }
+    return unique;
+}
+
+std::string CVCLISerializedFileList::description() const {
+    static const char* const symbols[] = {"?", "+", "-", "R"};
+    if (status_ < 0 || status_ > 3) {
+        throw std::out_of_range("status " + std::to_string(status_) + " has no symbol");
+    }
+    return "<" + className() + " " + address() + " status: " + symbols[status_] + " (\n" +
+           CVJoinedDescriptions(files_, ",\n") + "\n)>";
+}

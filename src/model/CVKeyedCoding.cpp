@@ -1,0 +1,288 @@
+#include "model/CVKeyedCoding.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+
+#include "platform/CVUTF8.h"
+
+namespace CVKeyedCoding {
+
+namespace {
+
+constexpr int kMaximumDepth = 32;
+constexpr const char* kClassKey = "$class";
+
+plist_t nodeForValue(const CVCodedValue& value) {
+    using Type = CVCodedValue::Type;
+    switch (value.type()) {
+        case Type::nil:
+            return nullptr;
+        case Type::string:
+            return plist_new_string(value.string()->c_str());
+        case Type::boolean:
+            return plist_new_bool(*value.boolean());
+        case Type::int32:
+            return plist_new_uint(static_cast<uint64_t>(int64_t(*value.int32())));
+        case Type::int64:
+            return plist_new_uint(static_cast<uint64_t>(*value.int64()));
+        case Type::data:
+            return plist_new_data(reinterpret_cast<const char*>(value.data()->data()),
+                                  value.data()->size());
+        case Type::array: {
+            plist_t array = plist_new_array();
+            for (const CVCodedValue& element : *value.array()) {
+                // Arrays cannot hold nil; a nil element has no place in the keyed form.
+                if (plist_t node = nodeForValue(element)) {
+                    plist_array_append_item(array, node);
+                }
+            }
+            return array;
+        }
+        case Type::record:
+            return propertyListForRecord(**value.record()).release();
+    }
+    return nullptr;
+}
+
+class Decoder {
+public:
+    const std::string& whyRefused() const { return whyRefused_; }
+
+    std::shared_ptr<CVCLISerializedObject> record(plist_t dictionary, int depth) {
+        if (depth > kMaximumDepth) {
+            return refuse("values nested deeper than " + std::to_string(kMaximumDepth) + " levels");
+        }
+        if (plist_get_node_type(dictionary) != PLIST_DICT) {
+            return refuse("expected a dictionary");
+        }
+        auto className = CVPropertyList::stringValue(plist_dict_get_item(dictionary, kClassKey));
+        if (!className) {
+            return refuse("the dictionary has no \"$class\"");
+        }
+        auto result = CVCLISerializedObject::recordWithClassName(*className);
+        if (!result) {
+            return refuse("unknown class name \"" + *className + "\"");
+        }
+        std::vector<std::string> keys = result->keysForCoding();
+        plist_dict_iter iterator = nullptr;
+        plist_dict_new_iter(dictionary, &iterator);
+        while (iterator != nullptr) {
+            char* key = nullptr;
+            plist_t node = nullptr;
+            plist_dict_next_item(dictionary, iterator, &key, &node);
+            if (key == nullptr) {
+                break;
+            }
+            std::string name = key;
+            free(key);
+            if (name != kClassKey && std::find(keys.begin(), keys.end(), name) == keys.end()) {
+                free(iterator);
+                return refuse(*className + ": no key \"" + name + "\"");
+            }
+        }
+        free(iterator);
+        for (const CVCodingField& field : result->codingFields()) {
+            auto value = valueOfNode(plist_dict_get_item(dictionary, field.key), field, depth);
+            if (!value) {
+                return nullptr;
+            }
+            if (auto refusal = result->refusalForValue(*value, field.key)) {
+                return refuse(std::move(*refusal));
+            }
+            result->setValueForKey(*value, field.key);
+        }
+        return result;
+    }
+
+private:
+    std::nullptr_t refuse(std::string reason) {
+        if (whyRefused_.empty()) {
+            whyRefused_ = std::move(reason);
+        }
+        return nullptr;
+    }
+
+    // The node as a value of the field's type where the property list cannot tell (integers);
+    // otherwise as its own type, for the type check to judge.
+    std::optional<CVCodedValue> valueOfNode(plist_t node, const CVCodingField& field, int depth) {
+        switch (node ? plist_get_node_type(node) : PLIST_NONE) {
+            case PLIST_NONE:
+                return CVCodedValue();
+            case PLIST_STRING:
+                return CVCodedValue(*CVPropertyList::stringValue(node));
+            case PLIST_BOOLEAN:
+                return CVCodedValue(*CVPropertyList::boolValue(node));
+            case PLIST_UINT: {
+                uint64_t number = 0;
+                plist_get_uint_val(node, &number);
+                auto signedNumber = static_cast<int64_t>(number);
+                if (field.type == CVCodedValue::Type::int32 && signedNumber >= INT32_MIN &&
+                    signedNumber <= INT32_MAX) {
+                    return CVCodedValue(static_cast<int32_t>(signedNumber));
+                }
+                return CVCodedValue(signedNumber);
+            }
+            case PLIST_DATA:
+                return CVCodedValue(*CVPropertyList::dataValue(node));
+            case PLIST_ARRAY: {
+                CVCodedValue::Array elements;
+                uint32_t count = plist_array_get_size(node);
+                for (uint32_t index = 0; index < count; ++index) {
+                    plist_t element = plist_array_get_item(node, index);
+                    if (plist_get_node_type(element) != PLIST_DICT) {
+                        refuse(std::string("key \"") + field.key + "\": arrays hold records only");
+                        return std::nullopt;
+                    }
+                    auto nested = record(element, depth + 1);
+                    if (!nested) {
+                        return std::nullopt;
+                    }
+                    elements.emplace_back(std::move(nested));
+                }
+                return CVCodedValue(std::move(elements));
+            }
+            case PLIST_DICT: {
+                auto nested = record(node, depth + 1);
+                return nested ? std::optional(CVCodedValue(std::move(nested))) : std::nullopt;
+            }
+            default:
+                refuse(std::string("key \"") + field.key + "\": unsupported property-list type");
+                return std::nullopt;
+        }
+    }
+
+    std::string whyRefused_;
+};
+
+void appendJSONString(std::string& out, const std::string& text) {
+    out += '"';
+    size_t index = 0;
+    while (index < text.size()) {
+        unsigned char byte = text[index];
+        if (byte == '"' || byte == '\\') {
+            out += '\\';
+            out += char(byte);
+        } else if (byte == '\n') {
+            out += "\\n";
+        } else if (byte == '\r') {
+            out += "\\r";
+        } else if (byte == '\t') {
+            out += "\\t";
+        } else if (byte < 0x20 || byte == 0x7F) {
+            char escaped[8];
+            snprintf(escaped, sizeof escaped, "\\u%04x", byte);
+            out += escaped;
+        } else if (byte < 0x80) {
+            out += char(byte);
+        } else {
+            size_t length = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : byte >= 0xC0 ? 2 : 1;
+            std::string_view sequence = std::string_view(text).substr(index, length);
+            if (length > 1 && sequence.size() == length && CVIsValidUTF8(sequence)) {
+                out += sequence;
+                index += length;
+                continue;
+            }
+            out += "\\ufffd";
+        }
+        ++index;
+    }
+    out += '"';
+}
+
+std::string base64(const CVCodedValue::Data& data) {
+    static const char alphabet[] =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string out;
+    out.reserve((data.size() + 2) / 3 * 4);
+    for (size_t index = 0; index < data.size(); index += 3) {
+        uint32_t chunk = uint32_t(data[index]) << 16;
+        if (index + 1 < data.size()) {
+            chunk |= uint32_t(data[index + 1]) << 8;
+        }
+        if (index + 2 < data.size()) {
+            chunk |= data[index + 2];
+        }
+        out += alphabet[(chunk >> 18) & 63];
+        out += alphabet[(chunk >> 12) & 63];
+        out += index + 1 < data.size() ? alphabet[(chunk >> 6) & 63] : '=';
+        out += index + 2 < data.size() ? alphabet[chunk & 63] : '=';
+    }
+    return out;
+}
+
+void appendJSONValue(std::string& out, const CVCodedValue& value) {
+    using Type = CVCodedValue::Type;
+    switch (value.type()) {
+        case Type::nil:
+            out += "null";
+            return;
+        case Type::string:
+            appendJSONString(out, *value.string());
+            return;
+        case Type::boolean:
+            out += *value.boolean() ? "true" : "false";
+            return;
+        case Type::int32:
+            out += std::to_string(*value.int32());
+            return;
+        case Type::int64:
+            out += std::to_string(*value.int64());
+            return;
+        case Type::data:
+            out += '"' + base64(*value.data()) + '"';
+            return;
+        case Type::array: {
+            out += '[';
+            const char* separator = "";
+            for (const CVCodedValue& element : *value.array()) {
+                out += separator;
+                appendJSONValue(out, element);
+                separator = ",";
+            }
+            out += ']';
+            return;
+        }
+        case Type::record:
+            out += jsonForRecord(**value.record());
+            return;
+    }
+}
+
+}  // namespace
+
+CVPlist propertyListForRecord(const CVCLISerializedObject& record) {
+    plist_t dictionary = plist_new_dict();
+    plist_dict_set_item(dictionary, kClassKey, plist_new_string(record.className().c_str()));
+    for (const std::string& key : record.keysForCoding()) {
+        if (plist_t node = nodeForValue(record.valueForKey(key))) {
+            plist_dict_set_item(dictionary, key.c_str(), node);
+        }
+    }
+    return CVPlist(dictionary);
+}
+
+std::shared_ptr<CVCLISerializedObject> recordFromPropertyList(plist_t dictionary,
+                                                              std::string* whyRefused) {
+    Decoder decoder;
+    auto record = dictionary ? decoder.record(dictionary, 0) : nullptr;
+    if (!record && whyRefused != nullptr) {
+        *whyRefused = dictionary ? decoder.whyRefused() : "expected a dictionary";
+    }
+    return record;
+}
+
+std::string jsonForRecord(const CVCLISerializedObject& record) {
+    std::string out = "{\"$class\":";
+    appendJSONString(out, record.className());
+    for (const std::string& key : record.keysForCoding()) {
+        out += ',';
+        appendJSONString(out, key);
+        out += ':';
+        appendJSONValue(out, record.valueForKey(key));
+    }
+    return out + "}";
+}
+
+}  // namespace CVKeyedCoding

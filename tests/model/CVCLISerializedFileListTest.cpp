@@ -1,0 +1,165 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "TemporaryFolder.h"
+#include "model/CVCLISerializedFile.h"
+#include "model/CVCLISerializedFileList.h"
+#include "platform/CVProcessName.h"
+
+namespace {
+
+using FileLists = CVCLISerializedFileList::FileLists;
+
+std::shared_ptr<CVCLISerializedFile> summaryFile(const std::string& path) {
+    return CVCLISerializedFile::serializedSummaryFileWithPath(path);
+}
+
+// "relativePath status path path..." for each list, the paths relative to the root.
+std::vector<std::string> outline(const FileLists& lists, const std::string& root) {
+    std::vector<std::string> lines;
+    for (const auto& list : lists) {
+        std::string line =
+            list->relativePath().value_or("(null)") + " " + std::to_string(list->status());
+        for (const auto& file : *list->files()) {
+            std::string path = file->filePath().value_or("(null)");
+            line += " " + (path.starts_with(root + "/") ? path.substr(root.size() + 1) : path);
+        }
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+std::optional<FileLists> paired(const std::string& left, const std::string& right,
+                                std::optional<CVError>* error = nullptr) {
+    return CVCLISerializedFileList::serializedFileListsWithRecursiveContentsOfLeft(
+        left, std::nullopt, std::nullopt, right, std::nullopt, std::nullopt, error);
+}
+
+}  // namespace
+
+TEST(AFileList, RecordsTheLastAbsentSideInItsStatus) {
+    CVCLISerializedFileList added;
+    added.addFile(summaryFile("/dev/null"));
+    added.addFile(summaryFile("/a"));
+    EXPECT_EQ(added.files()->size(), 1u);
+    EXPECT_EQ(added.status(), 1);
+
+    CVCLISerializedFileList deleted;
+    deleted.addFile(summaryFile("/a"));
+    deleted.addFile(nullptr);
+    EXPECT_EQ(deleted.status(), 2);
+
+    CVCLISerializedFileList neither;
+    neither.addFile(summaryFile("/dev/null"));
+    neither.addFile(summaryFile("/dev/null"));
+    EXPECT_TRUE(neither.files()->empty());
+    EXPECT_EQ(neither.status(), 1);
+}
+
+TEST(AFileList, RefusesTheSameFileNamedRelativelyAndAbsolutelyNamingItsResolvedPath) {
+    TemporaryFolder folder;
+    std::string path = folder.write("a.txt", "a");
+    char previous[4096];
+    ASSERT_NE(getcwd(previous, sizeof previous), nullptr);
+    ASSERT_EQ(chdir(folder.path().c_str()), 0);
+    auto relative =
+        CVCLISerializedFile::serializedExpectedFileWithPath("a.txt", std::nullopt, std::nullopt);
+    auto absolute =
+        CVCLISerializedFile::serializedExpectedFileWithPath(path, std::nullopt, std::nullopt);
+    ASSERT_EQ(chdir(previous), 0);
+    std::optional<CVError> error;
+    EXPECT_EQ(CVCLISerializedFileList::serializedFileListWithRelativePath(
+                  std::nullopt, {relative, absolute}, &error),
+              nullptr);
+    EXPECT_EQ(
+        error->localizedDescription(),
+        CVProcessName() + ": " + path + ": cannot use duplicate files within the same file list");
+}
+
+TEST(AFileList, TurnsEveryBookmarkedPathIntoItsResolvedFormWhenAskedForUniqueFiles) {
+    TemporaryFolder folder;
+    folder.write("sub/a.txt", "a");
+    auto file = CVCLISerializedFile::serializedExpectedFileWithPath(
+        folder.path() + "//sub/../sub/./a.txt", std::nullopt, std::nullopt);
+    auto list = CVCLISerializedFileList::serializedFileListWithRelativePath(
+        "a.txt", {file, summaryFile("x/../y")});
+    ASSERT_NE(list, nullptr);
+    EXPECT_EQ(list->uniqueFiles().size(), 2u);
+    EXPECT_EQ(file->filePath(), folder / "sub/a.txt");
+    EXPECT_EQ((*list->files())[1]->filePath(), "x/../y");
+}
+
+TEST(FolderPairing, GivesOneListPerRelativePathWithTheAbsentSideInTheStatus) {
+    TemporaryFolder folder;
+    folder.write("left/a.txt", "1");
+    folder.write("left/sub/b.txt", "2");
+    folder.write("right/a.txt", "3");
+    folder.write("right/c.txt", "4");
+    auto lists = paired(folder / "left", folder / "right/");
+    ASSERT_TRUE(lists);
+    EXPECT_EQ(outline(*lists, folder.path()),
+              (std::vector<std::string>{"a.txt 0 left/a.txt right/a.txt", "c.txt 1 right/c.txt",
+                                        "sub/b.txt 2 left/sub/b.txt"}));
+}
+
+TEST(FolderPairing, SkipsHiddenEntriesListsLinksUnfollowedAndSortsCaseSensitively) {
+    TemporaryFolder folder;
+    folder.write("left/a.txt", "1");
+    folder.write("left/.hidden", "2");
+    folder.write("left/.git/config", "3");
+    folder.write("right/B.txt", "4");
+    folder.write("right/.DS_Store", "5");
+    folder.write("elsewhere/inner.txt", "6");
+    ASSERT_EQ(symlink((folder / "elsewhere").c_str(), (folder / "right/linked").c_str()), 0);
+    ASSERT_EQ(symlink("nowhere", (folder / "right/dangling").c_str()), 0);
+    auto lists = paired(folder / "left", folder / "right");
+    ASSERT_TRUE(lists);
+    EXPECT_EQ(outline(*lists, folder.path()),
+              (std::vector<std::string>{"B.txt 1 right/B.txt", "a.txt 2 left/a.txt", "dangling 1",
+                                        "linked 1 elsewhere"}));
+}
+
+TEST(FolderPairing, PairsAFileWithAFolderOfTheSameNameAndGivesBookmarksThatResolve) {
+    TemporaryFolder folder;
+    folder.write("left/x", "1");
+    folder.write("right/x/y", "2");
+    auto lists = paired(folder / "left", folder / "right");
+    ASSERT_TRUE(lists);
+    EXPECT_EQ(outline(*lists, folder.path()),
+              (std::vector<std::string>{"x 0 left/x right/x", "x/y 1 right/x/y"}));
+    for (const auto& list : *lists) {
+        EXPECT_EQ(list->uniqueFiles().size(), list->files()->size());
+    }
+    EXPECT_EQ(outline(*lists, folder.path()),
+              (std::vector<std::string>{"x 0 left/x right/x", "x/y 1 right/x/y"}));
+}
+
+TEST(FolderPairing, PairsTheTwoPathsThemselvesWhenASideHoldsNoFiles) {
+    TemporaryFolder folder;
+    folder.write("left/a.txt", "1");
+    folder.makeFolder("empty/.only-hidden");
+    std::string file = folder.write("file.txt", "2");
+    EXPECT_EQ(outline(*paired(folder / "left", folder / "empty"), folder.path()),
+              (std::vector<std::string>{"(null) 0 left empty"}));
+    EXPECT_EQ(outline(*paired(folder / "left", file), folder.path()),
+              (std::vector<std::string>{"(null) 0 left file.txt"}));
+    EXPECT_EQ(outline(*paired(folder / "missing", folder / "left"), folder.path()),
+              (std::vector<std::string>{"(null) 1 left"}));
+}
+
+TEST(FolderPairing, FailsAsAWholeWhenAFolderIsPairedWithItself) {
+    TemporaryFolder folder;
+    folder.write("left/a.txt", "1");
+    std::optional<CVError> error;
+    EXPECT_EQ(paired(folder / "left", folder / "left/.", &error), std::nullopt);
+    EXPECT_EQ(error->localizedDescription(),
+              CVProcessName() + ": " + (folder / "left/a.txt") +
+                  ": cannot use duplicate files within the same file list");
+}
+
+TEST(RelativePathForCurrentDirectory, IsNilForEveryInputByDesign) {
+    EXPECT_EQ(CVCLISerializedFileList::relativePathForCurrentDirectory("/a", {"/a/b", "/a"}),
+              std::nullopt);
+    EXPECT_EQ(CVCLISerializedFileList::relativePathForCurrentDirectory("/a/b/c", {"/a"}),
+              std::nullopt);
+}

@@ -1,0 +1,153 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+#include "TemporaryFolder.h"
+#include "model/CVCLISerializedFile.h"
+#include "platform/CVProcessName.h"
+#include "process/ZPProcessInformation.h"
+
+namespace {
+
+// A process snapshot with the given environment and working directory.
+ZPProcessInformation processWithEnvironment(std::vector<std::string> environment) {
+    ZPProcessInformation process(getpid());
+    process.setEnvironmentArray(std::move(environment));
+    return process;
+}
+
+bool isTemporary(const std::string& path, std::vector<std::string> environment = {"PWD=/w"}) {
+    ZPProcessInformation process = processWithEnvironment(std::move(environment));
+    CVCLISerializedFile file;
+    file.setFilePath(path);
+    return file.isTemporaryForCallingProcess(process);
+}
+
+// Points the temporary directory elsewhere so that /tmp paths test only the other rules.
+class WithTemporaryDirectory : public ::testing::Test {
+protected:
+    void SetUp() override {
+        const char* value = getenv("TMPDIR");
+        saved_ = value ? std::optional<std::string>(value) : std::nullopt;
+        setenv("TMPDIR", "/scratch/user/T", 1);
+    }
+    void TearDown() override {
+        if (saved_) {
+            setenv("TMPDIR", saved_->c_str(), 1);
+        } else {
+            unsetenv("TMPDIR");
+        }
+    }
+
+private:
+    std::optional<std::string> saved_;
+};
+
+}  // namespace
+
+TEST(TheExpectedFileFactory, KeepsThePathAndFlagsAndBookmarksTheFile) {
+    TemporaryFolder folder;
+    folder.write("a.txt", "a");
+    std::string path = folder.makeFolder("sub") + "/../a.txt";
+    auto file = CVCLISerializedFile::serializedExpectedFileWithPath(path, true, std::nullopt);
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(file->filePath(), path);
+    EXPECT_EQ(file->temporary(), true);
+    EXPECT_EQ(file->deletedOnExit(), std::nullopt);
+    EXPECT_TRUE(file->URLBookmarkData());
+}
+
+TEST(TheExpectedFileFactory, RefusesAMissingFileNamingTheToolAndThePath) {
+    std::optional<CVError> error;
+    EXPECT_EQ(CVCLISerializedFile::serializedExpectedFileWithPath("a/b.txt", std::nullopt,
+                                                                  std::nullopt, &error),
+              nullptr);
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->domain, "CVDiffErrorDomain");
+    EXPECT_EQ(error->code, 1);
+    EXPECT_EQ(error->localizedDescription(),
+              CVProcessName() + ": \"a/b.txt\": No such file or directory");
+    ASSERT_NE(error->underlyingError, nullptr);
+}
+
+TEST(TheChangesetFileFactory, TurnsAMissingFileIntoDevNullWithoutFlags) {
+    std::optional<CVError> error;
+    auto file = CVCLISerializedFile::serializedChangesetFileWithPath("a/b.txt", true, true, &error);
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(file->filePath(), "/dev/null");
+    EXPECT_EQ(file->temporary(), std::nullopt);
+    EXPECT_EQ(file->deletedOnExit(), std::nullopt);
+    EXPECT_EQ(file->URLBookmarkData(), std::nullopt);
+    EXPECT_EQ(error, std::nullopt);
+}
+
+TEST(TheSummaryFileFactory, KeepsARelativePathAndStatesBothFlagsFalse) {
+    auto file = CVCLISerializedFile::serializedSummaryFileWithPath("src/a.c");
+    EXPECT_EQ(file->filePath(), "src/a.c");
+    EXPECT_EQ(file->temporary(), false);
+    EXPECT_EQ(file->deletedOnExit(), false);
+    EXPECT_EQ(file->URLBookmarkData(), std::nullopt);
+}
+
+TEST(AFile, TakesTheStandardizedPathOfAMovedFileWhenItResolvesItsBookmark) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "following a moved file needs CAP_DAC_READ_SEARCH";
+    }
+    TemporaryFolder folder;
+    std::string path = folder.write("a.txt", "a");
+    auto file =
+        CVCLISerializedFile::serializedExpectedFileWithPath(path, std::nullopt, std::nullopt);
+    std::string moved = folder.makeFolder("sub") + "/b.txt";
+    ASSERT_EQ(rename(path.c_str(), moved.c_str()), 0);
+    file->resolveBookmarkData();
+    EXPECT_EQ(file->filePath(), moved);
+    EXPECT_EQ(file->bookmarkURL(), moved);
+}
+
+TEST(AFile, LosesItsPathWhenItsBookmarkNoLongerResolves) {
+    TemporaryFolder folder;
+    std::string path = folder.write("a.txt", "a");
+    auto file =
+        CVCLISerializedFile::serializedExpectedFileWithPath(path, std::nullopt, std::nullopt);
+    ASSERT_EQ(unlink(path.c_str()), 0);
+    file->resolveBookmarkData();
+    EXPECT_EQ(file->filePath(), std::nullopt);
+    EXPECT_EQ(file->bookmarkURL(), std::nullopt);
+}
+
+TEST_F(WithTemporaryDirectory, AbsolutePathIsTemporaryFollowsTheSevenRules) {
+    for (const char* path :
+         {"/scratch/user/T/f", "/var/folders/xy/T/f", "/private/var/folders/xy/T/f",
+          "/Users/u/Library/Containers/app/Data/tmp/x", "/private/var/tmp/-Tmp-/x",
+          "/variable/-Tmp-/x", "/repo/.svn/tmp/x", "/repo/.svn/text-base/x.svn-base"}) {
+        EXPECT_TRUE(CVCLISerializedFile::absolutePathIsTemporary(path)) << path;
+    }
+    for (const char* path : {"/tmp/-Tmp-/x", "/Users/u/x", "/scratch/user/Tx", "/VAR/folders/x"}) {
+        EXPECT_FALSE(CVCLISerializedFile::absolutePathIsTemporary(path)) << path;
+    }
+}
+
+TEST_F(WithTemporaryDirectory, AnUnstatedFileIsTemporaryForACallerByItsHexSuffixOrTMPDIR) {
+    EXPECT_TRUE(isTemporary("/tmp/repo.0123456789ab/file"));
+    EXPECT_TRUE(isTemporary("/tmp/file.0123456789ab"));
+    EXPECT_FALSE(isTemporary("/tmp/repo.0123456789a/file"));
+    EXPECT_FALSE(isTemporary("/tmp/repo.0123456789abc/file"));
+    EXPECT_FALSE(isTemporary("/tmp/repo.0123456789AB/file"));
+    EXPECT_TRUE(isTemporary("/caller/tmp/x", {"TMPDIR=/caller/tmp/"}));
+    EXPECT_FALSE(isTemporary("/elsewhere/x", {"TMPDIR=/caller/tmp/"}));
+    EXPECT_TRUE(isTemporary("repo.0123456789ab", {"PWD=/w"}));
+    EXPECT_TRUE(isTemporary("x", {"PWD=/var/folders/q"}));
+}
+
+TEST_F(WithTemporaryDirectory, AStatedTemporaryFlagDecidesAlone) {
+    ZPProcessInformation process = processWithEnvironment({"TMPDIR=/var/folders/"});
+    CVCLISerializedFile file;
+    file.setFilePath("/var/folders/xy/f");
+    file.setTemporary(false);
+    EXPECT_FALSE(file.isTemporaryForCallingProcess(process));
+    file.setFilePath("/home/u/f");
+    file.setTemporary(true);
+    EXPECT_TRUE(file.isTemporaryForCallingProcess(process));
+}

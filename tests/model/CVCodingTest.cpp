@@ -1,0 +1,241 @@
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <systemd/sd-bus.h>
+#include <unistd.h>
+
+#include <functional>
+
+#include "CVRecordSamples.h"
+#include "model/CVKeyedCoding.h"
+#include "model/CVWireCoding.h"
+
+namespace {
+
+// A signal message written by `write`, sealed and rewound for reading. Messages need a started
+// bus; one end of a socket pair is enough, nothing is ever sent.
+class WireMessage {
+public:
+    explicit WireMessage(const std::function<void(sd_bus_message*)>& write) {
+        int sockets[2];
+        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets), 0);
+        peer_ = sockets[1];
+        EXPECT_GE(sd_bus_new(&bus_), 0);
+        EXPECT_GE(sd_bus_set_fd(bus_, sockets[0], sockets[0]), 0);
+        EXPECT_GE(sd_bus_start(bus_), 0);
+        EXPECT_GE(sd_bus_message_new_signal(bus_, &message_, "/x", "a.b", "c"), 0);
+        write(message_);
+        EXPECT_GE(sd_bus_message_seal(message_, 1, 0), 0);
+        EXPECT_GE(sd_bus_message_rewind(message_, 1), 0);
+    }
+    ~WireMessage() {
+        sd_bus_message_unref(message_);
+        sd_bus_unref(bus_);
+        close(peer_);
+    }
+    sd_bus_message* get() const { return message_; }
+
+private:
+    sd_bus* bus_ = nullptr;
+    sd_bus_message* message_ = nullptr;
+    int peer_ = -1;
+};
+
+std::shared_ptr<CVCLISerializedObject> throughWire(const CVCLISerializedObject& record) {
+    WireMessage message(
+        [&](sd_bus_message* m) { EXPECT_EQ(CVWireCoding::appendInvocation(m, record), 0); });
+    std::string why;
+    auto decoded = CVWireCoding::readRecord(message.get(), &why);
+    EXPECT_EQ(why, "");
+    return decoded;
+}
+
+std::shared_ptr<CVCLISerializedObject> throughPropertyList(const CVCLISerializedObject& record) {
+    CVPlist dictionary = CVKeyedCoding::propertyListForRecord(record);
+    CVPlist reread = CVPropertyList::fromData(
+        CVPropertyList::toData(dictionary.get(), CVPropertyList::Format::binary));
+    std::string why;
+    auto decoded = CVKeyedCoding::recordFromPropertyList(reread.get(), &why);
+    EXPECT_EQ(why, "");
+    return decoded;
+}
+
+std::string refusalOf(const std::function<void(sd_bus_message*)>& write) {
+    WireMessage message(write);
+    std::string why;
+    EXPECT_EQ(CVWireCoding::readRecord(message.get(), &why), nullptr);
+    return why;
+}
+
+std::vector<std::shared_ptr<CVCLISerializedObject>> everyRecordClass() {
+    auto invocation = sampleInvocation();
+    return {invocation,
+            invocation->fileList(),
+            invocation->fileList()->files()->front(),
+            invocation->changeset(),
+            invocation->partialChangeset(),
+            invocation->changesetSummary(),
+            invocation->merge(),
+            std::make_shared<CVCLISerializedObject>(),
+            std::make_shared<CVCLISerializedDiffInvocation>()};
+}
+
+}  // namespace
+
+TEST(TheWireCoding, GivesBackEveryRecordClassFieldByField) {
+    for (const auto& record : everyRecordClass()) {
+        auto decoded = throughWire(*record);
+        ASSERT_NE(decoded, nullptr) << record->className();
+        EXPECT_EQ(decoded->className(), record->className());
+        EXPECT_TRUE(decoded->isEqualTo(*record)) << record->className();
+    }
+}
+
+TEST(TheKeyedCoding, GivesBackEveryRecordClassFieldByFieldExceptTheBookmarkURL) {
+    for (const auto& record : everyRecordClass()) {
+        auto decoded = throughPropertyList(*record);
+        ASSERT_NE(decoded, nullptr) << record->className();
+        EXPECT_TRUE(decoded->isEqualTo(*record)) << record->className();
+    }
+    auto file = std::dynamic_pointer_cast<CVCLISerializedFile>(
+        throughPropertyList(*sampleFile("/left/a.txt")));
+    EXPECT_EQ(file->bookmarkURL(), std::nullopt);
+    EXPECT_EQ(file->filePath(), "/left/a.txt");
+}
+
+TEST(TheWireCoding, SendsAnInvocationWithOnlyAFileListAsEightValuesInKeyOrder) {
+    CVCLISerializedDiffInvocation invocation;
+    invocation.setFileList(std::make_shared<CVCLISerializedFileList>());
+    invocation.setParentProcessName("zsh");
+    WireMessage message(
+        [&](sd_bus_message* m) { EXPECT_EQ(CVWireCoding::appendInvocation(m, invocation), 0); });
+    sd_bus_message* m = message.get();
+    ASSERT_GE(sd_bus_message_enter_container(m, 'v', "(sav)"), 0);
+    ASSERT_GE(sd_bus_message_enter_container(m, 'r', "sav"), 0);
+    const char* className = nullptr;
+    ASSERT_GE(sd_bus_message_read_basic(m, 's', &className), 0);
+    EXPECT_STREQ(className, "CVCLISerializedDiffInvocation");
+    ASSERT_GE(sd_bus_message_enter_container(m, 'a', "v"), 0);
+    std::vector<std::string> signatures;
+    while (sd_bus_message_at_end(m, 0) == 0) {
+        char type = 0;
+        const char* contents = nullptr;
+        ASSERT_GT(sd_bus_message_peek_type(m, &type, &contents), 0);
+        signatures.emplace_back(contents);
+        ASSERT_GE(sd_bus_message_skip(m, "v"), 0);
+    }
+    EXPECT_EQ(signatures, (std::vector<std::string>{"(sav)", "g", "g", "g", "g", "b", "i", "s"}));
+}
+
+TEST(TheWireDecoder, RefusesWhatDoesNotMatchTheRecordClasses) {
+    EXPECT_EQ(refusalOf([](sd_bus_message* m) {
+                  sd_bus_message_append(m, "v", "(sav)", "CVCLISerializedNothing", 0);
+              }),
+              "unknown class name \"CVCLISerializedNothing\"");
+    EXPECT_EQ(refusalOf([](sd_bus_message* m) {
+                  sd_bus_message_append(m, "v", "(sav)", "CVCLISerializedFile", 3, "s", "/x", "g",
+                                        "", "g", "");
+              }),
+              "CVCLISerializedFile: 3 values for 4 keys");
+    EXPECT_EQ(refusalOf([](sd_bus_message* m) {
+                  sd_bus_message_append(m, "v", "(sav)", "CVCLISerializedFile", 4, "s", "/x", "s",
+                                        "yes", "g", "", "g", "");
+              }),
+              "CVCLISerializedFile: key \"temporary\" expects boolean or nil, found string");
+    EXPECT_EQ(refusalOf([](sd_bus_message* m) {
+                  sd_bus_message_append(m, "v", "(sav)", "CVCLISerializedFileList", 4, "g", "", "i",
+                                        1, "g", "", "g", "");
+              }),
+              "CVCLISerializedFileList: key \"status\" expects int64, found int32");
+    EXPECT_EQ(refusalOf([](sd_bus_message* m) {
+                  sd_bus_message_append(m, "v", "(sav)", "CVCLISerializedFileList", 4, "av", 1, "s",
+                                        "/x", "x", int64_t(0), "g", "", "g", "");
+              }),
+              "CVCLISerializedFileList: key \"files\" expects array of CVCLISerializedFile or "
+              "nil, found array holding string");
+    EXPECT_EQ(refusalOf([](sd_bus_message* m) {
+                  sd_bus_message_append(m, "v", "(sav)", "CVCLISerializedMerge", 4, "g", "",
+                                        "(sav)", "CVCLISerializedFileList", 4, "g", "", "x",
+                                        int64_t(0), "g", "", "g", "", "g", "", "g", "");
+              }),
+              "CVCLISerializedMerge: key \"outputFile\" expects CVCLISerializedFile or nil, found "
+              "CVCLISerializedFileList");
+    EXPECT_EQ(refusalOf([](sd_bus_message* m) { sd_bus_message_append(m, "v", "u", 7u); }),
+              "unsupported value type \"u\"");
+    EXPECT_EQ(refusalOf([](sd_bus_message* m) { sd_bus_message_append(m, "v", "s", "text"); }),
+              "expected a record, found string");
+}
+
+TEST(TheWireDecoder, RefusesValuesNestedTooDeeply) {
+    auto nestedArrays = [](sd_bus_message* m) {
+        sd_bus_message_open_container(m, 'v', "(sav)");
+        sd_bus_message_open_container(m, 'r', "sav");
+        sd_bus_message_append(m, "s", "CVCLISerializedChangeset");
+        sd_bus_message_open_container(m, 'a', "v");
+        for (int level = 0; level < 40; ++level) {
+            sd_bus_message_open_container(m, 'v', "av");
+            sd_bus_message_open_container(m, 'a', "v");
+        }
+        for (int level = 0; level < 83; ++level) {
+            sd_bus_message_close_container(m);
+        }
+    };
+    EXPECT_EQ(refusalOf(nestedArrays), "values nested deeper than 32 levels");
+}
+
+TEST(TheWireCoding, CarriesAStringOrNil) {
+    WireMessage message([](sd_bus_message* m) {
+        EXPECT_EQ(CVWireCoding::appendStringOrNil(m, "GUID-1"), 0);
+        EXPECT_EQ(CVWireCoding::appendStringOrNil(m, std::nullopt), 0);
+        sd_bus_message_append(m, "v", "i", 3);
+    });
+    std::optional<std::string> text;
+    EXPECT_EQ(CVWireCoding::readStringOrNil(message.get(), &text), 0);
+    EXPECT_EQ(text, "GUID-1");
+    EXPECT_EQ(CVWireCoding::readStringOrNil(message.get(), &text), 0);
+    EXPECT_EQ(text, std::nullopt);
+    EXPECT_EQ(CVWireCoding::readStringOrNil(message.get(), &text), -EBADMSG);
+}
+
+TEST(TheKeyedDecoder, RefusesUnknownClassesKeysAndTypes) {
+    auto refusal = [](const std::function<void(plist_t)>& change) {
+        CVPlist dictionary = CVKeyedCoding::propertyListForRecord(*sampleFile("/a"));
+        change(dictionary.get());
+        std::string why;
+        EXPECT_EQ(CVKeyedCoding::recordFromPropertyList(dictionary.get(), &why), nullptr);
+        return why;
+    };
+    EXPECT_EQ(refusal([](plist_t d) { plist_dict_set_item(d, "$class", plist_new_string("X")); }),
+              "unknown class name \"X\"");
+    EXPECT_EQ(refusal([](plist_t d) { plist_dict_set_item(d, "color", plist_new_bool(1)); }),
+              "CVCLISerializedFile: no key \"color\"");
+    EXPECT_EQ(refusal([](plist_t d) { plist_dict_set_item(d, "filePath", plist_new_bool(1)); }),
+              "CVCLISerializedFile: key \"filePath\" expects string or nil, found boolean");
+}
+
+TEST(ADecodedChangeset, KeepsANilFileListsArrayAndIgnoresAdditions) {
+    CVCLISerializedChangeset changeset;
+    changeset.setFileLists(std::nullopt);
+    auto decoded = std::dynamic_pointer_cast<CVCLISerializedChangeset>(throughWire(changeset));
+    ASSERT_NE(decoded, nullptr);
+    EXPECT_EQ(decoded->fileLists(), std::nullopt);
+    decoded->addFileList(sampleFileList());
+    EXPECT_EQ(decoded->fileLists(), std::nullopt);
+}
+
+TEST(TheJSONRendering, NamesTheClassAndEveryKeyWithEscapedStringsAndBase64Data) {
+    CVCLISerializedFile file;
+    file.setFilePath("a\"b\\c\n\x01\xff\xc3\xa9");
+    file.setTemporary(true);
+    file.setURLBookmarkData(CVCLISerializedFile::Data{1, 2, 3, 4});
+    EXPECT_EQ(CVKeyedCoding::jsonForRecord(file),
+              "{\"$class\":\"CVCLISerializedFile\",\"filePath\":\"a\\\"b\\\\c\\n\\u0001\\ufffd"
+              "\xc3\xa9\",\"temporary\":true,\"deletedOnExit\":null,\"URLBookmarkData\":"
+              "\"AQIDBA==\"}");
+    CVCLISerializedFileList list;
+    list.addFile(std::make_shared<CVCLISerializedFile>(file));
+    list.setStatus(2);
+    EXPECT_EQ(CVKeyedCoding::jsonForRecord(list),
+              "{\"$class\":\"CVCLISerializedFileList\",\"files\":[" +
+                  CVKeyedCoding::jsonForRecord(file) +
+                  "],\"status\":2,\"relativePath\":null,\"label\":null}");
+}

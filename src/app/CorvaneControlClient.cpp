@@ -26,7 +26,7 @@ int call(const char* member, const std::function<int(sd_bus_message*)>& appendAr
     }
     sd_bus_message* message = nullptr;
     sd_bus_message* reply = nullptr;
-    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_error error{};
     int result = sd_bus_message_new_method_call(
         bus, &message, CVCorvaneContract::kApplicationBundleIdentifier,
         CorvaneNames::kControlObjectPath, CorvaneNames::kControlInterface, member);

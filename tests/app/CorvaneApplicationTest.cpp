@@ -93,7 +93,7 @@ protected:
         sd_bus* bus = bed_.bus().get();
         sd_bus_message* message = nullptr;
         sd_bus_message* reply = nullptr;
-        sd_bus_error error = SD_BUS_ERROR_NULL;
+        sd_bus_error error{};
         Answer answer;
         EXPECT_GE(sd_bus_message_new_method_call(
                       bus, &message, Contract::kDistributedObjectsConnectionName,

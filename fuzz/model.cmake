@@ -1,6 +1,6 @@
-cvdiff_fuzzer(CVBookmarkFuzzer
+cvdiff_fuzzer(bookmark_fuzzer
     SOURCES ${CMAKE_CURRENT_LIST_DIR}/CVBookmarkFuzzer.cpp
     LIBRARIES cv_platform)
-cvdiff_fuzzer(CVWireCodingFuzzer
+cvdiff_fuzzer(wire_coding_fuzzer
     SOURCES ${CMAKE_CURRENT_LIST_DIR}/CVWireCodingFuzzer.cpp
     LIBRARIES cv_model)

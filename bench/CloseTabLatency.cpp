@@ -81,6 +81,7 @@ int main(int argc, char** argv) {
         auto start = Clock::now();
         CVDistributedNotificationCenter::postNotification(
             bus, CVCorvaneContract::kCloseTabNotification, guids.back(), {});
+        sd_bus_flush(bus);
         int status = 0;
         waitpid(tool, &status, 0);
         latencies.push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count());

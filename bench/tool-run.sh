@@ -19,7 +19,14 @@ printf 'right\n' >"$work/right.txt"
 for _ in $(seq 100); do "$bundle/Corvane" --list >/dev/null 2>&1 && break; sleep 0.05; done
 cd "$work"
 
-"$here/compare.sh" "$rounds" \
-    "minimal sd-bus client" "$build/bench/minimal_document_client left.txt right.txt" \
-    "cvdiff left right" "$bundle/cvdiff left.txt right.txt </dev/null"
+client="$build/bench/minimal_document_client left.txt right.txt"
+tool="$bundle/cvdiff left.txt right.txt"
+if command -v hyperfine >/dev/null; then
+    # No shell in between: the figures are the processes' own.
+    hyperfine -N --warmup 20 --runs "$rounds" -n "minimal sd-bus client" "$client" \
+        -n "cvdiff left right" "$tool"
+else
+    "$here/compare.sh" "$rounds" "minimal sd-bus client" "$client" \
+        "cvdiff left right" "$tool </dev/null"
+fi
 "$build/bench/close_tab_latency" "$bundle/cvdiff" left.txt right.txt 50

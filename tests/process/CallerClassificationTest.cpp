@@ -37,11 +37,11 @@ std::string classificationOfHelperNamed(const std::string& name,
 }
 
 // This test program started again, at the end of the chain of programs given, to run
-// ACaller.ReportsItsClassification; returns what it reported.
+// the probe (kRunsAsProbe); returns what it reported.
 std::string probeUnder(const TemporaryFolder& folder, std::vector<std::string> chain,
                        std::vector<std::string> environment = {}) {
     std::string self = std::filesystem::read_symlink("/proc/self/exe").string();
-    chain.insert(chain.end(), {self, self, "--gtest_filter=ACaller.ReportsItsClassification"});
+    chain.insert(chain.end(), {self, self});
     std::string report = folder / "report";
     environment.push_back("CV_CALLER_PROBE_REPORT=" + report);
     TestProcess first(chain.front(), chain, environment);
@@ -91,11 +91,12 @@ TEST(APythonProcess, IsTheScriptItsShellStarted) {
     EXPECT_EQ(classificationOfHelperNamed("Python", {}), "none");
 }
 
-// Run only as the probe of the tests below: reports how it classifies its callers.
-TEST(ACaller, ReportsItsClassification) {
+// When the tests below start this program as their probe, it reports how it classifies its
+// callers and exits before any test runs.
+const bool kRunsAsProbe = [] {
     const char* report = getenv("CV_CALLER_PROBE_REPORT");
     if (report == nullptr) {
-        GTEST_SKIP() << "runs only when started by another test";
+        return false;
     }
     CVCLIInterpreter interpreter;
     auto parent = interpreter.significantParentProcess();
@@ -109,7 +110,8 @@ TEST(ACaller, ReportsItsClassification) {
                           << (interpreter.parentIsGitKraken() ? " gitkraken" : "")
                           << (interpreter.parentIsQuorvel() ? " quorvel" : "")
                           << (interpreter.parentCannotHandleStandardInput() ? " no-stdin" : "");
-}
+    _exit(0);
+}();
 
 TEST(ACaller, UnderAShellThatGitStartedIsGit) {
     TemporaryFolder folder;

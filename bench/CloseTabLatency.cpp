@@ -84,7 +84,8 @@ int main(int argc, char** argv) {
         sd_bus_flush(bus);
         int status = 0;
         waitpid(tool, &status, 0);
-        latencies.push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count());
+        latencies.push_back(
+            std::chrono::duration<double, std::milli>(Clock::now() - start).count());
         if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
             fprintf(stderr, "the tool ended with status %d\n", status);
             return 1;

@@ -12,6 +12,7 @@
 #include "link/cvdiff-util.h"
 #include "platform/CVBundle.h"
 #include "platform/CVException.h"
+#include "platform/CVPaths.h"
 #include "platform/CVPrint.h"
 #include "platform/CVProcessName.h"
 #include "platform/CVPropertyList.h"
@@ -39,24 +40,13 @@ bool shouldWaitForDebugger(const std::vector<std::string>& arguments) {
     if (!contains(arguments, "--wait-debugger")) {
         return false;
     }
-    for (const char* option : {"--short-version", "--debug-version", "--help", "-h", "--version", "-v"}) {
+    for (const char* option :
+         {"--short-version", "--debug-version", "--help", "-h", "--version", "-v"}) {
         if (contains(arguments, option)) {
             return false;
         }
     }
     return true;
-}
-
-std::string currentDirectoryPath() {
-    std::string path(4096, '\0');
-    while (getcwd(path.data(), path.size()) == nullptr) {
-        if (errno != ERANGE) {
-            return {};
-        }
-        path.resize(path.size() * 2);
-    }
-    path.resize(path.find('\0'));
-    return path;
 }
 
 }  // namespace
@@ -72,8 +62,8 @@ std::optional<std::string> CVCLIInterpreter::interpretArguments(
     files_.clear();
     unclaimedStandardInput_.reset();
 
-    parser_ = std::make_unique<CVCLIArgumentParser>(
-        arguments, std::set<std::string>{kNoStandardInputFlag});
+    parser_ = std::make_unique<CVCLIArgumentParser>(arguments,
+                                                    std::set<std::string>{kNoStandardInputFlag});
     parser_->setDelegate(this);
     programPath_ = parser_->programPath();
 
@@ -84,7 +74,7 @@ std::optional<std::string> CVCLIInterpreter::interpretArguments(
         sleep(kDebuggerWaitSeconds);
     }
 
-    workingDirectory_ = currentDirectoryPath();
+    workingDirectory_ = CVPaths::currentDirectory();
 
     bool parsed;
     std::optional<CVError> parseError;
@@ -143,7 +133,9 @@ void CVCLIInterpreter::removeTemporaryFiles() {
     }
 }
 
-std::string CVCLIInterpreter::usageString() const { return CVCLIUsage::usageString(); }
+std::string CVCLIInterpreter::usageString() const {
+    return CVCLIUsage::usageString();
+}
 
 std::string CVCLIInterpreter::onelineUsageString() const {
     return CVCLIUsage::onelineUsageString(CVProcessName());
@@ -155,14 +147,15 @@ std::string CVCLIInterpreter::shortUsageString() const {
 
 std::string CVCLIInterpreter::versionString() const {
     const CVBundle& bundle = toolBundle();
-    return CVCLIUsage::versionString(bundle.objectForInfoDictionaryKey("CFBundleShortVersionString"),
-                                     bundle.objectForInfoDictionaryKey("CFBundleVersion"));
+    return CVCLIUsage::versionString(
+        bundle.objectForInfoDictionaryKey("CFBundleShortVersionString"),
+        bundle.objectForInfoDictionaryKey("CFBundleVersion"));
 }
 
 std::string CVCLIInterpreter::debugVersionString() const {
     std::optional<std::string> applicationPath = locateCorvaneApplication(nullptr);
-    std::optional<std::string> infoPath =
-        pathByExtendingPathWithComponents(applicationPath, std::vector<std::string>{"Contents", "Info.plist"});
+    std::optional<std::string> infoPath = pathByExtendingPathWithComponents(
+        applicationPath, std::vector<std::string>{"Contents", "Info.plist"});
     CVPlist info;
     struct stat status {};
     if (infoPath && stat(infoPath->c_str(), &status) == 0) {

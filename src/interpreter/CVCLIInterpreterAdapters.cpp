@@ -1,26 +1,10 @@
 // The fixed calling conventions of Subversion, Bazaar and Perforce: the argument shapes are told
 // apart by their count alone and handed to the same callbacks the parser would call, with no
 // parser. None of the tool's own options are recognised in these shapes.
-#include <unistd.h>
-
-#include <cerrno>
-
 #include "interpreter/CVCLIInterpreter.h"
 #include "model/CVCLISerializedFileList.h"
 
 namespace {
-
-std::string currentDirectoryPath() {
-    std::string path(4096, '\0');
-    while (getcwd(path.data(), path.size()) == nullptr) {
-        if (errno != ERANGE) {
-            return {};
-        }
-        path.resize(path.size() * 2);
-    }
-    path.resize(path.find('\0'));
-    return path;
-}
 
 CVFileDictionary temporaryFile(const std::string& path) {
     return CVFileDictionary{path, true, std::nullopt};
@@ -28,6 +12,17 @@ CVFileDictionary temporaryFile(const std::string& path) {
 
 CVFileDictionary plainFile(const std::string& path) {
     return CVFileDictionary{path, std::nullopt, std::nullopt};
+}
+
+// A two-file comparison of these tools: an item of the partial changeset of the calling tool,
+// named by its path below the current directory.
+void sendTwoFileItem(CVCLIInterpreter& interpreter, const std::string& currentDirectory,
+                     const std::string& left, const std::string& right) {
+    std::optional<std::string> relativePath =
+        CVCLISerializedFileList::relativePathForCurrentDirectory(currentDirectory, {left, right});
+    interpreter.parser(nullptr, std::optional<std::string>{}, std::optional<std::string>{},
+                       relativePath, false,
+                       std::vector<CVFileDictionary>{plainFile(left), plainFile(right)});
 }
 
 }  // namespace
@@ -60,11 +55,7 @@ bool CVCLIInterpreter::parseBazaarArguments(const std::vector<std::string>& argu
     if (arguments.size() != 3) {
         return parser_->parseWithError(error);
     }
-    std::optional<std::string> relativePath =
-        CVCLISerializedFileList::relativePathForCurrentDirectory(currentDirectoryPath(),
-                                                                 {arguments[1], arguments[2]});
-    parser(nullptr, std::optional<std::string>{}, std::optional<std::string>{}, relativePath, false,
-           std::vector<CVFileDictionary>{plainFile(arguments[1]), plainFile(arguments[2])});
+    sendTwoFileItem(*this, workingDirectory_, arguments[1], arguments[2]);
     return true;
 }
 
@@ -81,10 +72,6 @@ bool CVCLIInterpreter::parsePerforceArguments(const std::vector<std::string>& ar
     if (count < 3) {
         return false;
     }
-    std::optional<std::string> relativePath =
-        CVCLISerializedFileList::relativePathForCurrentDirectory(currentDirectoryPath(),
-                                                                 {arguments[1], arguments[2]});
-    parser(nullptr, std::optional<std::string>{}, std::optional<std::string>{}, relativePath, false,
-           std::vector<CVFileDictionary>{plainFile(arguments[1]), plainFile(arguments[2])});
+    sendTwoFileItem(*this, workingDirectory_, arguments[1], arguments[2]);
     return true;
 }

@@ -70,11 +70,13 @@ std::optional<CVFileDictionary> CVCLIInterpreter::tempFileFromFileDescriptor(int
     return CVFileDictionary{.path = *path, .isTemporary = std::nullopt, .deleteOnExit = true};
 }
 
-std::optional<std::string> CVCLIInterpreter::readFileDescriptorPathIntoTempFile(int fileDescriptor) {
+std::optional<std::string> CVCLIInterpreter::readFileDescriptorPathIntoTempFile(
+    int fileDescriptor) {
     std::optional<CVError> folderError;
     std::optional<std::string> folder = CVMakeItemReplacementDirectory(&folderError);
     if (!folder) {
-        CVPrint(stderr, "Error creating temporary file: " + folderError->localizedDescription() + "\n");
+        CVPrint(stderr,
+                "Error creating temporary file: " + folderError->localizedDescription() + "\n");
         // The input is still read to its end, as the writer expects; there is nowhere to put it.
         drain(fileDescriptor);
         return std::nullopt;
@@ -85,8 +87,8 @@ std::optional<std::string> CVCLIInterpreter::readFileDescriptorPathIntoTempFile(
     std::string sidePath = *folder + "/.capture-XXXXXX";
     int output = mkostemp(sidePath.data(), O_CLOEXEC);
     if (output < 0) {
-        setInterpretError(CVError::withLocalizedDescription(
-            "Could not write \"" + path + "\": " + strerror(errno)));
+        setInterpretError(CVError::withLocalizedDescription("Could not write \"" + path +
+                                                            "\": " + strerror(errno)));
         drain(fileDescriptor);
         CVRemoveItemAndItsReplacementDirectory(path);
         return std::nullopt;
@@ -98,7 +100,8 @@ std::optional<std::string> CVCLIInterpreter::readFileDescriptorPathIntoTempFile(
         unlink(sidePath.c_str());
         CVRemoveItemAndItsReplacementDirectory(path);
         setInterpretError(CVError::withLocalizedDescription(
-            "Could not write \"" + path + "\": " + strerror(copy.writeError ? copy.writeError : closeError)));
+            "Could not write \"" + path +
+            "\": " + strerror(copy.writeError ? copy.writeError : closeError)));
         return std::nullopt;
     }
     if (copy.bytesCopied == 0) {
@@ -107,8 +110,8 @@ std::optional<std::string> CVCLIInterpreter::readFileDescriptorPathIntoTempFile(
         return std::nullopt;
     }
     if (rename(sidePath.c_str(), path.c_str()) != 0) {
-        setInterpretError(CVError::withLocalizedDescription(
-            "Could not write \"" + path + "\": " + strerror(errno)));
+        setInterpretError(CVError::withLocalizedDescription("Could not write \"" + path +
+                                                            "\": " + strerror(errno)));
         unlink(sidePath.c_str());
         CVRemoveItemAndItsReplacementDirectory(path);
         return std::nullopt;

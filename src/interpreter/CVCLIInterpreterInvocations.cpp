@@ -21,7 +21,8 @@ std::set<std::string> CVCLIInterpreter::supportedCapabilities() {
     return {"partial-changesets-v1", "changesets-v1", "merges-v1", "diffs-v1"};
 }
 
-std::shared_ptr<CVCLISerializedDiffInvocation> CVCLIInterpreter::createInvocationWithParentProcess() {
+std::shared_ptr<CVCLISerializedDiffInvocation>
+CVCLIInterpreter::createInvocationWithParentProcess() {
     auto invocation = std::make_shared<CVCLISerializedDiffInvocation>();
     if (std::shared_ptr<ZPProcessInformation> parent = significantParentProcess()) {
         invocation->setParentProcessName(parent->processName());
@@ -33,8 +34,9 @@ std::shared_ptr<CVCLISerializedDiffInvocation> CVCLIInterpreter::createInvocatio
 std::shared_ptr<CVCLISerializedFile> CVCLIInterpreter::serializedFileWithFile(
     const CVFileDictionary& file) {
     std::optional<CVError> error;
-    std::shared_ptr<CVCLISerializedFile> serialized = CVCLISerializedFile::serializedExpectedFileWithPath(
-        file.path, file.isTemporary, file.deleteOnExit, &error);
+    std::shared_ptr<CVCLISerializedFile> serialized =
+        CVCLISerializedFile::serializedExpectedFileWithPath(file.path, file.isTemporary,
+                                                            file.deleteOnExit, &error);
     if (!serialized) {
         interpretError_ = error;
     }
@@ -152,15 +154,16 @@ void CVCLIInterpreter::parser(
     partialChangeset->setUUID(
         CVChangesetCoordinator::identifierForUUID(didParsePartialChangesetCommandWithUUID));
     if (std::shared_ptr<ZPProcessInformation> parent = significantParentProcess()) {
-        partialChangeset->setUUIDForProcess(CVChangesetCoordinator::identifierForProcess(parent.get()));
+        partialChangeset->setUUIDForProcess(
+            CVChangesetCoordinator::identifierForProcess(parent.get()));
     }
     partialChangeset->setLabel(label);
 
     // The Subversion client names the item's folder only; the file's own name completes it.
     std::optional<std::string> itemPath = relativePath;
     if (parentIsQuorvel() && !files.empty()) {
-        itemPath = CVPaths::appendingPathComponent(
-            relativePath.value_or(""), CVPaths::lastPathComponent(files.back().path));
+        itemPath = CVPaths::appendingPathComponent(relativePath.value_or(""),
+                                                   CVPaths::lastPathComponent(files.back().path));
     }
     partialChangeset->setFileList(fileListWithFiles(files, std::nullopt, itemPath));
     invocation->setPartialChangeset(partialChangeset);
@@ -194,5 +197,6 @@ void CVCLIInterpreter::sendPartialChangesetInvocationWithSummary(const std::stri
         invocation->setChangesetSummary(changesetSummary);
         sendCoordinatedDocumentInvocation(invocation);
     }
-    CVDebugLog([&] { return changesetSummary ? changesetSummary->description() : std::string("(null)"); });
+    CVDebugLog(
+        [&] { return changesetSummary ? changesetSummary->description() : std::string("(null)"); });
 }

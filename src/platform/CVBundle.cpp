@@ -8,7 +8,8 @@ CVBundle::CVBundle(std::string bundlePath, CVPlist info)
     : bundlePath_(std::move(bundlePath)), info_(std::move(info)) {}
 
 CVBundle::CVBundle(const CVBundle& other)
-    : bundlePath_(other.bundlePath_), info_(other.info_ ? plist_copy(other.info_.get()) : nullptr) {}
+    : bundlePath_(other.bundlePath_),
+      info_(other.info_ ? plist_copy(other.info_.get()) : nullptr) {}
 
 CVBundle& CVBundle::operator=(const CVBundle& other) {
     if (this != &other) {
@@ -23,7 +24,8 @@ std::optional<CVBundle> CVBundle::bundleWithPath(const std::string& path) {
     if (path.empty() || stat(path.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
         return std::nullopt;
     }
-    CVPlist info = CVPropertyList::readFile(CVPaths::appendingPathComponent(path, "Contents/Info.plist"));
+    CVPlist info =
+        CVPropertyList::readFile(CVPaths::appendingPathComponent(path, "Contents/Info.plist"));
     if (info && plist_get_node_type(info.get()) != PLIST_DICT) {
         info.reset();
     }

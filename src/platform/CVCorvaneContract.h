@@ -17,7 +17,8 @@ inline constexpr const char* kProxyInterface = "com.corvane.Corvane.CVCLIProxyPr
 // Distributed notifications: broadcast signals of this interface, member = notification name,
 // signature "va{sv}" (the object as a coded string or nil, then the user info).
 inline constexpr const char* kNotificationObjectPath = "/com/corvane/Corvane";
-inline constexpr const char* kNotificationInterface = "com.corvane.Corvane.DistributedNotifications";
+inline constexpr const char* kNotificationInterface =
+    "com.corvane.Corvane.DistributedNotifications";
 inline constexpr const char* kCloseTabNotification = "CVCloseTabNotification";
 inline constexpr const char* kMergeFinishedByResolvingNotification =
     "CVMergeFinishedByResolvingNotification";

@@ -3,21 +3,11 @@
 #include <pwd.h>
 #include <unistd.h>
 
-#include <cstdlib>
+#include <cerrno>
+
+#include "platform/CVEnvironment.h"
 
 namespace CVPaths {
-
-namespace {
-
-std::optional<std::string> environmentValue(const char* name) {
-    const char* value = getenv(name);
-    if (value == nullptr || *value == '\0') {
-        return std::nullopt;
-    }
-    return std::string(value);
-}
-
-}  // namespace
 
 std::optional<std::string> homeDirectory() {
     passwd* entry = getpwuid(getuid());
@@ -28,21 +18,21 @@ std::optional<std::string> homeDirectory() {
 }
 
 std::string configHome() {
-    if (auto value = environmentValue("XDG_CONFIG_HOME")) {
+    if (auto value = CVEnvironmentValue("XDG_CONFIG_HOME")) {
         return *value;
     }
     return appendingPathComponent(homeDirectory().value_or("/"), ".config");
 }
 
 std::string dataHome() {
-    if (auto value = environmentValue("XDG_DATA_HOME")) {
+    if (auto value = CVEnvironmentValue("XDG_DATA_HOME")) {
         return *value;
     }
     return appendingPathComponent(homeDirectory().value_or("/"), ".local/share");
 }
 
 std::vector<std::string> dataDirectories() {
-    std::string list = environmentValue("XDG_DATA_DIRS").value_or("/usr/local/share:/usr/share");
+    std::string list = CVEnvironmentValue("XDG_DATA_DIRS").value_or("/usr/local/share:/usr/share");
     std::vector<std::string> folders;
     size_t start = 0;
     while (start <= list.size()) {
@@ -59,11 +49,23 @@ std::vector<std::string> dataDirectories() {
 }
 
 std::string temporaryDirectory() {
-    std::string folder = environmentValue("TMPDIR").value_or("/tmp/");
+    std::string folder = CVEnvironmentValue("TMPDIR").value_or("/tmp/");
     if (folder.back() != '/') {
         folder += '/';
     }
     return folder;
+}
+
+std::string currentDirectory() {
+    std::string path(4096, '\0');
+    while (getcwd(path.data(), path.size()) == nullptr) {
+        if (errno != ERANGE) {
+            return {};
+        }
+        path.resize(path.size() * 2);
+    }
+    path.resize(path.find('\0'));
+    return path;
 }
 
 std::string appendingPathComponent(const std::string& base, const std::string& component) {

@@ -19,6 +19,9 @@ std::vector<std::string> dataDirectories();
 // The temporary directory with a trailing slash: $TMPDIR, else /tmp/.
 std::string temporaryDirectory();
 
+// The current directory of this process; "" when it cannot be read.
+std::string currentDirectory();
+
 // Joins path components with exactly one separator between them.
 std::string appendingPathComponent(const std::string& base, const std::string& component);
 // The last component of a path ("" for "/").

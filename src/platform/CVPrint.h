@@ -15,7 +15,9 @@ void CVDebugLog(std::string_view message);
 
 // The same, building the message only when it will be written.
 template <typename MakeMessage>
-    requires requires(MakeMessage make) { make(); }
+requires requires(MakeMessage make) {
+    make();
+}
 void CVDebugLog(MakeMessage&& makeMessage) {
     if (CVDebugLoggingEnabled()) {
         CVDebugLog(std::string_view(makeMessage()));

@@ -1,5 +1,7 @@
 #include "platform/CVPropertyList.h"
 
+#include "platform/CVReadFile.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -22,32 +24,6 @@ void makeParentFolders(const std::string& path) {
     }
 }
 
-bool readWholeFile(const std::string& path, std::string& bytes, int& errorCode) {
-    int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) {
-        errorCode = errno;
-        return false;
-    }
-    char buffer[16384];
-    for (;;) {
-        ssize_t count = read(descriptor, buffer, sizeof buffer);
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        if (count < 0) {
-            errorCode = errno;
-            close(descriptor);
-            return false;
-        }
-        if (count == 0) {
-            break;
-        }
-        bytes.append(buffer, static_cast<size_t>(count));
-    }
-    close(descriptor);
-    return true;
-}
-
 }  // namespace
 
 namespace CVPropertyList {
@@ -62,13 +38,13 @@ CVPlist fromData(std::string_view bytes) {
 }
 
 CVPlist readFile(const std::string& path, std::optional<CVError>* error) {
-    std::string bytes;
     int code = 0;
-    if (!readWholeFile(path, bytes, code)) {
+    std::optional<std::string> bytes = CVReadWholeFile(path, &code);
+    if (!bytes) {
         CVSetError(error, errnoError("Could not read", path, code));
         return nullptr;
     }
-    CVPlist root = fromData(bytes);
+    CVPlist root = fromData(*bytes);
     if (!root) {
         CVSetError(error, CVError::withLocalizedDescription("The file \"" + path +
                                                             "\" is not a property list."));
@@ -93,7 +69,8 @@ bool writeFileAtomically(const std::string& path, plist_t root, Format format,
                          std::optional<CVError>* error) {
     std::string bytes = toData(root, format);
     if (bytes.empty()) {
-        CVSetError(error, CVError::withLocalizedDescription("Could not serialise a property list."));
+        CVSetError(error,
+                   CVError::withLocalizedDescription("Could not serialise a property list."));
         return false;
     }
     makeParentFolders(path);

@@ -1,23 +1,12 @@
 #include "platform/CVSessionBus.h"
 
-#include <cstdlib>
+#include "platform/CVEnvironment.h"
 
 namespace CVSessionBus {
 
-namespace {
-
-std::optional<std::string> environmentValue(const char* name) {
-    const char* value = getenv(name);
-    if (value == nullptr || *value == '\0') {
-        return std::nullopt;
-    }
-    return std::string(value);
-}
-
-}  // namespace
-
-std::optional<std::string> addressFromEnvironment(const std::optional<std::string>& busAddress,
-                                                  const std::optional<std::string>& runtimeDirectory) {
+std::optional<std::string> addressFromEnvironment(
+    const std::optional<std::string>& busAddress,
+    const std::optional<std::string>& runtimeDirectory) {
     if (busAddress && !busAddress->empty()) {
         return busAddress;
     }
@@ -28,8 +17,8 @@ std::optional<std::string> addressFromEnvironment(const std::optional<std::strin
 }
 
 std::optional<std::string> address() {
-    return addressFromEnvironment(environmentValue("DBUS_SESSION_BUS_ADDRESS"),
-                                  environmentValue("XDG_RUNTIME_DIR"));
+    return addressFromEnvironment(CVEnvironmentValue("DBUS_SESSION_BUS_ADDRESS"),
+                                  CVEnvironmentValue("XDG_RUNTIME_DIR"));
 }
 
 std::optional<std::string> socketPathOfAddress(const std::string& address) {

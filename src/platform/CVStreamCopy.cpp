@@ -33,7 +33,8 @@ bool writeAll(int output, const char* bytes, size_t length, CVStreamCopyResult& 
 // Zero-copy move of a pipe's pages into the file.
 Outcome spliceFromPipe(int input, int output, CVStreamCopyResult& result) {
     for (;;) {
-        ssize_t count = splice(input, nullptr, output, nullptr, kChunk, SPLICE_F_MOVE | SPLICE_F_MORE);
+        ssize_t count =
+            splice(input, nullptr, output, nullptr, kChunk, SPLICE_F_MOVE | SPLICE_F_MORE);
         if (count > 0) {
             result.bytesCopied += static_cast<uint64_t>(count);
             continue;

@@ -11,9 +11,9 @@
 std::optional<std::string> CVMakeItemReplacementDirectory(std::optional<CVError>* error) {
     std::string pattern = CVPaths::temporaryDirectory() + "cvdiff-XXXXXX";
     if (mkdtemp(pattern.data()) == nullptr) {
-        CVSetError(error, CVError::withLocalizedDescription(
-                              "Could not create a folder in \"" + CVPaths::temporaryDirectory() +
-                              "\": " + strerror(errno)));
+        CVSetError(error, CVError::withLocalizedDescription("Could not create a folder in \"" +
+                                                            CVPaths::temporaryDirectory() +
+                                                            "\": " + strerror(errno)));
         return std::nullopt;
     }
     return pattern;

@@ -135,7 +135,9 @@ bool CVUserDefaults::setData(const std::vector<uint8_t>& value, const std::strin
     return store(key, plist_new_data(reinterpret_cast<const char*>(value.data()), value.size()));
 }
 
-bool CVUserDefaults::removeObjectForKey(const std::string& key) { return store(key, nullptr); }
+bool CVUserDefaults::removeObjectForKey(const std::string& key) {
+    return store(key, nullptr);
+}
 
 bool CVUserDefaults::removeDomain() {
     std::lock_guard lock(mutex_);

@@ -1,5 +1,7 @@
 #include "process/ZPProcessInformation.h"
 
+#include "platform/CVReadFile.h"
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -12,32 +14,6 @@
 #include "platform/CVUTF8.h"
 
 namespace {
-
-// The whole file, or nothing when it cannot be opened or read.
-std::optional<std::string> readProcFile(const std::string& path) {
-    int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) {
-        return std::nullopt;
-    }
-    std::string contents;
-    char buffer[16384];
-    for (;;) {
-        ssize_t count = read(descriptor, buffer, sizeof buffer);
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        if (count < 0) {
-            close(descriptor);
-            return std::nullopt;
-        }
-        if (count == 0) {
-            break;
-        }
-        contents.append(buffer, static_cast<size_t>(count));
-    }
-    close(descriptor);
-    return contents;
-}
 
 // /proc/PID/stat in one read: the kernel writes the whole line at once, and it is far shorter
 // than the buffer (52 numbers and a name of at most 15 bytes).
@@ -105,7 +81,7 @@ std::vector<std::string> splitAtNul(std::string_view block) {
 // The boot time in seconds since 1970, read once: it is the same for every process.
 std::optional<int64_t> bootTime() {
     static const std::optional<int64_t> time = []() -> std::optional<int64_t> {
-        auto stat = readProcFile("/proc/stat");
+        auto stat = CVReadWholeFile("/proc/stat");
         if (!stat) {
             return std::nullopt;
         }
@@ -309,7 +285,7 @@ std::shared_ptr<ZPProcessInformation> ZPProcessInformation::parentProcessInforma
 void ZPProcessInformation::loadArguments() {
     // Marked first so that a failed read is not retried.
     didLoadArguments_ = true;
-    auto block = readProcFile(procPath(processIdentifier_, "cmdline"));
+    auto block = CVReadWholeFile(procPath(processIdentifier_, "cmdline"));
     if (!block) {
         return;
     }
@@ -318,7 +294,7 @@ void ZPProcessInformation::loadArguments() {
 
 void ZPProcessInformation::loadEnvironment() {
     didLoadEnvironment_ = true;
-    auto block = readProcFile(procPath(processIdentifier_, "environ"));
+    auto block = CVReadWholeFile(procPath(processIdentifier_, "environ"));
     if (!block) {
         return;
     }

@@ -39,7 +39,8 @@ int readDefault(CVUserDefaults& defaults, const std::string& domain,
         return 0;
     }
     if (!defaults.hasObjectForKey(*key)) {
-        CVPrint(stderr, "The domain/default pair of (" + domain + ", " + *key + ") does not exist\n");
+        CVPrint(stderr,
+                "The domain/default pair of (" + domain + ", " + *key + ") does not exist\n");
         return 1;
     }
     if (auto text = defaults.stringForKey(*key)) {
@@ -141,7 +142,8 @@ int main(int argc, char** argv) {
             return defaults.removeDomain() ? 0 : 1;
         }
         if (!defaults.hasObjectForKey(*key)) {
-            CVPrint(stderr, "The domain/default pair of (" + domain + ", " + *key + ") does not exist\n");
+            CVPrint(stderr,
+                    "The domain/default pair of (" + domain + ", " + *key + ") does not exist\n");
             return 1;
         }
         return defaults.removeObjectForKey(*key) ? 0 : 1;

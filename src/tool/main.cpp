@@ -61,8 +61,8 @@ int main(int argc, char** argv) {
             exception.name() == CVException::kInvalidSendPortException) {
             CVPrint(stderr, "cvdiff has encountered an error communicating with Corvane. Exiting.");
         } else {
-            CVPrint(stderr, "cvdiff has encountered an error. Exiting. (" +
-                                exception.description() + ")");
+            CVPrint(stderr,
+                    "cvdiff has encountered an error. Exiting. (" + exception.description() + ")");
         }
     } catch (const std::exception& exception) {
         CVPrint(stderr, std::string("cvdiff has encountered an error. Exiting. (") +

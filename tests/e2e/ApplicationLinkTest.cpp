@@ -7,11 +7,11 @@
 
 #include <chrono>
 #include <filesystem>
-#include <regex>
 #include <string>
 #include <vector>
 
 #include "CVTestBed.h"
+#include "RegexMatches.h"
 #include "TemporaryFolder.h"
 
 namespace {
@@ -21,16 +21,6 @@ using namespace std::chrono_literals;
 const std::string kShortUsage =
     "usage: cvdiff [--version] [--wait] [--label <label>] FILE [opt] [FILE [opt]...]\n"
     "try cvdiff --help for more information.\n";
-
-std::vector<std::string> matches(const std::string& text, const std::string& pattern) {
-    std::vector<std::string> found;
-    std::regex expression(pattern);
-    for (auto it = std::sregex_iterator(text.begin(), text.end(), expression);
-         it != std::sregex_iterator(); ++it) {
-        found.push_back((*it)[1].str());
-    }
-    return found;
-}
 
 class TheToolWithTheApplication : public ::testing::Test {
 protected:
@@ -51,7 +41,7 @@ protected:
     }
 
     std::vector<std::string> documentGUIDs() {
-        return matches(bed.listDocuments().standardOutput, "\"GUID\":\"([^\"]+)\"");
+        return regexMatches(bed.listDocuments().standardOutput, "\"GUID\":\"([^\"]+)\"");
     }
 
     // The GUIDs the application answered, oldest first, from its journal.
@@ -60,7 +50,7 @@ protected:
         for (const std::string& line : bed.journalLines()) {
             journal += line + "\n";
         }
-        return matches(journal, "\"reply\":\"([^\"]+)\"");
+        return regexMatches(journal, "\"reply\":\"([^\"]+)\"");
     }
 
     // Waits until the application has opened `count` documents and answers the newest's GUID.
@@ -120,8 +110,8 @@ TEST_F(TheToolWithTheApplication, ReusesTheRunningApplicationAndRemembersIt) {
     }
     EXPECT_EQ(bed.applicationProcessID(), running);
     EXPECT_EQ(documentGUIDs().size(), 2u);
-    CVCommandResult remembered = bed.run(
-        {CVDIFF_BINARY_DIR "/src/tool/defaults", "read", "com.corvane.Corvane.cvdiff", "LastKnownCVPID"});
+    CVCommandResult remembered = bed.run({CVDIFF_BINARY_DIR "/src/tool/defaults", "read",
+                                          "com.corvane.Corvane.cvdiff", "LastKnownCVPID"});
     EXPECT_EQ(remembered.standardOutput, std::to_string(*running) + "\n");
 }
 
@@ -226,9 +216,11 @@ TEST_F(TheToolWithTheApplication, ShowsTheApplicationInItsDebugVersion) {
               "cvdiff version: 6.4 (9077)\n"
               "Bundle identifier: com.corvane.Corvane.cvdiff\n"
               "Corvane version: 6.4 (9077)\n"
-              "Corvane at: '" + bed.bundlePath() + "'\n"
-              "To enable debug logging do this in Terminal:\n"
-              "defaults write com.corvane.Corvane.cvdiff debug-logging -bool YES\n");
+              "Corvane at: '" +
+                  bed.bundlePath() +
+                  "'\n"
+                  "To enable debug logging do this in Terminal:\n"
+                  "defaults write com.corvane.Corvane.cvdiff debug-logging -bool YES\n");
 
     removeDesktopEntry();
     CVCommandResult missing = bed.runTool({"--debug-version"});
@@ -244,11 +236,12 @@ TEST_F(TheToolWithTheApplication, ShowsTheApplicationInItsDebugVersion) {
 TEST_F(TheToolWithTheApplication, SendsAPrivateCopyOfStandardInputAndRemovesItAfterTheWait) {
     auto waiting = bed.startTool({"-w", "-", right}, {.standardInput = "piped\n"});
     waitForDocuments(1);
-    std::vector<std::string> copies =
-        matches(bed.listDocuments().standardOutput, "\"(/[^\"]*/cvdiff-[0-9a-f]{4}\\.stdin)\"");
+    std::vector<std::string> copies = regexMatches(bed.listDocuments().standardOutput,
+                                                   "\"(/[^\"]*/cvdiff-[0-9a-f]{4}\\.stdin)\"");
     ASSERT_EQ(copies.size(), 1u) << bed.listDocuments().standardOutput;
     EXPECT_EQ(readFile(copies[0]), "piped\n");
-    struct stat file {}, folder {};
+    struct stat file {
+    }, folder{};
     ASSERT_EQ(stat(copies[0].c_str(), &file), 0);
     ASSERT_EQ(stat(std::filesystem::path(copies[0]).parent_path().c_str(), &folder), 0);
     EXPECT_EQ(file.st_mode & 0777, 0600u);
@@ -260,10 +253,12 @@ TEST_F(TheToolWithTheApplication, SendsAPrivateCopyOfStandardInputAndRemovesItAf
 }
 
 TEST_F(TheToolWithTheApplication, CapturesProcessSubstitutionOperands) {
-    CVCommandResult result = bed.run(
-        {"bash", "-c", "\"$0\" <(echo one) <(echo two)", bed.toolPath()});
+    CVCommandResult result =
+        bed.run({"bash", "-c", "\"$0\" <(echo one) <(echo two)", bed.toolPath()});
     EXPECT_EQ(result.status, 0) << result.standardError;
-    EXPECT_EQ(matches(bed.listDocuments().standardOutput, "(cvdiff-[0-9a-f]{4}\\.stdin)").size(), 2u);
+    EXPECT_EQ(
+        regexMatches(bed.listDocuments().standardOutput, "(cvdiff-[0-9a-f]{4}\\.stdin)").size(),
+        2u);
     EXPECT_EQ(folderEntries(bed.temporaryDirectory()), std::vector<std::string>{});
 }
 
@@ -279,7 +274,7 @@ TEST_F(TheToolWithTheApplication, PairsTwoFoldersIntoAChangeset) {
     CVCommandResult result = bed.runTool({"--changeset", "--filelist", leftFolder, rightFolder});
     EXPECT_EQ(result.status, 0) << result.standardError;
     std::string listing = bed.listDocuments().standardOutput;
-    EXPECT_EQ(matches(listing, "\"relativePath\":\"([^\"]+)\""),
+    EXPECT_EQ(regexMatches(listing, "\"relativePath\":\"([^\"]+)\""),
               (std::vector<std::string>{"a.txt", "c.txt", "sub/b.txt"}))
         << listing;
 }

@@ -5,26 +5,16 @@
 
 #include <chrono>
 #include <filesystem>
-#include <regex>
 #include <string>
 #include <vector>
 
 #include "CVTestBed.h"
+#include "RegexMatches.h"
 #include "TemporaryFolder.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-
-std::vector<std::string> matches(const std::string& text, const std::string& pattern) {
-    std::vector<std::string> found;
-    std::regex expression(pattern);
-    for (auto it = std::sregex_iterator(text.begin(), text.end(), expression);
-         it != std::sregex_iterator(); ++it) {
-        found.push_back((*it)[1].str());
-    }
-    return found;
-}
 
 class ARealCaller : public ::testing::Test {
 protected:
@@ -59,17 +49,19 @@ protected:
 };
 
 TEST_F(ARealCaller, GitDifftoolSendsOneChangesetWithItsSummary) {
-    shell("git init -q . && printf 'a\\n' > a.txt && printf 'b\\n' > b.txt && git add . && "
-          "git commit -qm first && printf 'A\\n' > a.txt && printf 'B\\n' > b.txt");
+    shell(
+        "git init -q . && printf 'a\\n' > a.txt && printf 'b\\n' > b.txt && git add . && "
+        "git commit -qm first && printf 'A\\n' > a.txt && printf 'B\\n' > b.txt");
     shell("git -c difftool.cv.cmd='\"" + bed.toolPath() +
           "\" --partial-changeset \"$LOCAL\" \"$REMOTE\"' difftool -y -t cv");
 
     std::string documents = listing();
-    EXPECT_EQ(matches(documents, "\"GUID\":\"([^\"]+)\"").size(), 1u) << documents;
+    EXPECT_EQ(regexMatches(documents, "\"GUID\":\"([^\"]+)\"").size(), 1u) << documents;
     std::string calls = journal();
     // Both items and the summary name git as the caller: "git diff", the nearest git ancestor.
-    EXPECT_EQ(matches(calls, "\"parentProcessName\":\"(git)\"\\},\"reply\"").size(), 3u) << calls;
-    EXPECT_EQ(matches(calls, "\"(CVCLISerializedChangesetSummary)\"").size(), 1u) << calls;
+    EXPECT_EQ(regexMatches(calls, "\"parentProcessName\":\"(git)\"\\},\"reply\"").size(), 3u)
+        << calls;
+    EXPECT_EQ(regexMatches(calls, "\"(CVCLISerializedChangesetSummary)\"").size(), 1u) << calls;
 }
 
 TEST_F(ARealCaller, SubversionDiffSendsAnItemNamedAfterTheWorkingCopyPath) {
@@ -80,29 +72,34 @@ TEST_F(ARealCaller, SubversionDiffSendsAnItemNamedAfterTheWorkingCopyPath) {
     shell("svn diff --diff-cmd '" + bed.toolPath() + "' file.txt");
 
     std::string calls = journal();
-    EXPECT_EQ(matches(calls, "\"parentProcessName\":\"(svn)\"\\},\"reply\"").size(), 1u) << calls;
-    EXPECT_EQ(matches(calls, "\"(CVCLISerializedPartialChangeset)\"").size(), 1u) << calls;
-    EXPECT_EQ(matches(listing(), "\"relativePath\":\"(file.txt)\"").size(), 1u) << listing();
+    EXPECT_EQ(regexMatches(calls, "\"parentProcessName\":\"(svn)\"\\},\"reply\"").size(), 1u)
+        << calls;
+    EXPECT_EQ(regexMatches(calls, "\"(CVCLISerializedPartialChangeset)\"").size(), 1u) << calls;
+    EXPECT_EQ(regexMatches(listing(), "\"relativePath\":\"(file.txt)\"").size(), 1u) << listing();
 }
 
 TEST_F(ARealCaller, MercurialExtdiffIsRecognisedAsTheCaller) {
-    shell("hg init . && printf 'one\\n' > f.txt && hg add -q f.txt && "
-          "hg commit -q -u test -m first && printf 'two\\n' > f.txt");
+    shell(
+        "hg init . && printf 'one\\n' > f.txt && hg add -q f.txt && "
+        "hg commit -q -u test -m first && printf 'two\\n' > f.txt");
     // extdiff's own status says whether there were differences.
     bed.run({"hg", "--config", "extensions.extdiff=", "extdiff", "-p", bed.toolPath(), "f.txt"},
             {.workingDirectory = repository, .deadline = 60s});
-    EXPECT_EQ(matches(journal(), "\"parentProcessName\":\"(hg)\"\\},\"reply\"").size(), 1u) << journal();
+    EXPECT_EQ(regexMatches(journal(), "\"parentProcessName\":\"(hg)\"\\},\"reply\"").size(), 1u)
+        << journal();
 }
 
 TEST_F(ARealCaller, BreezyDiffIsRecognisedAsTheCaller) {
-    shell("brz init -q . && printf 'one\\n' > f.txt && brz add -q f.txt && "
-          "brz commit -q -m first && printf 'two\\n' > f.txt");
+    shell(
+        "brz init -q . && printf 'one\\n' > f.txt && brz add -q f.txt && "
+        "brz commit -q -m first && printf 'two\\n' > f.txt");
     // brz diff exits 1 when there are differences.
     bed.run({"brz", "diff", "--using", bed.toolPath(), "f.txt"},
             {.workingDirectory = repository, .deadline = 60s});
     std::string calls = journal();
-    EXPECT_EQ(matches(calls, "\"parentProcessName\":\"(brz)\"\\},\"reply\"").size(), 1u) << calls;
-    EXPECT_EQ(matches(calls, "\"(CVCLISerializedPartialChangeset)\"").size(), 1u) << calls;
+    EXPECT_EQ(regexMatches(calls, "\"parentProcessName\":\"(brz)\"\\},\"reply\"").size(), 1u)
+        << calls;
+    EXPECT_EQ(regexMatches(calls, "\"(CVCLISerializedPartialChangeset)\"").size(), 1u) << calls;
 }
 
 }  // namespace

@@ -49,9 +49,11 @@ TEST_F(ATool, PrintsTheWholeUsageTextForHelp) {
 }
 
 TEST_F(ATool, ReportsAGrammarErrorThroughTheShortUsageAlone) {
-    for (const std::vector<std::string>& arguments :
-         {std::vector<std::string>{"--version", "x"}, {"--merge", "a", "b"}, {"-w", "-W", "a"},
-          {"--label"}, {}}) {
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--version", "x"},
+                                                      {"--merge", "a", "b"},
+                                                      {"-w", "-W", "a"},
+                                                      {"--label"},
+                                                      {}}) {
         CVCommandResult result = run(arguments);
         EXPECT_EQ(result.status, 1);
         EXPECT_EQ(result.standardOutput, "");

@@ -1,0 +1,37 @@
+#include "platform/CVReadFile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+std::optional<std::string> CVReadWholeFile(const std::string& path, int* errorCode) {
+    int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) {
+        if (errorCode != nullptr) {
+            *errorCode = errno;
+        }
+        return std::nullopt;
+    }
+    std::string contents;
+    char buffer[16384];
+    for (;;) {
+        ssize_t count = read(descriptor, buffer, sizeof buffer);
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count < 0) {
+            if (errorCode != nullptr) {
+                *errorCode = errno;
+            }
+            close(descriptor);
+            return std::nullopt;
+        }
+        if (count == 0) {
+            break;
+        }
+        contents.append(buffer, static_cast<size_t>(count));
+    }
+    close(descriptor);
+    return contents;
+}

@@ -1,0 +1,8 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+// The whole content of a file, read to its end; nothing (and errno's value in errorCode, when
+// given) when it cannot be opened or read.
+std::optional<std::string> CVReadWholeFile(const std::string& path, int* errorCode = nullptr);

@@ -161,7 +161,7 @@ void CVCLIInterpreter::parser(
 
     // The Subversion client names the item's folder only; the file's own name completes it.
     std::optional<std::string> itemPath = relativePath;
-    if (parentIsQuorvel() && !files.empty()) {
+    if (relativePath && parentIsQuorvel() && !files.empty()) {
         itemPath = CVPaths::appendingPathComponent(relativePath.value_or(""),
                                                    CVPaths::lastPathComponent(files.back().path));
     }

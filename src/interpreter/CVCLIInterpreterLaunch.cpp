@@ -6,6 +6,7 @@
 #include "link/CVDistributedNotificationWaiter.h"
 #include "link/cvdiff-util.h"
 #include "platform/CVCorvaneContract.h"
+#include "platform/CVSessionBus.h"
 #include "platform/CVPrint.h"
 #include "platform/CVRunningApplication.h"
 #include "platform/CVWorkspace.h"
@@ -54,6 +55,11 @@ bool CVCLIInterpreter::launchCorvaneIfNecessary() {
     }
     if (isRunning || isCorvaneRunningAtPath(*path)) {
         return true;
+    }
+    if (CVSessionBus::shared() == nullptr) {
+        // Without a bus the application could neither announce its launch nor be reached.
+        setInterpretError(errorWithLocalizedDescription("Could not connect to Corvane."));
+        return false;
     }
 
     // Registered before the launch, so that an application quicker than us is still heard.

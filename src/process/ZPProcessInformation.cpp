@@ -240,6 +240,11 @@ void ZPProcessInformation::getInfo() {
         std::string_view field =
             fields.substr(position, end == std::string_view::npos ? end : end - position);
         ++index;
+        if (index == 0 && (field == "Z" || field == "X")) {
+            // A zombie has ended; only its parent has yet to collect its status. It counts as
+            // gone, so that a wait for an application that quit ends at the next poll.
+            return;
+        }
         if (index == kParentIndex) {
             int64_t value = 0;
             if (std::from_chars(field.data(), field.data() + field.size(), value).ec !=

@@ -191,6 +191,15 @@ TEST_F(TheToolWithTheApplication, SendsNothingWhenAnOperandIsMissing) {
     EXPECT_FALSE(bed.isApplicationRunning());
 }
 
+TEST_F(TheToolWithTheApplication, FailsAtOnceWithoutASessionBus) {
+    bed.setEnvironment("DBUS_SESSION_BUS_ADDRESS", std::nullopt);
+    bed.setEnvironment("XDG_RUNTIME_DIR", std::nullopt);
+    CVCommandResult result = bed.runTool({"-w", left, right}, {.deadline = 10s});
+    EXPECT_FALSE(result.timedOut);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.standardError, "Could not connect to Corvane.\n" + kShortUsage);
+}
+
 TEST_F(TheToolWithTheApplication, SaysSoWhenNoApplicationIsInstalled) {
     removeDesktopEntry();
     CVCommandResult result = bed.runTool({left, right});

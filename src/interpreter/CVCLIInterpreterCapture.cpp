@@ -3,7 +3,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <charconv>
 #include <cstring>
+#include <string_view>
 
 #include "interpreter/CVCLIInterpreter.h"
 #include "platform/CVPrint.h"
@@ -21,6 +23,29 @@ std::string captureFileName(uint32_t random) {
     char name[32];
     snprintf(name, sizeof name, "cvdiff-%02x%02x.stdin", random & 0xFF, (random >> 8) & 0xFF);
     return name;
+}
+
+// The tool's own descriptor that the path names, duplicated: reading it continues where the
+// descriptor stands (a second "/dev/stdin" finds the end of what the first one read), and a
+// descriptor open for writing only fails at once instead of reopening the other end of its pipe.
+// A name that is not a number is opened as a path.
+int openFileDescriptorPath(const std::string& path) {
+    static constexpr std::string_view kFolder = "/dev/fd/";
+    if (path != "/dev/stdin" && !path.starts_with(kFolder)) {
+        return open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    }
+    std::string_view number = path == "/dev/stdin" ? std::string_view("0")
+                                                   : std::string_view(path).substr(kFolder.size());
+    int descriptor = -1;
+    auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), descriptor);
+    if (error != std::errc() || end != number.data() + number.size() || descriptor < 0) {
+        return open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    }
+    int flags = fcntl(descriptor, F_GETFL);
+    if (flags < 0 || (flags & O_ACCMODE) == O_WRONLY) {
+        return -1;
+    }
+    return fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
 }
 
 void drain(int fileDescriptor) {
@@ -52,7 +77,7 @@ std::vector<CVFileDictionary> CVCLIInterpreter::readFileDescriptorPathsIntoTempF
 std::optional<CVFileDictionary> CVCLIInterpreter::tempFileFromFileDescriptorPath(
     const std::string& path) {
     CVDebugLog([&] { return "Reading from file descriptor path " + path; });
-    int fileDescriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    int fileDescriptor = openFileDescriptorPath(path);
     if (fileDescriptor < 0) {
         // Nothing can be read, so nothing would be written.
         return std::nullopt;
@@ -104,7 +129,8 @@ std::optional<std::string> CVCLIInterpreter::readFileDescriptorPathIntoTempFile(
             "\": " + strerror(copy.writeError ? copy.writeError : closeError)));
         return std::nullopt;
     }
-    if (copy.bytesCopied == 0) {
+    if (copy.bytesCopied == 0 || copy.readError != 0) {
+        // Nothing, or not all of it, could be read: no copy rather than a partial one.
         unlink(sidePath.c_str());
         CVRemoveItemAndItsReplacementDirectory(path);
         return std::nullopt;

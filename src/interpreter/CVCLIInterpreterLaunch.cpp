@@ -6,9 +6,9 @@
 #include "link/CVDistributedNotificationWaiter.h"
 #include "link/cvdiff-util.h"
 #include "platform/CVCorvaneContract.h"
-#include "platform/CVSessionBus.h"
 #include "platform/CVPrint.h"
 #include "platform/CVRunningApplication.h"
+#include "platform/CVSessionBus.h"
 #include "platform/CVWorkspace.h"
 
 namespace {

@@ -1,5 +1,8 @@
 #include "model/CVCLISerializedFileList.h"
 
+#include <cstdlib>
+#include <memory>
+
 #include <limits.h>
 #include <unistd.h>
 
@@ -35,17 +38,10 @@ struct PairingSide {
                   [](const CVFolderEntry& left, const CVFolderEntry& right) {
                       return left.relativePath < right.relativePath;
                   });
-        std::string absolute = folder;
-        if (!absolute.starts_with("/")) {
-            char buffer[PATH_MAX];
-            if (getcwd(buffer, sizeof buffer) == nullptr) {
-                return;
-            }
-            absolute = CVPaths::appendingPathComponent(buffer, absolute);
-        }
-        // A bookmark resolves ".." through links; only a plain absolute folder can be joined.
-        if (absolute.find("/..") == std::string::npos) {
-            absoluteFolder = CVPaths::standardizingPath(absolute);
+        // Files are named by the real path of their folder, as their bookmarks resolve them.
+        std::unique_ptr<char, decltype(&free)> real(realpath(folder.c_str(), nullptr), &free);
+        if (real) {
+            absoluteFolder = real.get();
         }
     }
 

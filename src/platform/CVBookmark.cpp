@@ -76,11 +76,6 @@ std::optional<std::string> absolutePath(const std::string& path) {
     return CVPaths::appendingPathComponent(buffer, path);
 }
 
-bool hasParentComponent(const std::string& path) {
-    return path == ".." || path.starts_with("../") || path.find("/../") != std::string::npos ||
-           path.ends_with("/..");
-}
-
 struct FileDescriptor {
     int fd = -1;
     ~FileDescriptor() {
@@ -223,18 +218,15 @@ std::optional<std::vector<uint8_t>> create(const std::string& path, unsigned opt
     }
     Contents contents;
     contents.securityScoped = (options & withSecurityScope) != 0;
-    if (S_ISLNK(status.st_mode) || hasParentComponent(*absolute)) {
-        // The bookmark is of the file the link leads to, as the path is resolved.
-        std::unique_ptr<char, decltype(&free)> real(realpath(absolute->c_str(), nullptr), &free);
-        if (!real || stat(real.get(), &status) != 0) {
-            CVSetError(error, bookmarkError("Cannot make a bookmark of \"" + path +
-                                            "\": " + strerror(errno)));
-            return std::nullopt;
-        }
-        contents.path = real.get();
-    } else {
-        contents.path = CVPaths::standardizingPath(*absolute);
+    // The bookmark is of the file itself, wherever links in its path lead: the same file named
+    // through a linked folder resolves to the same path.
+    std::unique_ptr<char, decltype(&free)> real(realpath(absolute->c_str(), nullptr), &free);
+    if (!real || stat(real.get(), &status) != 0) {
+        CVSetError(error,
+                   bookmarkError("Cannot make a bookmark of \"" + path + "\": " + strerror(errno)));
+        return std::nullopt;
     }
+    contents.path = real.get();
     contents.device = status.st_dev;
     contents.inode = status.st_ino;
 

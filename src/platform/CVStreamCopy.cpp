@@ -1,6 +1,7 @@
 #include "platform/CVStreamCopy.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,6 +13,13 @@ namespace {
 constexpr size_t kChunk = 1 << 20;
 
 enum class Outcome { done, unsupported };
+
+// A non-blocking input that has nothing yet: wait for it instead of spinning.
+void waitUntilReadable(int input) {
+    pollfd entry{.fd = input, .events = POLLIN, .revents = 0};
+    while (poll(&entry, 1, -1) < 0 && errno == EINTR) {
+    }
+}
 
 bool writeAll(int output, const char* bytes, size_t length, CVStreamCopyResult& result) {
     while (length > 0) {
@@ -42,7 +50,11 @@ Outcome spliceFromPipe(int input, int output, CVStreamCopyResult& result) {
         if (count == 0) {
             return Outcome::done;
         }
-        if (errno == EINTR || errno == EAGAIN) {
+        if (errno == EINTR) {
+            continue;
+        }
+        if (errno == EAGAIN) {
+            waitUntilReadable(input);
             continue;
         }
         if ((errno == EINVAL || errno == ENOSYS) && result.bytesCopied == 0) {
@@ -86,6 +98,10 @@ void copyThroughBuffer(int input, int output, CVStreamCopyResult& result) {
         }
         if (count < 0) {
             if (errno == EINTR) {
+                continue;
+            }
+            if (errno == EAGAIN) {
+                waitUntilReadable(input);
                 continue;
             }
             result.readError = errno;

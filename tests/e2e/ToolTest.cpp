@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -67,6 +68,20 @@ TEST_F(ATool, PrintsAnErrorDescriptionBeforeTheShortUsage) {
     EXPECT_EQ(result.standardOutput, "");
     EXPECT_EQ(result.standardError,
               "cvdiff: \"missing-left.txt\": No such file or directory\n" + kShortUsage);
+}
+
+TEST_F(ATool, RefusesTheSameFileNamedThroughALinkedFolder) {
+    std::string folder = bed.workDirectory() + "/folder";
+    std::filesystem::create_directories(folder);
+    std::filesystem::create_directory_symlink(folder, bed.workDirectory() + "/link");
+    FILE* file = fopen((folder + "/f.txt").c_str(), "w");
+    ASSERT_NE(file, nullptr);
+    fclose(file);
+    CVCommandResult result = run({"folder/f.txt", "link/f.txt"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.standardError,
+              "cvdiff: " + folder +
+                  "/f.txt: cannot use duplicate files within the same file list\n" + kShortUsage);
 }
 
 TEST_F(ATool, ResetsFileAccessEvenWhenNoGrantWasStored) {
@@ -144,6 +159,11 @@ TEST_F(ATool, ReportsAndDropsDescriptorPathsThatCannotBeRead) {
     CVCommandResult result = run({"/dev/fd/7"});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.standardError, "bad file descriptor: /dev/fd/7\n");
+
+    // Standard output is the write end of a pipe: reading it must not wait for the tool itself.
+    CVCommandResult writeEnd = run({"/dev/fd/1"}, {.deadline = std::chrono::seconds(10)});
+    EXPECT_FALSE(writeEnd.timedOut);
+    EXPECT_EQ(writeEnd.standardError, "bad file descriptor: /dev/fd/1\n");
     EXPECT_EQ(leftovers(), std::vector<std::string>{});
 }
 

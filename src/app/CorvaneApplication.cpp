@@ -10,7 +10,7 @@
 #include "app/CorvaneJSON.h"
 #include "app/CorvaneNames.h"
 #include "app/CorvaneProxyService.h"
-#include "model/CVWireCoding.h"
+#include "link/CVDistributedNotificationCenter.h"
 #include "platform/CVCorvaneContract.h"
 #include "platform/CVPrint.h"
 #include "platform/CVSessionBus.h"
@@ -134,25 +134,10 @@ void CorvaneApplication::postNotification(const char* name,
                                           const std::optional<std::string>& object) {
     journal_.record("notification", "\"name\":" + CorvaneJSON::quoted(name) + ",\"object\":" +
                                         CorvaneJSON::quotedOrNull(object) + ",\"userInfo\":{}");
-    sd_bus_message* signal = nullptr;
-    int result = sd_bus_message_new_signal(bus_, &signal, CorvaneNames::kApplicationObjectPath,
-                                           CVCorvaneContract::kNotificationInterface, name);
-    if (result >= 0) {
-        result = CVWireCoding::appendStringOrNil(signal, object);
-    }
-    if (result >= 0) {
-        result = sd_bus_message_open_container(signal, 'a', "{sv}");
-    }
-    if (result >= 0) {
-        result = sd_bus_message_close_container(signal);
-    }
-    if (result >= 0) {
-        result = sd_bus_send(bus_, signal, nullptr);
-    }
+    int result = CVDistributedNotificationCenter::postNotification(bus_, name, object, {});
     if (result < 0) {
         CVSystemLog(std::string("Could not post ") + name + ": " + errorText(result) + ".");
     }
-    sd_bus_message_unref(signal);
 }
 
 bool CorvaneApplication::closeTab(const std::string& GUID) {

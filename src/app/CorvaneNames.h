@@ -5,7 +5,6 @@
 // platform/CVCorvaneContract.h.
 namespace CorvaneNames {
 
-inline constexpr const char* kApplicationObjectPath = "/com/corvane/Corvane";
 inline constexpr const char* kControlObjectPath = "/com/corvane/Corvane/control";
 inline constexpr const char* kControlInterface = "com.corvane.Corvane.Control";
 

@@ -38,11 +38,13 @@ bool writeAll(int output, const char* bytes, size_t length, CVStreamCopyResult& 
     return true;
 }
 
-// Zero-copy move of a pipe's pages into the file.
-Outcome spliceFromPipe(int input, int output, CVStreamCopyResult& result) {
+// Moves everything with a kernel call that copies without a user-space buffer (splice from a
+// pipe, copy_file_range from a file). `unsupported` tells the errors that mean the call cannot
+// serve this pair of descriptors; met before the first byte, the caller falls back to a buffer.
+template <typename Move, typename Unsupported>
+Outcome moveInKernel(int input, CVStreamCopyResult& result, Move move, Unsupported unsupported) {
     for (;;) {
-        ssize_t count =
-            splice(input, nullptr, output, nullptr, kChunk, SPLICE_F_MOVE | SPLICE_F_MORE);
+        ssize_t count = move();
         if (count > 0) {
             result.bytesCopied += static_cast<uint64_t>(count);
             continue;
@@ -57,36 +59,31 @@ Outcome spliceFromPipe(int input, int output, CVStreamCopyResult& result) {
             waitUntilReadable(input);
             continue;
         }
-        if ((errno == EINVAL || errno == ENOSYS) && result.bytesCopied == 0) {
+        if (unsupported(errno) && result.bytesCopied == 0) {
             return Outcome::unsupported;
         }
-        // splice does not say which side failed; the output is the one that can.
+        // Neither call says which side failed; the output is the one that can.
         result.writeError = errno;
         return Outcome::done;
     }
 }
 
+Outcome spliceFromPipe(int input, int output, CVStreamCopyResult& result) {
+    return moveInKernel(
+        input, result,
+        [&] {
+            return splice(input, nullptr, output, nullptr, kChunk, SPLICE_F_MOVE | SPLICE_F_MORE);
+        },
+        [](int error) { return error == EINVAL || error == ENOSYS; });
+}
+
 Outcome copyFileRange(int input, int output, CVStreamCopyResult& result) {
-    for (;;) {
-        ssize_t count = copy_file_range(input, nullptr, output, nullptr, kChunk, 0);
-        if (count > 0) {
-            result.bytesCopied += static_cast<uint64_t>(count);
-            continue;
-        }
-        if (count == 0) {
-            return Outcome::done;
-        }
-        if (errno == EINTR) {
-            continue;
-        }
-        if ((errno == EXDEV || errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP ||
-             errno == EBADF) &&
-            result.bytesCopied == 0) {
-            return Outcome::unsupported;
-        }
-        result.writeError = errno;
-        return Outcome::done;
-    }
+    return moveInKernel(
+        input, result, [&] { return copy_file_range(input, nullptr, output, nullptr, kChunk, 0); },
+        [](int error) {
+            return error == EXDEV || error == EINVAL || error == ENOSYS || error == EOPNOTSUPP ||
+                   error == EBADF;
+        });
 }
 
 void copyThroughBuffer(int input, int output, CVStreamCopyResult& result) {

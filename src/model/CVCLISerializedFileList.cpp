@@ -11,6 +11,7 @@
 
 #include "model/CVCLISerializedFile.h"
 #include "platform/CVFolderWalk.h"
+#include "platform/CVMemory.h"
 #include "platform/CVPaths.h"
 #include "platform/CVProcessName.h"
 #include "process/ZPProcessInformation.h"
@@ -128,6 +129,9 @@ CVCLISerializedFileList::serializedFileListsWithRecursiveContentsOfLeft(
     std::optional<bool> leftDeletedOnExit, const std::string& right,
     std::optional<bool> rightTemporary, std::optional<bool> rightDeletedOnExit,
     std::optional<CVError>* error) {
+    // A pairing builds a list and up to two files per name found: on large trees, page faults
+    // outweigh everything else unless the memory comes in large pages.
+    CVPreferLargeMemoryPages();
     PairingSide leftSide(left, leftTemporary, leftDeletedOnExit);
     PairingSide rightSide(right, rightTemporary, rightDeletedOnExit);
     const auto& leftFiles = leftSide.listing.files;

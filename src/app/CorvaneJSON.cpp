@@ -2,37 +2,9 @@
 
 #include <cstdio>
 
+#include "platform/CVUTF8.h"
+
 namespace CorvaneJSON {
-
-namespace {
-
-// The length of the valid UTF-8 sequence at the start of the text, or 0 when it is not one.
-size_t validSequenceLength(std::string_view text) {
-    auto byte = [&](size_t index) { return static_cast<unsigned char>(text[index]); };
-    unsigned char lead = byte(0);
-    size_t length = lead < 0x80           ? 1
-                    : (lead >> 5) == 0x6  ? 2
-                    : (lead >> 4) == 0xE  ? 3
-                    : (lead >> 3) == 0x1E ? 4
-                                          : 0;
-    if (length == 0 || length > text.size() || (length == 2 && lead < 0xC2)) {
-        return 0;
-    }
-    for (size_t index = 1; index < length; ++index) {
-        if ((byte(index) & 0xC0) != 0x80) {
-            return 0;
-        }
-    }
-    if ((length == 3 && lead == 0xE0 && byte(1) < 0xA0) ||
-        (length == 3 && lead == 0xED && byte(1) >= 0xA0) ||
-        (length == 4 && lead == 0xF0 && byte(1) < 0x90) ||
-        (length == 4 && (lead > 0xF4 || (lead == 0xF4 && byte(1) >= 0x90)))) {
-        return 0;
-    }
-    return length;
-}
-
-}  // namespace
 
 std::string quoted(std::string_view text) {
     std::string result;
@@ -40,7 +12,7 @@ std::string quoted(std::string_view text) {
     result += '"';
     while (!text.empty()) {
         unsigned char character = static_cast<unsigned char>(text.front());
-        size_t length = validSequenceLength(text);
+        size_t length = CVUTF8SequenceLength(text);
         if (length == 0) {
             result += "\\ufffd";
             text.remove_prefix(1);

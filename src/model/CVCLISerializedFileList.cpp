@@ -14,6 +14,7 @@
 #include "platform/CVMemory.h"
 #include "platform/CVPaths.h"
 #include "platform/CVProcessName.h"
+#include "platform/CVUTF8.h"
 #include "process/ZPProcessInformation.h"
 
 using Type = CVCodedValue::Type;
@@ -176,6 +177,16 @@ CVCLISerializedFileList::serializedFileListsWithRecursiveContentsOfLeft(
         const std::string& relativePath = (leftEntry ? leftEntry : rightEntry)->relativePath;
         leftIndex += leftEntry ? 1 : 0;
         rightIndex += rightEntry ? 1 : 0;
+        // Names travel as D-Bus strings, which must be UTF-8; Linux allows any bytes.
+        if (!CVIsValidUTF8(relativePath)) {
+            const std::string& folder = (leftEntry ? leftSide : rightSide).folder;
+            CVSetError(error, CVError::withLocalizedDescription(
+                                  CVProcessName() + ": " +
+                                  CVEscapingInvalidUTF8(
+                                      CVPaths::appendingPathComponent(folder, relativePath)) +
+                                  ": file name is not valid UTF-8"));
+            return std::nullopt;
+        }
 
         // The walk usually tells everything the factories would find out, without a system call
         // per file; where it cannot (links, other entries, names under a link) the factories run.

@@ -29,7 +29,8 @@ public:
         std::optional<CVError>* error = nullptr);
     // One list per file found under either folder, in case-sensitive order of the relative paths,
     // a missing side as "/dev/null"; when either side has no files, one list of the two paths
-    // themselves. Nothing, with the error, when a list holds a duplicate.
+    // themselves. Nothing, with the error, when a list holds a duplicate or a name found is not
+    // UTF-8 ("<process>: <path, bad bytes as \xNN>: file name is not valid UTF-8").
     static std::optional<FileLists> serializedFileListsWithRecursiveContentsOfLeft(
         const std::string& left, std::optional<bool> leftTemporary,
         std::optional<bool> leftDeletedOnExit, const std::string& right,

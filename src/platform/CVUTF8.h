@@ -1,6 +1,14 @@
 #pragma once
 
+#include <cstddef>
+#include <string>
 #include <string_view>
 
-// Whether the bytes are well-formed UTF-8 (no overlong forms, surrogates or values past U+10FFFF).
+// The length of the well-formed UTF-8 sequence at the start of the bytes (no overlong forms,
+// surrogates or values past U+10FFFF); 0 when the bytes are empty or do not begin with one.
+size_t CVUTF8SequenceLength(std::string_view bytes);
+// Whether the bytes are well-formed UTF-8 throughout.
 bool CVIsValidUTF8(std::string_view bytes);
+// The bytes with every byte that is not part of a well-formed sequence written as "\xNN", for
+// naming such bytes in a message.
+std::string CVEscapingInvalidUTF8(std::string_view bytes);

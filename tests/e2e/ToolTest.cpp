@@ -84,6 +84,18 @@ TEST_F(ATool, RefusesTheSameFileNamedThroughALinkedFolder) {
                   "/f.txt: cannot use duplicate files within the same file list\n" + kShortUsage);
 }
 
+TEST_F(ATool, RefusesToPairAFolderHoldingANameThatIsNotUTF8) {
+    for (const char* side : {"/left", "/right"}) {
+        std::filesystem::create_directories(bed.workDirectory() + side + "/sub");
+        fclose(fopen((bed.workDirectory() + side + "/plain.txt").c_str(), "w"));
+    }
+    fclose(fopen((bed.workDirectory() + "/right/sub/caf\xE9.txt").c_str(), "w"));
+    CVCommandResult result = run({"--changeset", "--filelist", "left", "right"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.standardError,
+              "cvdiff: right/sub/caf\\xE9.txt: file name is not valid UTF-8\n" + kShortUsage);
+}
+
 TEST_F(ATool, ResetsFileAccessEvenWhenNoGrantWasStored) {
     const std::string suite = "K7CV2T9QX4.com.corvane.sharedItems";
     bed.run({CVDIFF_BINARY_DIR "/src/tool/defaults", "write", suite, "CVDiffResolvedAccessBookmark",

@@ -7,11 +7,11 @@
 #include <cstring>
 
 #include "app/CorvaneControlService.h"
-#include "app/CorvaneJSON.h"
 #include "app/CorvaneNames.h"
 #include "app/CorvaneProxyService.h"
 #include "link/CVDistributedNotificationCenter.h"
 #include "platform/CVCorvaneContract.h"
+#include "platform/CVJSON.h"
 #include "platform/CVPrint.h"
 #include "platform/CVSessionBus.h"
 #include "platform/CVSystemLog.h"
@@ -132,8 +132,8 @@ int CorvaneApplication::requestNames() {
 
 void CorvaneApplication::postNotification(const char* name,
                                           const std::optional<std::string>& object) {
-    journal_.record("notification", "\"name\":" + CorvaneJSON::quoted(name) + ",\"object\":" +
-                                        CorvaneJSON::quotedOrNull(object) + ",\"userInfo\":{}");
+    journal_.record("notification", "\"name\":" + CVJSONQuoted(name) + ",\"object\":" +
+                                        CVJSONQuotedOrNull(object) + ",\"userInfo\":{}");
     int result = CVDistributedNotificationCenter::postNotification(bus_, name, object, {});
     if (result < 0) {
         CVSystemLog(std::string("Could not post ") + name + ": " + errorText(result) + ".");
@@ -161,8 +161,8 @@ void CorvaneApplication::quit() {
 
 void CorvaneApplication::recordCall(std::string_view interface, std::string_view member,
                                     std::string_view fields) {
-    std::string text = "\"interface\":" + CorvaneJSON::quoted(interface) +
-                       ",\"member\":" + CorvaneJSON::quoted(member);
+    std::string text =
+        "\"interface\":" + CVJSONQuoted(interface) + ",\"member\":" + CVJSONQuoted(member);
     if (!fields.empty()) {
         text += ',';
         text += fields;

@@ -9,9 +9,9 @@
 #include <sstream>
 
 #include "app/CorvaneApplication.h"
-#include "app/CorvaneJSON.h"
 #include "app/CorvaneNames.h"
 #include "platform/CVCorvaneContract.h"
+#include "platform/CVJSON.h"
 
 namespace {
 
@@ -50,7 +50,7 @@ int closeTab(sd_bus_message* message, void* userdata, sd_bus_error* error) {
         return result;
     }
     CorvaneApplication& application = applicationOf(userdata);
-    recordCall(application, "CloseTab", CorvaneJSON::quoted(GUID));
+    recordCall(application, "CloseTab", CVJSONQuoted(GUID));
     if (!application.closeTab(GUID)) {
         return noSuchDocument(error, GUID);
     }
@@ -113,8 +113,7 @@ int finishMerge(sd_bus_message* message, void* userdata, sd_bus_error* error) {
     }
     CorvaneApplication& application = applicationOf(userdata);
     recordCall(application, "FinishMerge",
-               CorvaneJSON::quoted(GUID) + (resolved ? ",true," : ",false,") +
-                   CorvaneJSON::quoted(resultText));
+               CVJSONQuoted(GUID) + (resolved ? ",true," : ",false,") + CVJSONQuoted(resultText));
     const CorvaneDocument* document = application.documents().documentWithGUID(GUID);
     if (document == nullptr) {
         return noSuchDocument(error, GUID);

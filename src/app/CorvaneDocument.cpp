@@ -1,6 +1,6 @@
 #include "app/CorvaneDocument.h"
 
-#include "app/CorvaneJSON.h"
+#include "platform/CVJSON.h"
 
 namespace {
 
@@ -12,10 +12,10 @@ std::string jsonForFileLists(const std::vector<CorvaneFileList>& fileLists) {
         }
         text += "{\"files\":[";
         for (size_t index = 0; index < fileList.files.size(); ++index) {
-            text += (index > 0 ? "," : "") + CorvaneJSON::quoted(fileList.files[index]);
+            text += (index > 0 ? "," : "") + CVJSONQuoted(fileList.files[index]);
         }
-        text += "],\"label\":" + CorvaneJSON::quotedOrNull(fileList.label);
-        text += ",\"relativePath\":" + CorvaneJSON::quotedOrNull(fileList.relativePath);
+        text += "],\"label\":" + CVJSONQuotedOrNull(fileList.label);
+        text += ",\"relativePath\":" + CVJSONQuotedOrNull(fileList.relativePath);
         text += ",\"status\":" + std::to_string(fileList.status) + "}";
     }
     return text + "]";
@@ -38,15 +38,15 @@ const char* CorvaneDocument::nameOfKind(CorvaneDocumentKind kind) {
 }
 
 std::string CorvaneDocument::json() const {
-    std::string text = "{\"GUID\":" + CorvaneJSON::quoted(GUID);
-    text += ",\"kind\":" + CorvaneJSON::quoted(nameOfKind(kind));
-    text += ",\"changeset\":" + CorvaneJSON::quotedOrNull(changesetIdentifier);
-    text += ",\"label\":" + CorvaneJSON::quotedOrNull(label);
+    std::string text = "{\"GUID\":" + CVJSONQuoted(GUID);
+    text += ",\"kind\":" + CVJSONQuoted(nameOfKind(kind));
+    text += ",\"changeset\":" + CVJSONQuotedOrNull(changesetIdentifier);
+    text += ",\"label\":" + CVJSONQuotedOrNull(label);
     text += ",\"fileLists\":" + jsonForFileLists(fileLists);
     text += ",\"announcedFileLists\":" + jsonForFileLists(announcedFileLists);
-    text += ",\"outputFile\":" + CorvaneJSON::quotedOrNull(outputFile);
-    text += ",\"baseFile\":" + CorvaneJSON::quotedOrNull(baseFile);
+    text += ",\"outputFile\":" + CVJSONQuotedOrNull(outputFile);
+    text += ",\"baseFile\":" + CVJSONQuotedOrNull(baseFile);
     text += ",\"parentPID\":" + std::to_string(parentPID);
-    text += ",\"parentProcessName\":" + CorvaneJSON::quotedOrNull(parentProcessName);
+    text += ",\"parentProcessName\":" + CVJSONQuotedOrNull(parentProcessName);
     return text + "}";
 }

@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "app/CorvaneJSON.h"
+#include "platform/CVJSON.h"
 #include "platform/CVSystemLog.h"
 
 CorvaneJournal::CorvaneJournal(std::optional<std::string> path) : path_(std::move(path)) {
@@ -38,7 +38,7 @@ void CorvaneJournal::record(std::string_view event, std::string_view fields) {
              static_cast<long>(now.tv_usec));
     std::string line = "{\"time\":";
     line += time;
-    line += ",\"event\":" + CorvaneJSON::quoted(event);
+    line += ",\"event\":" + CVJSONQuoted(event);
     if (!fields.empty()) {
         line += ',';
         line += fields;

@@ -7,10 +7,10 @@
 
 #include "app/CorvaneApplication.h"
 #include "app/CorvaneInvocationReader.h"
-#include "app/CorvaneJSON.h"
 #include "app/CorvaneNames.h"
 #include "model/CVWireCoding.h"
 #include "platform/CVCorvaneContract.h"
+#include "platform/CVJSON.h"
 #include "platform/CVSystemLog.h"
 
 namespace {
@@ -46,7 +46,7 @@ int requestAuthorizationForPath(sd_bus_message* message, void* userdata, sd_bus_
     }
     // File access is not mediated on this platform yet: the request is answered, nothing granted.
     recordCall(applicationOf(userdata), "requestAuthorizationForPath",
-               "\"arguments\":[" + CorvaneJSON::quoted(path) + "]");
+               "\"arguments\":[" + CVJSONQuoted(path) + "]");
     return sd_bus_reply_method_return(message, "");
 }
 
@@ -58,7 +58,7 @@ int markChangesetWithUUIDAsClosed(sd_bus_message* message, void* userdata, sd_bu
     }
     CorvaneApplication& application = applicationOf(userdata);
     recordCall(application, "markChangesetWithUUIDAsClosed",
-               "\"arguments\":[" + CorvaneJSON::quoted(identifier) + "]");
+               "\"arguments\":[" + CVJSONQuoted(identifier) + "]");
     application.documents().closeChangeset(identifier);
     return sd_bus_reply_method_return(message, "");
 }
@@ -72,7 +72,7 @@ int GUIDForDocumentWithCVDiffInvocation(sd_bus_message* message, void* userdata,
     std::string whyRefused;
     auto invocation = CorvaneInvocationReader::readInvocation(message, &whyRefused);
     if (!invocation) {
-        recordCall(application, kMember, "\"error\":" + CorvaneJSON::quoted(whyRefused));
+        recordCall(application, kMember, "\"error\":" + CVJSONQuoted(whyRefused));
         CVSystemLog("Refused an invocation: " + whyRefused);
         return sd_bus_error_set(error, CorvaneNames::kInvalidInvocationError, whyRefused.c_str());
     }
@@ -89,8 +89,7 @@ int GUIDForDocumentWithCVDiffInvocation(sd_bus_message* message, void* userdata,
     snprintf(microseconds, sizeof microseconds, "%.1f", elapsed.count());
     // Journaled before the reply goes out, so that a caller that has its answer finds the line.
     recordCall(application, kMember,
-               "\"invocation\":" + invocation->json +
-                   ",\"reply\":" + CorvaneJSON::quoted(document.GUID) +
+               "\"invocation\":" + invocation->json + ",\"reply\":" + CVJSONQuoted(document.GUID) +
                    ",\"document\":" + document.json() + ",\"microseconds\":" + microseconds);
     if (result >= 0) {
         result = sd_bus_send(nullptr, reply, nullptr);

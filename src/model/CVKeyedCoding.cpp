@@ -2,10 +2,9 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 
-#include "platform/CVUTF8.h"
+#include "platform/CVJSON.h"
 
 namespace CVKeyedCoding {
 
@@ -156,41 +155,6 @@ private:
     std::string whyRefused_;
 };
 
-void appendJSONString(std::string& out, const std::string& text) {
-    out += '"';
-    size_t index = 0;
-    while (index < text.size()) {
-        unsigned char byte = text[index];
-        if (byte == '"' || byte == '\\') {
-            out += '\\';
-            out += char(byte);
-        } else if (byte == '\n') {
-            out += "\\n";
-        } else if (byte == '\r') {
-            out += "\\r";
-        } else if (byte == '\t') {
-            out += "\\t";
-        } else if (byte < 0x20 || byte == 0x7F) {
-            char escaped[8];
-            snprintf(escaped, sizeof escaped, "\\u%04x", byte);
-            out += escaped;
-        } else if (byte < 0x80) {
-            out += char(byte);
-        } else {
-            size_t length = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : byte >= 0xC0 ? 2 : 1;
-            std::string_view sequence = std::string_view(text).substr(index, length);
-            if (length > 1 && sequence.size() == length && CVIsValidUTF8(sequence)) {
-                out += sequence;
-                index += length;
-                continue;
-            }
-            out += "\\ufffd";
-        }
-        ++index;
-    }
-    out += '"';
-}
-
 std::string base64(const CVCodedValue::Data& data) {
     static const char alphabet[] =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -219,7 +183,7 @@ void appendJSONValue(std::string& out, const CVCodedValue& value) {
             out += "null";
             return;
         case Type::string:
-            appendJSONString(out, *value.string());
+            out += CVJSONQuoted(*value.string());
             return;
         case Type::boolean:
             out += *value.boolean() ? "true" : "false";
@@ -275,10 +239,10 @@ std::shared_ptr<CVCLISerializedObject> recordFromPropertyList(plist_t dictionary
 
 std::string jsonForRecord(const CVCLISerializedObject& record) {
     std::string out = "{\"$class\":";
-    appendJSONString(out, record.className());
+    out += CVJSONQuoted(record.className());
     for (const std::string& key : record.keysForCoding()) {
         out += ',';
-        appendJSONString(out, key);
+        out += CVJSONQuoted(key);
         out += ':';
         appendJSONValue(out, record.valueForKey(key));
     }

@@ -33,9 +33,8 @@ size_t CVUTF8SequenceLength(std::string_view bytes) {
 
 bool CVIsValidUTF8(std::string_view bytes) {
     while (!bytes.empty()) {
-        size_t length = static_cast<unsigned char>(bytes.front()) < 0x80
-                            ? 1
-                            : CVUTF8SequenceLength(bytes);
+        size_t length =
+            static_cast<unsigned char>(bytes.front()) < 0x80 ? 1 : CVUTF8SequenceLength(bytes);
         if (length == 0) {
             return false;
         }

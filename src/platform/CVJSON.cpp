@@ -1,12 +1,10 @@
-#include "app/CorvaneJSON.h"
+#include "platform/CVJSON.h"
 
 #include <cstdio>
 
 #include "platform/CVUTF8.h"
 
-namespace CorvaneJSON {
-
-std::string quoted(std::string_view text) {
+std::string CVJSONQuoted(std::string_view text) {
     std::string result;
     result.reserve(text.size() + 2);
     result += '"';
@@ -27,7 +25,7 @@ std::string quoted(std::string_view text) {
             result += "\\t";
         } else if (character == '\r') {
             result += "\\r";
-        } else if (character < 0x20) {
+        } else if (character < 0x20 || character == 0x7F) {
             char escape[8];
             snprintf(escape, sizeof escape, "\\u%04x", character);
             result += escape;
@@ -40,8 +38,6 @@ std::string quoted(std::string_view text) {
     return result;
 }
 
-std::string quotedOrNull(const std::optional<std::string>& text) {
-    return text ? quoted(*text) : "null";
+std::string CVJSONQuotedOrNull(const std::optional<std::string>& text) {
+    return text ? CVJSONQuoted(*text) : "null";
 }
-
-}  // namespace CorvaneJSON

@@ -1,17 +1,12 @@
 #include "link/CVDistributedNotificationCenter.h"
 
 #include <cstring>
+#include <vector>
 
 #include "model/CVWireCoding.h"
 #include "platform/CVCorvaneContract.h"
 #include "platform/CVRunLoop.h"
 #include "platform/CVSessionBus.h"
-
-struct CVDistributedNotificationCenter::Registration {
-    std::optional<std::string> object;
-    Handler handler;
-    sd_bus_slot* slot = nullptr;
-};
 
 namespace {
 
@@ -56,51 +51,52 @@ CVDistributedNotificationCenter::CVDistributedNotificationCenter(sd_bus* bus)
     : bus_(bus != nullptr ? sd_bus_ref(bus) : nullptr) {}
 
 CVDistributedNotificationCenter::~CVDistributedNotificationCenter() {
-    for (auto& [token, registration] : registrations_) {
-        sd_bus_slot_unref(registration->slot);
-    }
+    sd_bus_slot_unref(match_);
     sd_bus_unref(bus_);
 }
 
 CVDistributedNotificationCenter::Token CVDistributedNotificationCenter::addObserver(
     const std::string& name, const std::optional<std::string>& object, Handler handler) {
-    Token token = nextToken_++;
-    auto registration = std::make_unique<Registration>();
-    registration->object = object;
-    registration->handler = std::move(handler);
-    // The signals are dispatched by the registering thread's run loop.
-    if (bus_ != nullptr && CVRunLoop::current()->attachBus(bus_) >= 0) {
-        sd_bus_match_signal(bus_, &registration->slot, nullptr, nullptr,
-                            CVCorvaneContract::kNotificationInterface, name.c_str(), signalReceived,
-                            registration.get());
+    // The signals are dispatched by the registering thread's run loop. A match per name would
+    // drop a notification sent before its observer existed, such as a merge resolved at once.
+    if (match_ == nullptr && bus_ != nullptr && CVRunLoop::current()->attachBus(bus_) >= 0) {
+        sd_bus_match_signal(bus_, &match_, nullptr, nullptr,
+                            CVCorvaneContract::kNotificationInterface, nullptr, signalReceived,
+                            this);
     }
-    registrations_.emplace(token, std::move(registration));
+    Token token = nextToken_++;
+    registrations_.emplace(token, Registration{name, object, std::move(handler)});
     return token;
 }
 
 void CVDistributedNotificationCenter::removeObserver(Token token) {
-    auto found = registrations_.find(token);
-    if (found == registrations_.end()) {
-        return;
-    }
-    sd_bus_slot_unref(found->second->slot);
-    registrations_.erase(found);
+    registrations_.erase(token);
 }
 
 int CVDistributedNotificationCenter::signalReceived(sd_bus_message* message, void* userdata,
                                                     sd_bus_error*) {
-    auto* registration = static_cast<Registration*>(userdata);
+    auto* center = static_cast<CVDistributedNotificationCenter*>(userdata);
+    const char* name = sd_bus_message_get_member(message);
     std::optional<std::string> object;
-    if (CVWireCoding::readStringOrNil(message, &object) < 0) {
-        return 0;
-    }
-    if (registration->object && object != registration->object) {
+    if (name == nullptr || CVWireCoding::readStringOrNil(message, &object) < 0) {
         return 0;
     }
     UserInfo userInfo = readUserInfo(message);
-    // A copy: the handler may remove its own registration.
-    Handler handler = registration->handler;
-    handler(object, userInfo);
+    // Handlers may add or remove registrations: call those that stand now, each while it still
+    // stands.
+    std::vector<Token> tokens;
+    for (const auto& [token, registration] : center->registrations_) {
+        if (registration.name == name && (!registration.object || registration.object == object)) {
+            tokens.push_back(token);
+        }
+    }
+    for (Token token : tokens) {
+        auto found = center->registrations_.find(token);
+        if (found != center->registrations_.end()) {
+            Handler handler = found->second.handler;
+            handler(object, userInfo);
+        }
+    }
     return 0;
 }
 

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <memory>
 #include <optional>
 #include <string>
 
@@ -31,7 +30,10 @@ public:
     ~CVDistributedNotificationCenter();
 
     // Calls `handler` for every notification of that name from any sender; when `object` is
-    // given, only for notifications whose object equals it. Blocks until the bus has the match.
+    // given, only for notifications whose object equals it. The first registration blocks until
+    // the bus routes every notification to this process; from then on, a notification that
+    // arrives before its observer is registered waits in the connection and still reaches it when
+    // the run loop next runs.
     Token addObserver(const std::string& name, const std::optional<std::string>& object,
                       Handler handler);
     // Ends a registration; an unknown or already removed token is ignored.
@@ -43,10 +45,16 @@ public:
                                 const std::optional<std::string>& object, const UserInfo& userInfo);
 
 private:
-    struct Registration;
+    struct Registration {
+        std::string name;
+        std::optional<std::string> object;
+        Handler handler;
+    };
     static int signalReceived(sd_bus_message* message, void* userdata, sd_bus_error* error);
 
     sd_bus* bus_;
+    // One match for the whole notification interface, made at the first registration.
+    sd_bus_slot* match_ = nullptr;
     Token nextToken_ = 1;
-    std::map<Token, std::unique_ptr<Registration>> registrations_;
+    std::map<Token, Registration> registrations_;
 };

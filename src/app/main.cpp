@@ -8,6 +8,7 @@
 #include "app/CorvaneApplication.h"
 #include "app/CorvaneControlClient.h"
 #include "app/CorvaneNames.h"
+#include "platform/CVEnvironment.h"
 #include "platform/CVPrint.h"
 
 namespace {
@@ -25,19 +26,11 @@ int usageError(const std::string& message) {
     return 1;
 }
 
-std::optional<std::string> environmentJournalPath() {
-    const char* path = getenv(CorvaneNames::kJournalVariable);
-    if (path == nullptr || *path == '\0') {
-        return std::nullopt;
-    }
-    return std::string(path);
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
     std::vector<std::string> arguments(argv + 1, argv + argc);
-    std::optional<std::string> journalPath = environmentJournalPath();
+    std::optional<std::string> journalPath = CVEnvironmentValue(CorvaneNames::kJournalVariable);
     std::optional<std::string> command;
     std::string GUID;
     std::optional<bool> resolved;

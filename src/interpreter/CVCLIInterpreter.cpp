@@ -88,8 +88,9 @@ std::optional<std::string> CVCLIInterpreter::interpretArguments(
     } else if (parentIsPerforceCLI()) {
         parsed = parsePerforceArguments(arguments, &parseError);
     } else {
-        if (!parser_->wasGlobalFlagSet(kNoStandardInputFlag) &&
-            !parentCannotHandleStandardInput() && !isatty(STDIN_FILENO)) {
+        // The terminal test first: it spares reading the parent's details from /proc.
+        if (!parser_->wasGlobalFlagSet(kNoStandardInputFlag) && !isatty(STDIN_FILENO) &&
+            !parentCannotHandleStandardInput()) {
             std::optional<CVFileDictionary> snapshot = tempFileFromFileDescriptor(STDIN_FILENO);
             unclaimedStandardInput_ = snapshot;
             parser_->setStdinTempFile(std::move(snapshot));

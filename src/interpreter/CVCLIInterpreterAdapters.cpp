@@ -25,6 +25,14 @@ void sendTwoFileItem(CVCLIInterpreter& interpreter, const std::string& currentDi
                        std::vector<CVFileDictionary>{plainFile(left), plainFile(right)});
 }
 
+// A merge of these tools, always waited for: program, base, theirs, mine, merged, and for
+// Subversion a working-copy path after them.
+void sendMerge(CVCLIInterpreter& interpreter, const std::vector<std::string>& arguments) {
+    interpreter.parser(
+        nullptr, arguments[4], std::optional<std::string>(arguments[1]), true,
+        std::vector<CVFileDictionary>{temporaryFile(arguments[2]), temporaryFile(arguments[3])});
+}
+
 }  // namespace
 
 // Merge: program, base, theirs, mine, merged, working-copy path. Diff: ..., label, left, right,
@@ -33,9 +41,7 @@ bool CVCLIInterpreter::parseSubversionArguments(const std::vector<std::string>& 
                                                 std::optional<CVError>*) {
     size_t count = arguments.size();
     if (count == 6) {
-        parser(nullptr, arguments[4], std::optional<std::string>(arguments[1]), true,
-               std::vector<CVFileDictionary>{temporaryFile(arguments[2]),
-                                             temporaryFile(arguments[3])});
+        sendMerge(*this, arguments);
         return true;
     }
     if (count < 4) {
@@ -64,9 +70,7 @@ bool CVCLIInterpreter::parsePerforceArguments(const std::vector<std::string>& ar
                                               std::optional<CVError>*) {
     size_t count = arguments.size();
     if (count == 5) {
-        parser(nullptr, arguments[4], std::optional<std::string>(arguments[1]), true,
-               std::vector<CVFileDictionary>{temporaryFile(arguments[2]),
-                                             temporaryFile(arguments[3])});
+        sendMerge(*this, arguments);
         return true;
     }
     if (count < 3) {

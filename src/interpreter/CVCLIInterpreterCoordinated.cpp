@@ -18,6 +18,7 @@
 #include "model/CVCLISerializedChangesetSummary.h"
 #include "model/CVCLISerializedDiffInvocation.h"
 #include "model/CVCLISerializedPartialChangeset.h"
+#include "platform/CVEnvironment.h"
 #include "platform/CVPrint.h"
 #include "platform/CVUTF8.h"
 #include "process/ZPProcessInformation.h"
@@ -25,11 +26,6 @@
 extern char** environ;
 
 namespace {
-
-std::optional<std::string> environmentValue(const char* name) {
-    const char* value = getenv(name);
-    return value == nullptr ? std::nullopt : std::optional<std::string>(value);
-}
 
 bool contains(const std::vector<std::string>& list, const std::string& element) {
     return std::find(list.begin(), list.end(), element) != list.end();
@@ -176,10 +172,10 @@ void CVCLIInterpreter::sendCoordinatedDocumentInvocation(
 }
 
 void CVCLIInterpreter::sendGitDifftoolSummaryIfNeeded(const std::vector<std::string>& arguments) {
-    std::optional<std::string> workTree = environmentValue("GIT_WORK_TREE");
+    std::optional<std::string> workTree = CVEnvironmentValue("GIT_WORK_TREE");
     if (!contains(arguments, "--partial-changeset") || !workTree ||
-        CVApplicationLocator::integerValue(environmentValue("GIT_DIFF_PATH_COUNTER")) != 1 ||
-        CVApplicationLocator::integerValue(environmentValue("GIT_DIFF_PATH_TOTAL")) < 2) {
+        CVApplicationLocator::integerValue(CVEnvironmentValue("GIT_DIFF_PATH_COUNTER")) != 1 ||
+        CVApplicationLocator::integerValue(CVEnvironmentValue("GIT_DIFF_PATH_TOTAL")) < 2) {
         return;
     }
     std::shared_ptr<ZPProcessInformation> git = significantParentProcess();

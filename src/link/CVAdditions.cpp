@@ -1,25 +1,12 @@
 #include "link/CVAdditions.h"
 
-#include <pwd.h>
-#include <unistd.h>
-
+#include "link/cvdiff-util.h"
 #include "platform/CVPaths.h"
 
 std::optional<std::string> currentUserHomeDirectoryPath() {
-    const passwd* entry = getpwuid(getuid());
-    if (entry == nullptr || entry->pw_dir == nullptr || *entry->pw_dir == '\0') {
-        return std::nullopt;
-    }
-    return std::string(entry->pw_dir);
+    return CVPaths::homeDirectory();
 }
 
 std::optional<std::string> homeURLWithPathComponents(const std::vector<std::string>& components) {
-    std::optional<std::string> path = currentUserHomeDirectoryPath();
-    if (!path) {
-        return std::nullopt;
-    }
-    for (const std::string& component : components) {
-        *path = CVPaths::appendingPathComponent(*path, component);
-    }
-    return path;
+    return pathByExtendingPathWithComponents(currentUserHomeDirectoryPath(), components);
 }

@@ -131,12 +131,7 @@ int32_t CVCLIProxyProtocol::processID() {
 }
 
 void CVCLIProxyProtocol::requestAuthorizationForPath(const std::string& path) {
-    Message message(newCall("requestAuthorizationForPath"));
-    int result = sd_bus_message_append(message.get(), "s", path.c_str());
-    if (result < 0) {
-        throwCodingFailure("Could not code the path", result);
-    }
-    Message reply(call(message.get()));
+    callWithString("requestAuthorizationForPath", path, "Could not code the path");
 }
 
 std::optional<std::string> CVCLIProxyProtocol::GUIDForDocumentWithCVDiffInvocation(
@@ -158,10 +153,16 @@ std::optional<std::string> CVCLIProxyProtocol::GUIDForDocumentWithCVDiffInvocati
 }
 
 void CVCLIProxyProtocol::markChangesetWithUUIDAsClosed(const std::string& identifier) {
-    Message message(newCall("markChangesetWithUUIDAsClosed"));
-    int result = sd_bus_message_append(message.get(), "s", identifier.c_str());
+    callWithString("markChangesetWithUUIDAsClosed", identifier,
+                   "Could not code the changeset identifier");
+}
+
+void CVCLIProxyProtocol::callWithString(const char* member, const std::string& argument,
+                                        const char* codingFailure) {
+    Message message(newCall(member));
+    int result = sd_bus_message_append(message.get(), "s", argument.c_str());
     if (result < 0) {
-        throwCodingFailure("Could not code the changeset identifier", result);
+        throwCodingFailure(codingFailure, result);
     }
     Message reply(call(message.get()));
 }

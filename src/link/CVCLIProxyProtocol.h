@@ -49,6 +49,9 @@ private:
     sd_bus_message* newCall(const char* member);
     // Sends the call and gives the reply (to be unreferenced by the caller); throws on failure.
     sd_bus_message* call(sd_bus_message* message);
+    // Calls a method that takes one string and answers nothing; throws `codingFailure` when the
+    // string cannot be coded.
+    void callWithString(const char* member, const std::string& argument, const char* codingFailure);
 
     sd_bus* bus_;
     std::string destination_;

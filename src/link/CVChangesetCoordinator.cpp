@@ -11,7 +11,8 @@
 
 #include "link/CVAdditions.h"
 #include "link/CVApplicationLocator.h"
-#include "platform/CVPaths.h"
+#include "link/cvdiff-util.h"
+#include "platform/CVEnvironment.h"
 #include "platform/CVPropertyList.h"
 #include "platform/CVSystemLog.h"
 #include "process/ZPProcessInformation.h"
@@ -72,14 +73,12 @@ bool contains(const std::vector<std::string>& identifiers, const std::string& id
 const std::optional<std::string>& CVChangesetCoordinator::closedChangesetsFileURL() {
     if (!didComputeFileURL_) {
         didComputeFileURL_ = true;
-        const char* dataHome = getenv("XDG_DATA_HOME");
-        if (dataHome != nullptr && *dataHome != '\0') {
-            closedChangesetsFileURL_ = CVPaths::appendingPathComponent(
-                CVPaths::appendingPathComponent(dataHome, "Corvane"), "ClosedChangesets.plist");
-        } else {
-            closedChangesetsFileURL_ =
-                homeURLWithPathComponents({".local", "share", "Corvane", "ClosedChangesets.plist"});
+        std::optional<std::string> dataHome = CVEnvironmentValue("XDG_DATA_HOME");
+        if (!dataHome) {
+            dataHome = homeURLWithPathComponents({".local", "share"});
         }
+        closedChangesetsFileURL_ =
+            pathByExtendingPathWithComponents(dataHome, {{"Corvane", "ClosedChangesets.plist"}});
     }
     return closedChangesetsFileURL_;
 }

@@ -7,7 +7,6 @@
 #include "model/CVCLISerializedFileList.h"
 #include "model/CVCLISerializedMerge.h"
 #include "model/CVCLISerializedPartialChangeset.h"
-#include "model/CVKeyedCoding.h"
 #include "model/CVWireCoding.h"
 #include "platform/CVBookmark.h"
 
@@ -132,7 +131,7 @@ std::optional<Invocation> readInvocation(sd_bus_message* message, std::string* w
     if (!readRequest(*invocation, &result.request, whyRefused)) {
         return std::nullopt;
     }
-    result.json = CVKeyedCoding::jsonForRecord(*invocation);
+    result.record = std::move(invocation);
     return result;
 }
 

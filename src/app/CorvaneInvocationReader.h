@@ -2,10 +2,12 @@
 
 #include <systemd/sd-bus.h>
 
+#include <memory>
 #include <optional>
 #include <string>
 
 #include "app/CorvaneDocument.h"
+#include "model/CVCLISerializedDiffInvocation.h"
 
 // The one place where the application reads the tool's records: the coded invocation of a call,
 // decoded strictly and turned into what it asks the application to show.
@@ -13,8 +15,8 @@ namespace CorvaneInvocationReader {
 
 struct Invocation {
     CorvaneRequest request;
-    // The decoded record tree as JSON, with class names and every key, for the journal.
-    std::string json;
+    // The decoded record tree, for the journal.
+    std::shared_ptr<CVCLISerializedDiffInvocation> record;
 };
 
 // Reads the coded invocation (one variant) at the message's read position. Nothing, with the

@@ -8,6 +8,7 @@
 #include "app/CorvaneApplication.h"
 #include "app/CorvaneInvocationReader.h"
 #include "app/CorvaneNames.h"
+#include "model/CVKeyedCoding.h"
 #include "model/CVWireCoding.h"
 #include "platform/CVCorvaneContract.h"
 #include "platform/CVJSON.h"
@@ -88,9 +89,13 @@ int GUIDForDocumentWithCVDiffInvocation(sd_bus_message* message, void* userdata,
     char microseconds[32];
     snprintf(microseconds, sizeof microseconds, "%.1f", elapsed.count());
     // Journaled before the reply goes out, so that a caller that has its answer finds the line.
-    recordCall(application, kMember,
-               "\"invocation\":" + invocation->json + ",\"reply\":" + CVJSONQuoted(document.GUID) +
-                   ",\"document\":" + document.json() + ",\"microseconds\":" + microseconds);
+    // Rendering a large changeset as JSON is not free: only for a journal that is written.
+    if (application.journal().isOpen()) {
+        recordCall(application, kMember,
+                   "\"invocation\":" + CVKeyedCoding::jsonForRecord(*invocation->record) +
+                       ",\"reply\":" + CVJSONQuoted(document.GUID) +
+                       ",\"document\":" + document.json() + ",\"microseconds\":" + microseconds);
+    }
     if (result >= 0) {
         result = sd_bus_send(nullptr, reply, nullptr);
     }

@@ -56,7 +56,7 @@ TEST(ATestBed, EndsEveryProcessOfItsBusWhenItGoes) {
         ASSERT_EQ(kill(escaped, 0), 0);
         ASSERT_TRUE(bed.startApplication());
     }
-    EXPECT_TRUE(CVTestBed::waitUntil([&] { return CVTestBed::processHasEnded(escaped); }, 5s));
+    EXPECT_TRUE(CVWaitUntil([&] { return CVTestBed::processHasEnded(escaped); }, 5s));
 }
 
 }  // namespace

@@ -33,24 +33,13 @@ protected:
         writeFile(right, "right\n");
     }
 
-    static void writeFile(const std::string& path, const std::string& content) {
-        FILE* file = fopen(path.c_str(), "w");
-        ASSERT_NE(file, nullptr);
-        fputs(content.c_str(), file);
-        fclose(file);
-    }
-
     std::vector<std::string> documentGUIDs() {
         return regexMatches(bed.listDocuments().standardOutput, "\"GUID\":\"([^\"]+)\"");
     }
 
     // The GUIDs the application answered, oldest first, from its journal.
     std::vector<std::string> answeredGUIDs() {
-        std::string journal;
-        for (const std::string& line : bed.journalLines()) {
-            journal += line + "\n";
-        }
-        return regexMatches(journal, "\"reply\":\"([^\"]+)\"");
+        return regexMatches(bed.journal(), "\"reply\":\"([^\"]+)\"");
     }
 
     // Waits until the application has opened `count` documents and answers the newest's GUID.
@@ -58,7 +47,7 @@ protected:
     // the tool looks for the application would itself be a process of the application's bundle.
     std::string waitForDocuments(size_t count) {
         std::vector<std::string> guids;
-        bool opened = CVTestBed::waitUntil([&] {
+        bool opened = CVWaitUntil([&] {
             guids = answeredGUIDs();
             return guids.size() >= count;
         });
@@ -73,14 +62,8 @@ protected:
     // A bundle that declares itself as Corvane with the given build, registered in place of
     // the real one.
     std::string registerFakeApplication(const std::string& build) {
-        std::string bundle = bed.root() + "/Fake/Corvane.app";
-        std::filesystem::create_directories(bundle + "/Contents/MacOS");
-        writeFile(bundle + "/Contents/Info.plist",
-                  "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
-                  "<key>CFBundleIdentifier</key><string>com.corvane.Corvane</string>"
-                  "<key>CFBundleExecutable</key><string>Corvane</string>"
-                  "<key>CVDiffBundleVersion</key><string>" +
-                      build + "</string></dict></plist>\n");
+        std::string bundle =
+            makeBundle(bed.root() + "/Fake/Corvane.app", "com.corvane.Corvane", build);
         writeFile(bundle + "/Contents/MacOS/Corvane", "");
         writeFile(bed.dataHome() + "/applications/com.corvane.Corvane.desktop",
                   "[Desktop Entry]\nType=Application\nName=Corvane\nExec=" + bundle +
@@ -123,7 +106,7 @@ TEST_F(TheToolWithTheApplication, WaitsUntilItsOwnTabIsClosed) {
     ASSERT_NE(own, other);
 
     bed.closeTab(other);
-    EXPECT_FALSE(CVTestBed::waitUntil([&] { return !waiting->isRunning(); }, 500ms));
+    EXPECT_FALSE(CVWaitUntil([&] { return !waiting->isRunning(); }, 500ms));
 
     bed.closeTab(own);
     CVCommandResult result = waiting->wait(5s);
@@ -192,8 +175,8 @@ TEST_F(TheToolWithTheApplication, SendsNothingWhenAnOperandIsMissing) {
 }
 
 TEST_F(TheToolWithTheApplication, FailsAtOnceWithoutASessionBus) {
-    bed.setEnvironment("DBUS_SESSION_BUS_ADDRESS", std::nullopt);
-    bed.setEnvironment("XDG_RUNTIME_DIR", std::nullopt);
+    bed.setEnvironment(
+        {{"DBUS_SESSION_BUS_ADDRESS", std::nullopt}, {"XDG_RUNTIME_DIR", std::nullopt}});
     CVCommandResult result = bed.runTool({"-w", left, right}, {.deadline = 10s});
     EXPECT_FALSE(result.timedOut);
     EXPECT_EQ(result.status, 1);
@@ -219,27 +202,19 @@ TEST_F(TheToolWithTheApplication, RefusesAnApplicationOfAnUnacceptedBuild) {
 }
 
 TEST_F(TheToolWithTheApplication, ShowsTheApplicationInItsDebugVersion) {
-    CVCommandResult found = bed.runTool({"--debug-version"});
-    EXPECT_EQ(found.status, 0);
-    EXPECT_EQ(found.standardOutput,
-              "cvdiff version: 6.4 (9077)\n"
-              "Bundle identifier: com.corvane.Corvane.cvdiff\n"
-              "Corvane version: 6.4 (9077)\n"
-              "Corvane at: '" +
-                  bed.bundlePath() +
-                  "'\n"
-                  "To enable debug logging do this in Terminal:\n"
-                  "defaults write com.corvane.Corvane.cvdiff debug-logging -bool YES\n");
-
-    removeDesktopEntry();
-    CVCommandResult missing = bed.runTool({"--debug-version"});
-    EXPECT_EQ(missing.status, 0);
-    EXPECT_EQ(missing.standardOutput,
-              "cvdiff version: 6.4 (9077)\n"
-              "Bundle identifier: com.corvane.Corvane.cvdiff\n"
-              "Corvane version: NOT FOUND\n"
-              "To enable debug logging do this in Terminal:\n"
-              "defaults write com.corvane.Corvane.cvdiff debug-logging -bool YES\n");
+    const std::string tool =
+        "cvdiff version: 6.4 (9077)\nBundle identifier: com.corvane.Corvane.cvdiff\n";
+    const std::string logging =
+        "To enable debug logging do this in Terminal:\n"
+        "defaults write com.corvane.Corvane.cvdiff debug-logging -bool YES\n";
+    for (const std::string& application :
+         {"Corvane version: 6.4 (9077)\nCorvane at: '" + bed.bundlePath() + "'\n",
+          std::string("Corvane version: NOT FOUND\n")}) {
+        CVCommandResult result = bed.runTool({"--debug-version"});
+        EXPECT_EQ(result.status, 0);
+        EXPECT_EQ(result.standardOutput, tool + application + logging);
+        removeDesktopEntry();
+    }
 }
 
 TEST_F(TheToolWithTheApplication, SendsAPrivateCopyOfStandardInputAndRemovesItAfterTheWait) {
@@ -272,15 +247,11 @@ TEST_F(TheToolWithTheApplication, CapturesProcessSubstitutionOperands) {
 }
 
 TEST_F(TheToolWithTheApplication, PairsTwoFoldersIntoAChangeset) {
-    std::string leftFolder = bed.workDirectory() + "/L";
-    std::string rightFolder = bed.workDirectory() + "/R";
-    std::filesystem::create_directories(leftFolder + "/sub");
-    std::filesystem::create_directories(rightFolder);
-    writeFile(leftFolder + "/a.txt", "1");
-    writeFile(leftFolder + "/sub/b.txt", "2");
-    writeFile(rightFolder + "/a.txt", "3");
-    writeFile(rightFolder + "/c.txt", "4");
-    CVCommandResult result = bed.runTool({"--changeset", "--filelist", leftFolder, rightFolder});
+    for (const char* name : {"/L/a.txt", "/L/sub/b.txt", "/R/a.txt", "/R/c.txt"}) {
+        writeFile(bed.workDirectory() + name, name);
+    }
+    CVCommandResult result = bed.runTool(
+        {"--changeset", "--filelist", bed.workDirectory() + "/L", bed.workDirectory() + "/R"});
     EXPECT_EQ(result.status, 0) << result.standardError;
     std::string listing = bed.listDocuments().standardOutput;
     EXPECT_EQ(regexMatches(listing, "\"relativePath\":\"([^\"]+)\""),

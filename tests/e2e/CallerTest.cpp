@@ -23,12 +23,12 @@ protected:
 
     void SetUp() override {
         std::filesystem::create_directories(repository);
-        bed.setEnvironment("GIT_CONFIG_NOSYSTEM", "1");
-        bed.setEnvironment("GIT_AUTHOR_NAME", "Test");
-        bed.setEnvironment("GIT_AUTHOR_EMAIL", "test@example.invalid");
-        bed.setEnvironment("GIT_COMMITTER_NAME", "Test");
-        bed.setEnvironment("GIT_COMMITTER_EMAIL", "test@example.invalid");
-        bed.setEnvironment("BRZ_EMAIL", "Test <test@example.invalid>");
+        bed.setEnvironment({{"GIT_CONFIG_NOSYSTEM", "1"},
+                            {"GIT_AUTHOR_NAME", "Test"},
+                            {"GIT_AUTHOR_EMAIL", "test@example.invalid"},
+                            {"GIT_COMMITTER_NAME", "Test"},
+                            {"GIT_COMMITTER_EMAIL", "test@example.invalid"},
+                            {"BRZ_EMAIL", "Test <test@example.invalid>"}});
     }
 
     CVCommandResult shell(const std::string& script) {
@@ -39,13 +39,6 @@ protected:
     }
 
     std::string listing() { return bed.listDocuments().standardOutput; }
-    std::string journal() {
-        std::string text;
-        for (const std::string& line : bed.journalLines()) {
-            text += line + "\n";
-        }
-        return text;
-    }
 };
 
 TEST_F(ARealCaller, GitDifftoolSendsOneChangesetWithItsSummary) {
@@ -57,7 +50,7 @@ TEST_F(ARealCaller, GitDifftoolSendsOneChangesetWithItsSummary) {
 
     std::string documents = listing();
     EXPECT_EQ(regexMatches(documents, "\"GUID\":\"([^\"]+)\"").size(), 1u) << documents;
-    std::string calls = journal();
+    std::string calls = bed.journal();
     // Both items and the summary name git as the caller: "git diff", the nearest git ancestor.
     EXPECT_EQ(regexMatches(calls, "\"parentProcessName\":\"(git)\"\\},\"reply\"").size(), 3u)
         << calls;
@@ -71,7 +64,7 @@ TEST_F(ARealCaller, SubversionDiffSendsAnItemNamedAfterTheWorkingCopyPath) {
           "printf 'two\\n' > file.txt");
     shell("svn diff --diff-cmd '" + bed.toolPath() + "' file.txt");
 
-    std::string calls = journal();
+    std::string calls = bed.journal();
     EXPECT_EQ(regexMatches(calls, "\"parentProcessName\":\"(svn)\"\\},\"reply\"").size(), 1u)
         << calls;
     EXPECT_EQ(regexMatches(calls, "\"(CVCLISerializedPartialChangeset)\"").size(), 1u) << calls;
@@ -85,8 +78,8 @@ TEST_F(ARealCaller, MercurialExtdiffIsRecognisedAsTheCaller) {
     // extdiff's own status says whether there were differences.
     bed.run({"hg", "--config", "extensions.extdiff=", "extdiff", "-p", bed.toolPath(), "f.txt"},
             {.workingDirectory = repository, .deadline = 60s});
-    EXPECT_EQ(regexMatches(journal(), "\"parentProcessName\":\"(hg)\"\\},\"reply\"").size(), 1u)
-        << journal();
+    EXPECT_EQ(regexMatches(bed.journal(), "\"parentProcessName\":\"(hg)\"\\},\"reply\"").size(), 1u)
+        << bed.journal();
 }
 
 TEST_F(ARealCaller, BreezyDiffIsRecognisedAsTheCaller) {
@@ -96,7 +89,7 @@ TEST_F(ARealCaller, BreezyDiffIsRecognisedAsTheCaller) {
     // brz diff exits 1 when there are differences.
     bed.run({"brz", "diff", "--using", bed.toolPath(), "f.txt"},
             {.workingDirectory = repository, .deadline = 60s});
-    std::string calls = journal();
+    std::string calls = bed.journal();
     EXPECT_EQ(regexMatches(calls, "\"parentProcessName\":\"(brz)\"\\},\"reply\"").size(), 1u)
         << calls;
     EXPECT_EQ(regexMatches(calls, "\"(CVCLISerializedPartialChangeset)\"").size(), 1u) << calls;

@@ -72,11 +72,8 @@ TEST_F(ATool, PrintsAnErrorDescriptionBeforeTheShortUsage) {
 
 TEST_F(ATool, RefusesTheSameFileNamedThroughALinkedFolder) {
     std::string folder = bed.workDirectory() + "/folder";
-    std::filesystem::create_directories(folder);
+    writeFile(folder + "/f.txt", "");
     std::filesystem::create_directory_symlink(folder, bed.workDirectory() + "/link");
-    FILE* file = fopen((folder + "/f.txt").c_str(), "w");
-    ASSERT_NE(file, nullptr);
-    fclose(file);
     CVCommandResult result = run({"folder/f.txt", "link/f.txt"});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.standardError,
@@ -85,11 +82,10 @@ TEST_F(ATool, RefusesTheSameFileNamedThroughALinkedFolder) {
 }
 
 TEST_F(ATool, RefusesToPairAFolderHoldingANameThatIsNotUTF8) {
-    for (const char* side : {"/left", "/right"}) {
-        std::filesystem::create_directories(bed.workDirectory() + side + "/sub");
-        fclose(fopen((bed.workDirectory() + side + "/plain.txt").c_str(), "w"));
+    std::filesystem::create_directories(bed.workDirectory() + "/left/sub");
+    for (const char* name : {"/left/plain.txt", "/right/plain.txt", "/right/sub/caf\xE9.txt"}) {
+        writeFile(bed.workDirectory() + name, "");
     }
-    fclose(fopen((bed.workDirectory() + "/right/sub/caf\xE9.txt").c_str(), "w"));
     CVCommandResult result = run({"--changeset", "--filelist", "left", "right"});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.standardError,

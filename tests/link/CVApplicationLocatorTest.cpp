@@ -7,7 +7,6 @@
 #include <filesystem>
 
 #include "CVApplicationTestBundles.h"
-#include "TemporaryFolder.h"
 #include "link/cvdiff-util.h"
 #include "platform/CVPaths.h"
 #include "platform/CVUserDefaults.h"
@@ -144,11 +143,10 @@ protected:
     std::string runningBundle(const std::string& name, const std::string& identifier,
                               const std::string& version) {
         std::string path = makeBundle(folder_ / name, identifier, version, "/bin/sleep");
-        processes_.push_back(std::make_unique<ChildProcess>(path + "/Contents/MacOS/Corvane",
-                                                            std::vector<std::string>{"60"}));
+        processes_.push_back(startProgram(folder_, path + "/Contents/MacOS/Corvane", {"60"}));
         return path;
     }
-    pid_t lastProcess() const { return processes_.back()->processIdentifier(); }
+    pid_t lastProcess() const { return processes_.back()->processID(); }
 
     // Registers a bundle through the desktop entry of the identifier.
     void registerBundle(const std::string& path) {
@@ -165,7 +163,7 @@ protected:
     }
 
     TemporaryFolder folder_;
-    std::vector<std::unique_ptr<ChildProcess>> processes_;
+    std::vector<std::unique_ptr<CVTestProcess>> processes_;
     std::string errorOutput_;
 };
 

@@ -6,9 +6,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 
+#include "ScopedVariable.h"
 #include "TemporaryFolder.h"
 #include "platform/CVPropertyList.h"
 #include "process/ZPProcessInformation.h"
@@ -18,20 +18,6 @@ namespace {
 // Every test gets its own $XDG_DATA_HOME, so the closed list starts missing.
 class ACoordinator : public testing::Test {
 protected:
-    void SetUp() override {
-        if (const char* previous = getenv("XDG_DATA_HOME")) {
-            previousDataHome_ = previous;
-        }
-        setenv("XDG_DATA_HOME", dataHome_.path().c_str(), 1);
-    }
-    void TearDown() override {
-        if (previousDataHome_) {
-            setenv("XDG_DATA_HOME", previousDataHome_->c_str(), 1);
-        } else {
-            unsetenv("XDG_DATA_HOME");
-        }
-    }
-
     std::string folder() const { return dataHome_ / "Corvane"; }
     std::string file() const { return dataHome_ / "Corvane/ClosedChangesets.plist"; }
 
@@ -53,7 +39,7 @@ protected:
     }
 
     TemporaryFolder dataHome_;
-    std::optional<std::string> previousDataHome_;
+    ScopedVariable dataHomeVariable_{"XDG_DATA_HOME", dataHome_.path()};
 };
 
 std::vector<std::string> uuids(int first, int count) {

@@ -65,6 +65,26 @@ TEST_F(ADistributedNotificationWaiter, EndsOnlyOnItsOwnDocumentAndKeepsThatUserI
     EXPECT_EQ(waiter.userInfo(), (UserInfo{{"which", "mine"}}));
 }
 
+TEST_F(ADistributedNotificationWaiter, HandsANotificationThatCameEarlyToAnObserverAddedLater) {
+    // As with a merge resolved at once: the wait stands before the document is sent, the merge
+    // notification arrives, and only then is its observer added.
+    CVDistributedNotificationWaiter waiter(10.0, 0, kClose, "document-1");
+    post("CVMergeFinishedByResolvingNotification", "document-1");
+    // A round trip: the daemon has routed the notification before the observer exists.
+    ASSERT_GE(sd_bus_call_method(application_, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                 "org.freedesktop.DBus", "GetId", nullptr, nullptr, ""),
+              0);
+    bool resolved = false;
+    auto& center = CVDistributedNotificationCenter::defaultCenter();
+    auto token = center.addObserver("CVMergeFinishedByResolvingNotification", "document-1",
+                                    [&resolved](const auto&, const auto&) { resolved = true; });
+    post(kClose, "document-1");
+
+    EXPECT_TRUE(waiter.runRunLoopUntilNotificationsReceived());
+    center.removeObserver(token);
+    EXPECT_TRUE(resolved);
+}
+
 TEST_F(ADistributedNotificationWaiter, RegisteredWithAnObjectIgnoresOtherObjects) {
     CVDistributedNotificationWaiter waiter(10.0, 0, kClose, "document-1");
 

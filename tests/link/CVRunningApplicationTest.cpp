@@ -6,7 +6,6 @@
 #include <filesystem>
 
 #include "CVApplicationTestBundles.h"
-#include "TemporaryFolder.h"
 
 namespace {
 
@@ -19,72 +18,66 @@ bool isListed(pid_t processIdentifier) {
 
 class ARunningApplication : public testing::Test {
 protected:
+    // <folder>/Corvane.app, its executable a copy of the program.
+    std::string bundle(const std::string& folder, const std::string& program = "/bin/sleep",
+                       const std::string& executableName = "Corvane") {
+        return makeBundle(folder_ / (folder + "/Corvane.app"), "com.corvane.Corvane", "9077",
+                          program, executableName);
+    }
+
     TemporaryFolder folder_;
 };
 
 TEST_F(ARunningApplication, IsAProcessStartedFromABundlesExecutableFolder) {
-    std::string bundle =
-        makeBundle(folder_ / "Corvane.app", "com.corvane.Corvane", "9077", "/bin/sleep");
-    ChildProcess process(bundle + "/Contents/MacOS/Corvane", {"60"});
+    std::string path = bundle("apps");
+    auto process = startProgram(folder_, path + "/Contents/MacOS/Corvane", {"60"});
 
     auto application =
-        CVRunningApplication::runningApplicationWithProcessIdentifier(process.processIdentifier());
+        CVRunningApplication::runningApplicationWithProcessIdentifier(process->processID());
     ASSERT_TRUE(application.has_value());
-    EXPECT_EQ(application->processIdentifier(), process.processIdentifier());
-    EXPECT_EQ(application->bundlePath(), bundle);
+    EXPECT_EQ(application->processIdentifier(), process->processID());
+    EXPECT_EQ(application->bundlePath(), path);
     EXPECT_EQ(application->bundleIdentifier(), "com.corvane.Corvane");
-    EXPECT_TRUE(isListed(process.processIdentifier()));
+    EXPECT_TRUE(isListed(process->processID()));
 }
 
-TEST_F(ARunningApplication, IsNoProcessOutsideABundle) {
-    std::string program = folder_ / "Corvane.app/Contents/sleep";
-    makeBundle(folder_ / "Corvane.app", "com.corvane.Corvane", "9077", "/bin/sleep", "../sleep");
-    ChildProcess process(program, {"60"});
-
-    EXPECT_EQ(
-        CVRunningApplication::runningApplicationWithProcessIdentifier(process.processIdentifier()),
-        std::nullopt);
-    EXPECT_FALSE(isListed(process.processIdentifier()));
-}
-
-TEST_F(ARunningApplication, IsNoOtherExecutableOfTheBundleSuchAsTheTool) {
-    std::string bundle =
-        makeBundle(folder_ / "Corvane.app", "com.corvane.Corvane", "9077", "/bin/sleep");
-    std::filesystem::copy_file("/bin/sleep", bundle + "/Contents/MacOS/cvdiff");
-    ChildProcess tool(bundle + "/Contents/MacOS/cvdiff", {"60"});
-
-    EXPECT_EQ(
-        CVRunningApplication::runningApplicationWithProcessIdentifier(tool.processIdentifier()),
-        std::nullopt);
-    EXPECT_FALSE(isListed(tool.processIdentifier()));
-}
-
-TEST_F(ARunningApplication, IsNoProcessOfAnotherSession) {
-    std::string bundle =
-        makeBundle(folder_ / "Corvane.app", "com.corvane.Corvane", "9077", "/bin/sleep");
-    ChildProcess process(bundle + "/Contents/MacOS/Corvane", {"60"},
-                         {{"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + folder_ / "other-bus"}});
-
-    EXPECT_EQ(
-        CVRunningApplication::runningApplicationWithProcessIdentifier(process.processIdentifier()),
-        std::nullopt);
-    EXPECT_FALSE(isListed(process.processIdentifier()));
+TEST_F(ARunningApplication, IsNoProcessOutsideABundleNoOtherExecutableAndNoneOfAnotherSession) {
+    std::string tool = bundle("tool") + "/Contents/MacOS/cvdiff";
+    std::filesystem::copy_file("/bin/sleep", tool);
+    struct Case {
+        const char* what;
+        std::string program;
+        CVEnvironmentChanges changes;
+    };
+    for (const Case& notAnApplication : std::vector<Case>{
+             {"outside a bundle", bundle("outside", "/bin/sleep", "../sleep") + "/Contents/sleep"},
+             {"the tool", tool},
+             {"of another session",
+              bundle("other") + "/Contents/MacOS/Corvane",
+              {{"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + folder_ / "other-bus"}}}}) {
+        auto process =
+            startProgram(folder_, notAnApplication.program, {"60"}, notAnApplication.changes);
+        EXPECT_EQ(
+            CVRunningApplication::runningApplicationWithProcessIdentifier(process->processID()),
+            std::nullopt)
+            << notAnApplication.what;
+        EXPECT_FALSE(isListed(process->processID())) << notAnApplication.what;
+    }
 }
 
 TEST_F(ARunningApplication, HasFinishedLaunchingOnceItOwnsItsBundleIdentifierOnTheBus) {
     std::string launching =
         makeBundle(folder_ / "Launching.app", "com.example.Launching", "1", "/bin/sleep");
-    ChildProcess sleeper(launching + "/Contents/MacOS/Corvane", {"60"});
-    std::string bundle = makeBundle(folder_ / "Corvane.app", "com.corvane.Corvane", "9077",
-                                    RUNNING_APPLICATION_TEST_HELPER);
-    ChildProcess owner(bundle + "/Contents/MacOS/Corvane", {"com.corvane.Corvane"});
+    auto sleeper = startProgram(folder_, launching + "/Contents/MacOS/Corvane", {"60"});
+    std::string owner = bundle("apps", RUNNING_APPLICATION_TEST_HELPER) + "/Contents/MacOS/Corvane";
+    auto ownerProcess = startProgram(folder_, owner, {"com.corvane.Corvane"});
 
     auto application =
-        CVRunningApplication::runningApplicationWithProcessIdentifier(owner.processIdentifier());
+        CVRunningApplication::runningApplicationWithProcessIdentifier(ownerProcess->processID());
     ASSERT_TRUE(application.has_value());
-    EXPECT_TRUE(eventually([&] { return application->isFinishedLaunching(); }));
+    EXPECT_TRUE(CVWaitUntil([&] { return application->isFinishedLaunching(); }));
     auto other =
-        CVRunningApplication::runningApplicationWithProcessIdentifier(sleeper.processIdentifier());
+        CVRunningApplication::runningApplicationWithProcessIdentifier(sleeper->processID());
     ASSERT_TRUE(other.has_value());
     EXPECT_FALSE(other->isFinishedLaunching());
 }

@@ -7,7 +7,6 @@
 #include <filesystem>
 
 #include "CVApplicationTestBundles.h"
-#include "TemporaryFolder.h"
 
 namespace {
 
@@ -76,7 +75,7 @@ TEST_F(TheWorkspace, OpensTheBundlesExecutableWithTheExtraEnvironmentAndLeavesNo
     EXPECT_EQ(opened->bundlePath(), bundle);
     EXPECT_EQ(opened->bundleIdentifier(), kIdentifier);
     EXPECT_EQ(waitpid(opened->processIdentifier(), nullptr, WNOHANG), -1);
-    EXPECT_TRUE(eventually([&] { return std::filesystem::exists(report); }));
+    EXPECT_TRUE(CVWaitUntil([&] { return std::filesystem::exists(report); }));
     EXPECT_EQ(readFile(report), "1\n/\n");
 }
 

@@ -2,8 +2,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cstdlib>
-
+#include "ScopedVariable.h"
 #include "TemporaryFolder.h"
 #include "model/CVCLISerializedFile.h"
 #include "platform/CVProcessName.h"
@@ -27,22 +26,7 @@ bool isTemporary(const std::string& path, std::vector<std::string> environment =
 
 // Points the temporary directory elsewhere so that /tmp paths test only the other rules.
 class WithTemporaryDirectory : public ::testing::Test {
-protected:
-    void SetUp() override {
-        const char* value = getenv("TMPDIR");
-        saved_ = value ? std::optional<std::string>(value) : std::nullopt;
-        setenv("TMPDIR", "/scratch/user/T", 1);
-    }
-    void TearDown() override {
-        if (saved_) {
-            setenv("TMPDIR", saved_->c_str(), 1);
-        } else {
-            unsetenv("TMPDIR");
-        }
-    }
-
-private:
-    std::optional<std::string> saved_;
+    ScopedVariable temporaryDirectory_{"TMPDIR", "/scratch/user/T"};
 };
 
 }  // namespace

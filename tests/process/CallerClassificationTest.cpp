@@ -152,11 +152,9 @@ TEST(ACaller, ThatIsAJetBrainsIDEOrGitKrakenCannotHandleStandardInput) {
 TEST(ACaller, IsQuorvelWhenItsBundleSaysSo) {
     TemporaryFolder folder;
     auto bundleWithIdentifier = [&](const std::string& name, const std::string& identifier) {
-        folder.write(name + ".app/Contents/Info.plist",
-                     "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                     "<plist version=\"1.0\"><dict><key>CFBundleIdentifier</key><string>" +
-                         identifier + "</string></dict></plist>\n");
-        return helperAt(folder, name + ".app/Contents/MacOS/" + name);
+        return makeBundle(folder / (name + ".app"), identifier, std::nullopt,
+                          processTestHelperPath(), name) +
+               "/Contents/MacOS/" + name;
     };
     std::string quorvel = bundleWithIdentifier("Quorvel", "com.quorvel.Quorvel4");
     std::string other = bundleWithIdentifier("Other", "com.quorvel.Quorvel5");

@@ -3,14 +3,16 @@
 #include <sys/types.h>
 
 #include <chrono>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "CVBusConnection.h"
+#include "CVPrivateBus.h"
 #include "CVTestProcess.h"
+#include "CVWaitUntil.h"
+#include "TemporaryFolder.h"
 
 // A private desktop session for process-level tests: its own dbus-daemon on a socket in a
 // temporary folder, a temporary home with the XDG folders, and the built Corvane.app registered
@@ -18,10 +20,10 @@
 // Destruction ends every process the bed started and every process that uses its bus (the
 // application the tool launched included), then removes the folder.
 //
-// Layout under root(): bus (socket), config/ (XDG_CONFIG_HOME), data/ (XDG_DATA_HOME, with
-// applications/com.corvane.Corvane.desktop), share/ (XDG_DATA_DIRS), runtime/ (XDG_RUNTIME_DIR),
-// tmp/ (TMPDIR), home/ (HOME), work/ (the default working directory) and journal.jsonl (the
-// application's journal, CORVANE_JOURNAL).
+// Layout under root(): bus (socket; see CVPrivateBus), config/ (XDG_CONFIG_HOME), data/
+// (XDG_DATA_HOME, with applications/com.corvane.Corvane.desktop), share/ (XDG_DATA_DIRS), runtime/
+// (XDG_RUNTIME_DIR), tmp/ (TMPDIR), home/ (HOME), work/ (the default working directory) and
+// journal.jsonl (the application's journal, CORVANE_JOURNAL).
 class CVTestBed {
 public:
     // Starts the bus; throws std::runtime_error when the daemon does not come up. The build
@@ -31,21 +33,20 @@ public:
     CVTestBed(const CVTestBed&) = delete;
     CVTestBed& operator=(const CVTestBed&) = delete;
 
-    const std::string& root() const { return root_; }
-    std::string workDirectory() const { return root_ + "/work"; }
-    std::string configHome() const { return root_ + "/config"; }
-    std::string dataHome() const { return root_ + "/data"; }
-    std::string temporaryDirectory() const { return root_ + "/tmp"; }
-    std::string journalPath() const { return root_ + "/journal.jsonl"; }
-    const std::string& busAddress() const { return busAddress_; }
+    const std::string& root() const { return root_.path(); }
+    std::string workDirectory() const { return root_ / "work"; }
+    std::string dataHome() const { return root_ / "data"; }
+    std::string temporaryDirectory() const { return root_ / "tmp"; }
+    std::string journalPath() const { return root_ / "journal.jsonl"; }
+    const std::string& busAddress() const { return daemon_->address(); }
     std::string bundlePath() const { return buildDirectory_ + "/Corvane.app"; }
     std::string toolPath() const { return bundlePath() + "/Contents/MacOS/cvdiff"; }
     std::string applicationPath() const { return bundlePath() + "/Contents/MacOS/Corvane"; }
 
     // The commands' environment, "NAME=value" each.
     const std::vector<std::string>& environment() const { return environment_; }
-    // Sets (or, with nothing, removes) a variable for every later command.
-    void setEnvironment(const std::string& name, const std::optional<std::string>& value);
+    // Changes the environment of every later command.
+    void setEnvironment(const CVEnvironmentChanges& changes);
 
     // Runs a command (argument 0 is a path, or a name searched in PATH) to its end.
     CVCommandResult run(const std::vector<std::string>& command, const CVRunOptions& options = {});
@@ -67,9 +68,6 @@ public:
         std::chrono::milliseconds deadline = std::chrono::seconds(10));
     // Whether something owns com.corvane.Corvane on the bed's bus.
     bool isApplicationRunning();
-    // Waits until the application runs (or, with false, no longer runs); false at the deadline.
-    bool waitUntilApplicationRuns(bool running = true,
-                                  std::chrono::milliseconds deadline = std::chrono::seconds(10));
     // The process that owns com.corvane.Corvane.
     std::optional<pid_t> applicationProcessID();
 
@@ -82,8 +80,10 @@ public:
                                 const std::string& result = "");
     CVCommandResult quitApplication();
 
-    // The journal's lines (JSON objects), oldest first.
+    // The journal's lines (JSON objects), oldest first; journal() joins them, each with its line
+    // feed.
     std::vector<std::string> journalLines() const;
+    std::string journal() const;
     // Waits until a journal line contains every fragment (e.g. "\"member\":\"processID\"");
     // answers the first such line, or nothing at the deadline.
     std::optional<std::string> waitForJournalLine(
@@ -95,21 +95,15 @@ public:
     // A new connection to the bed's bus.
     std::unique_ptr<CVBusConnection> connect() const;
 
-    // Waits until the condition holds, checking every few milliseconds; false at the deadline.
-    static bool waitUntil(const std::function<bool()>& condition,
-                          std::chrono::milliseconds deadline = std::chrono::seconds(10));
-
     // The process is gone, or a zombie that only waits for its parent to collect it.
     static bool processHasEnded(pid_t pid);
 
 private:
-    void startDaemon();
     void endProcessesOfTheBus();
 
     std::string buildDirectory_;
-    std::string root_;
-    std::string busAddress_;
-    pid_t daemon_ = -1;
+    TemporaryFolder root_;
+    std::unique_ptr<CVPrivateBus> daemon_;
     std::vector<std::string> environment_;
     std::vector<std::shared_ptr<CVTestProcess>> started_;
     std::unique_ptr<CVBusConnection> bus_;

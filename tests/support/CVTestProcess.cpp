@@ -96,6 +96,27 @@ void killGroup(pid_t group) {
 
 }  // namespace
 
+std::vector<std::string> CVEnvironmentWithChanges(const std::vector<std::string>& environment,
+                                                  const CVEnvironmentChanges& changes) {
+    std::vector<std::string> changed = environment;
+    for (const auto& [name, value] : changes) {
+        std::erase_if(changed,
+                      [&](const std::string& entry) { return entry.starts_with(name + "="); });
+        if (value) {
+            changed.push_back(name + "=" + *value);
+        }
+    }
+    return changed;
+}
+
+std::vector<std::string> CVEnvironmentWithChanges(const CVEnvironmentChanges& changes) {
+    std::vector<std::string> own;
+    for (char** entry = environ; *entry != nullptr; ++entry) {
+        own.emplace_back(*entry);
+    }
+    return CVEnvironmentWithChanges(own, changes);
+}
+
 CVTestProcess::CVTestProcess(const std::vector<std::string>& command,
                              const std::vector<std::string>& environment,
                              const std::string& workingDirectory,

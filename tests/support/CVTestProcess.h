@@ -18,14 +18,22 @@ struct CVCommandResult {
     bool timedOut = false;
 };
 
+// Changes to an environment ("NAME=value" each): a value sets the variable, nothing removes it.
+using CVEnvironmentChanges = std::vector<std::pair<std::string, std::optional<std::string>>>;
+
+// The environment with the changes made; with no environment given, this process's own.
+std::vector<std::string> CVEnvironmentWithChanges(const std::vector<std::string>& environment,
+                                                  const CVEnvironmentChanges& changes);
+std::vector<std::string> CVEnvironmentWithChanges(const CVEnvironmentChanges& changes);
+
 // How to run a command.
 struct CVRunOptions {
     // Written to the command through a pipe, which is then closed. Nothing: /dev/null.
     std::optional<std::string> standardInput = std::nullopt;
     // The working directory (also its PWD); nothing: the bed's work folder.
     std::optional<std::string> workingDirectory = std::nullopt;
-    // Changes to the environment: a value sets the variable, nothing removes it.
-    std::vector<std::pair<std::string, std::optional<std::string>>> environment = {};
+    // Changes to the environment.
+    CVEnvironmentChanges environment = {};
     // How long run() waits, and how long wait() waits by default.
     std::chrono::milliseconds deadline{30000};
 };

@@ -1,9 +1,5 @@
 #include "TemporaryFolder.h"
 
-#include <dirent.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
@@ -13,8 +9,8 @@
 
 TemporaryFolder::TemporaryFolder() {
     const char* base = getenv("TMPDIR");
-    std::string pattern = std::string(base != nullptr && *base != '\0' ? base : "/tmp") +
-                          "/cvdiff-test-XXXXXX";
+    std::string pattern =
+        std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/cvdiff-test-XXXXXX";
     if (mkdtemp(pattern.data()) == nullptr) {
         throw std::runtime_error("mkdtemp failed");
     }
@@ -28,10 +24,14 @@ TemporaryFolder::~TemporaryFolder() {
 }
 
 std::string TemporaryFolder::write(const std::string& name, const std::string& content) const {
-    std::string path = *this / name;
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-    std::ofstream(path, std::ios::binary) << content;
-    return path;
+    writeFile(*this / name, content);
+    return *this / name;
+}
+
+void TemporaryFolder::write(const std::vector<std::pair<std::string, std::string>>& files) const {
+    for (const auto& [name, content] : files) {
+        write(name, content);
+    }
 }
 
 std::string TemporaryFolder::makeFolder(const std::string& name) const {
@@ -55,4 +55,33 @@ std::vector<std::string> folderEntries(const std::string& path) {
     }
     std::sort(names.begin(), names.end());
     return names;
+}
+
+void writeFile(const std::string& path, const std::string& content) {
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::ofstream(path, std::ios::binary) << content;
+}
+
+std::string makeBundle(const std::string& bundlePath, const std::optional<std::string>& identifier,
+                       const std::optional<std::string>& version,
+                       const std::optional<std::string>& program,
+                       const std::string& executableName) {
+    namespace fs = std::filesystem;
+    fs::create_directories(bundlePath + "/Contents/MacOS");
+    std::string plist =
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<dict>\n"
+        "<key>CFBundleExecutable</key><string>" +
+        executableName + "</string>\n";
+    if (identifier) {
+        plist += "<key>CFBundleIdentifier</key><string>" + *identifier + "</string>\n";
+    }
+    if (version) {
+        plist += "<key>CVDiffBundleVersion</key><string>" + *version + "</string>\n";
+    }
+    writeFile(bundlePath + "/Contents/Info.plist", plist + "</dict>\n</plist>\n");
+    if (program) {
+        fs::copy_file(*program, bundlePath + "/Contents/MacOS/" + executableName,
+                      fs::copy_options::overwrite_existing);
+    }
+    return bundlePath;
 }

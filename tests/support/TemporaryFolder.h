@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,8 @@ public:
     std::string operator/(const std::string& name) const { return path_ + "/" + name; }
     // Writes a file (making its folders) and returns its path.
     std::string write(const std::string& name, const std::string& content) const;
+    // Writes each file (name, content).
+    void write(const std::vector<std::pair<std::string, std::string>>& files) const;
     // Makes a folder (and its parents) and returns its path.
     std::string makeFolder(const std::string& name) const;
 
@@ -27,3 +30,12 @@ private:
 std::string readFile(const std::string& path);
 // The names in a folder, sorted ("." and ".." left out); empty when it cannot be read.
 std::vector<std::string> folderEntries(const std::string& path);
+// Writes a file, making its folders.
+void writeFile(const std::string& path, const std::string& content);
+
+// Makes a bundle folder with Contents/Info.plist holding the keys that are given, and, when
+// `program` is given, a copy of it as Contents/MacOS/<executableName>. Returns the bundle path.
+std::string makeBundle(const std::string& bundlePath, const std::optional<std::string>& identifier,
+                       const std::optional<std::string>& version,
+                       const std::optional<std::string>& program = std::nullopt,
+                       const std::string& executableName = "Corvane");

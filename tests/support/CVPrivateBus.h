@@ -1,0 +1,113 @@
+#pragma once
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <systemd/sd-bus.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+
+// A private dbus-daemon with a session bus's policy (anyone may own any name, send anything and
+// eavesdrop), listening on <folder>/bus, in a process group of its own. Its configuration
+// (bus.conf, which names the folder on its command line) and its notices (bus.log) lie beside
+// the socket. Without a folder it makes a temporary one, removed with it. Header-only, so that
+// programs without the test support library can use it too.
+class CVPrivateBus {
+public:
+    // Returns once the daemon listens; throws std::runtime_error when it does not come up.
+    explicit CVPrivateBus(std::string folder = "")
+        : ownsFolder_(folder.empty()), folder_(ownsFolder_ ? temporaryFolder() : folder) {
+        address_ = "unix:path=" + folder_ + "/bus";
+        std::string configuration = "--config-file=" + folder_ + "/bus.conf";
+        std::string log = folder_ + "/bus.log";
+        std::ofstream(folder_ + "/bus.conf")
+            << "<busconfig><type>session</type><listen>" << address_
+            << "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
+               "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
+               "<allow own=\"*\"/></policy></busconfig>\n";
+        int ready[2];
+        if (pipe(ready) != 0) {
+            throw std::runtime_error("pipe failed");
+        }
+        daemon_ = fork();
+        if (daemon_ == 0) {
+            setpgid(0, 0);
+            dup2(ready[1], 3);
+            int notices = open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+            dup2(notices, STDOUT_FILENO);
+            dup2(notices, STDERR_FILENO);
+            execlp("dbus-daemon", "dbus-daemon", configuration.c_str(), "--nofork",
+                   "--print-address=3", static_cast<char*>(nullptr));
+            _exit(127);
+        }
+        setpgid(daemon_, daemon_);
+        close(ready[1]);
+        // The daemon prints its address once it listens.
+        char character = 0;
+        while (read(ready[0], &character, 1) == 1 && character != '\n') {
+        }
+        close(ready[0]);
+        if (character != '\n') {
+            kill();
+            std::ostringstream notices;
+            notices << std::ifstream(log).rdbuf();
+            throw std::runtime_error("the private dbus-daemon did not start: " + notices.str());
+        }
+    }
+    ~CVPrivateBus() {
+        kill();
+        if (ownsFolder_) {
+            std::error_code ignored;
+            std::filesystem::remove_all(folder_, ignored);
+        }
+    }
+    CVPrivateBus(const CVPrivateBus&) = delete;
+    CVPrivateBus& operator=(const CVPrivateBus&) = delete;
+
+    const std::string& address() const { return address_; }
+
+    // Makes it this process's session bus (DBUS_SESSION_BUS_ADDRESS).
+    void makeSessionBus() const { setenv("DBUS_SESSION_BUS_ADDRESS", address_.c_str(), 1); }
+
+    // Ends the daemon at once, as a crash would.
+    void kill() {
+        if (daemon_ > 0) {
+            ::kill(-daemon_, SIGKILL);
+            waitpid(daemon_, nullptr, 0);
+            daemon_ = -1;
+        }
+    }
+
+    // A connection of its own, for playing the application's side. Unreference when done.
+    sd_bus* openConnection() const {
+        sd_bus* bus = nullptr;
+        if (sd_bus_new(&bus) < 0 || sd_bus_set_address(bus, address_.c_str()) < 0 ||
+            sd_bus_set_bus_client(bus, 1) < 0 || sd_bus_start(bus) < 0) {
+            sd_bus_unref(bus);
+            throw std::runtime_error("cannot connect to " + address_);
+        }
+        return bus;
+    }
+
+private:
+    static std::string temporaryFolder() {
+        const char* base = getenv("TMPDIR");
+        std::string pattern =
+            std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/cvdiff-bus-XXXXXX";
+        if (mkdtemp(pattern.data()) == nullptr) {
+            throw std::runtime_error("mkdtemp failed for " + pattern);
+        }
+        return pattern;
+    }
+
+    bool ownsFolder_;
+    std::string folder_;
+    std::string address_;
+    pid_t daemon_ = -1;
+};

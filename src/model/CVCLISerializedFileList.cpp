@@ -29,6 +29,10 @@ struct PairingSide {
     CVFolderListing listing;
     // The absolute folder when files may be taken straight from the walk.
     std::optional<std::string> absoluteFolder;
+    // The last folder above a name that `isProvablyAbsent` answered for, with a trailing slash,
+    // and its answer.
+    std::string answeredFolder;
+    bool answeredFolderIsAbsent = false;
 
     PairingSide(std::string path, std::optional<bool> isTemporary,
                 std::optional<bool> isDeletedOnExit)
@@ -49,14 +53,24 @@ struct PairingSide {
 
     // Whether nothing exists at the relative path, by the walk alone: the nearest ancestor folder
     // that was read did not list the next name on the way down as anything.
-    bool isProvablyAbsent(const std::string& relativePath) const {
+    bool isProvablyAbsent(const std::string& relativePath) {
+        if (!answeredFolder.empty() && relativePath.starts_with(answeredFolder)) {
+            return answeredFolderIsAbsent;
+        }
         std::string path = relativePath;
         while (true) {
             size_t slash = path.rfind('/');
             std::string parent = slash == std::string::npos ? std::string() : path.substr(0, slash);
             if (listing.folders.contains(parent)) {
-                return !isListedFile(path) && !listing.folders.contains(path) &&
-                       !listing.unreadableFolders.contains(path);
+                bool absent = !isListedFile(path) && !listing.folders.contains(path) &&
+                              !listing.unreadableFolders.contains(path);
+                if (path.size() < relativePath.size()) {
+                    // Nothing under a folder that was not read was read either: the answer holds
+                    // for every name below it, and those are asked for one after another.
+                    answeredFolder = path + '/';
+                    answeredFolderIsAbsent = absent;
+                }
+                return absent;
             }
             if (slash == std::string::npos) {
                 return false;
@@ -79,9 +93,10 @@ struct PairingSide {
     }
 
     // The file as the factories and `uniqueFiles` would leave it, when the walk alone tells:
-    // a regular file it listed, or "/dev/null" for a name missing from a folder it read.
-    std::optional<std::shared_ptr<CVCLISerializedFile>> walkedFile(
-        const std::string& relativePath, const CVFolderEntry* entry) const {
+    // a regular file it listed, or null (which `addFile` takes as "/dev/null") for a name missing
+    // from a folder it read.
+    std::optional<std::shared_ptr<CVCLISerializedFile>> walkedFile(const std::string& relativePath,
+                                                                   const CVFolderEntry* entry) {
         if (!absoluteFolder) {
             return std::nullopt;
         }
@@ -96,9 +111,7 @@ struct PairingSide {
         if (!isProvablyAbsent(relativePath)) {
             return std::nullopt;
         }
-        auto absent = std::make_shared<CVCLISerializedFile>();
-        absent->setFilePath("/dev/null");
-        return absent;
+        return std::shared_ptr<CVCLISerializedFile>();
     }
 };
 
@@ -180,11 +193,12 @@ CVCLISerializedFileList::serializedFileListsWithRecursiveContentsOfLeft(
         // Names travel as D-Bus strings, which must be UTF-8; Linux allows any bytes.
         if (!CVIsValidUTF8(relativePath)) {
             const std::string& folder = (leftEntry ? leftSide : rightSide).folder;
-            CVSetError(error, CVError::withLocalizedDescription(
-                                  CVProcessName() + ": " +
-                                  CVEscapingInvalidUTF8(
-                                      CVPaths::appendingPathComponent(folder, relativePath)) +
-                                  ": file name is not valid UTF-8"));
+            CVSetError(
+                error,
+                CVError::withLocalizedDescription(
+                    CVProcessName() + ": " +
+                    CVEscapingInvalidUTF8(CVPaths::appendingPathComponent(folder, relativePath)) +
+                    ": file name is not valid UTF-8"));
             return std::nullopt;
         }
 

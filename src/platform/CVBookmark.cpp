@@ -29,6 +29,18 @@ void appendInteger(std::vector<uint8_t>& out, uint64_t value, int bytes) {
     }
 }
 
+// Magic, version, flags, the path with its length, the device and the inode.
+void appendHead(std::vector<uint8_t>& out, uint8_t flags, std::string_view path, uint64_t device,
+                uint64_t inode) {
+    out.insert(out.end(), std::begin(kMagic), std::end(kMagic));
+    out.push_back(kVersion);
+    out.push_back(flags);
+    appendInteger(out, path.size(), 4);
+    out.insert(out.end(), path.begin(), path.end());
+    appendInteger(out, device, 8);
+    appendInteger(out, inode, 8);
+}
+
 // Bounds-checked little-endian reads over the data.
 class Reader {
 public:
@@ -69,11 +81,11 @@ std::optional<std::string> absolutePath(const std::string& path) {
     if (!path.empty() && path.front() == '/') {
         return path;
     }
-    char buffer[PATH_MAX];
-    if (getcwd(buffer, sizeof buffer) == nullptr) {
+    std::string directory = CVPaths::currentDirectory();
+    if (directory.empty()) {
         return std::nullopt;
     }
-    return CVPaths::appendingPathComponent(buffer, path);
+    return CVPaths::appendingPathComponent(directory, path);
 }
 
 struct FileDescriptor {
@@ -141,27 +153,17 @@ std::optional<std::string> pathOfHandle(const Contents& contents) {
 std::vector<uint8_t> serialize(std::string_view path, uint64_t device, uint64_t inode) {
     std::vector<uint8_t> out;
     out.reserve(sizeof kMagic + 22 + path.size());
-    out.insert(out.end(), std::begin(kMagic), std::end(kMagic));
-    out.push_back(kVersion);
-    out.push_back(0);
-    appendInteger(out, path.size(), 4);
-    out.insert(out.end(), path.begin(), path.end());
-    appendInteger(out, device, 8);
-    appendInteger(out, inode, 8);
+    appendHead(out, 0, path, device, inode);
     return out;
 }
 
 std::vector<uint8_t> serialize(const Contents& contents) {
     std::vector<uint8_t> out;
     out.reserve(sizeof kMagic + 30 + contents.path.size() + contents.handle.size());
-    out.insert(out.end(), std::begin(kMagic), std::end(kMagic));
-    out.push_back(kVersion);
-    out.push_back((contents.securityScoped ? kSecurityScopedFlag : 0) |
-                  (contents.handleType ? kHandleFlag : 0));
-    appendInteger(out, contents.path.size(), 4);
-    out.insert(out.end(), contents.path.begin(), contents.path.end());
-    appendInteger(out, contents.device, 8);
-    appendInteger(out, contents.inode, 8);
+    appendHead(out,
+               (contents.securityScoped ? kSecurityScopedFlag : 0) |
+                   (contents.handleType ? kHandleFlag : 0),
+               contents.path, contents.device, contents.inode);
     if (contents.handleType) {
         appendInteger(out, static_cast<uint32_t>(*contents.handleType), 4);
         appendInteger(out, contents.handle.size(), 4);
@@ -209,11 +211,9 @@ std::optional<Contents> parse(std::span<const uint8_t> data) {
 std::optional<std::vector<uint8_t>> create(const std::string& path, unsigned options,
                                            std::optional<CVError>* error) {
     std::optional<std::string> absolute = absolutePath(path);
-    struct stat status;
-    if (!absolute || lstat(absolute->c_str(), &status) != 0) {
-        int code = absolute ? errno : ENOENT;
-        CVSetError(error,
-                   bookmarkError("Cannot make a bookmark of \"" + path + "\": " + strerror(code)));
+    if (!absolute) {
+        CVSetError(error, bookmarkError("Cannot make a bookmark of \"" + path +
+                                        "\": " + strerror(ENOENT)));
         return std::nullopt;
     }
     Contents contents;
@@ -221,6 +221,7 @@ std::optional<std::vector<uint8_t>> create(const std::string& path, unsigned opt
     // The bookmark is of the file itself, wherever links in its path lead: the same file named
     // through a linked folder resolves to the same path.
     std::unique_ptr<char, decltype(&free)> real(realpath(absolute->c_str(), nullptr), &free);
+    struct stat status;
     if (!real || stat(real.get(), &status) != 0) {
         CVSetError(error,
                    bookmarkError("Cannot make a bookmark of \"" + path + "\": " + strerror(errno)));

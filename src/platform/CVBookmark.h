@@ -34,7 +34,7 @@ struct Contents {
 
 // Bookmark data of the file at the path (a relative path is taken from the current directory; a
 // symbolic link in the last component is resolved). Nothing, with the error, when no file exists
-// there. Costs one lstat and one name_to_handle_at for a plain file.
+// there. Costs the realpath of the path, one stat and one name_to_handle_at.
 std::optional<std::vector<uint8_t>> create(const std::string& path, unsigned options,
                                            std::optional<CVError>* error = nullptr);
 

@@ -30,7 +30,6 @@ public:
     // Dispatches the bus's messages during runs of this loop. Attaching the bus that is already
     // attached does nothing. Returns 0 or a negative errno.
     int attachBus(sd_bus* bus);
-    sd_bus* attachedBus() const { return bus_; }
 
     // Makes a current or the next run of this loop check its stop condition. Safe from any thread.
     void wakeUp();

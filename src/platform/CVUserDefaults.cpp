@@ -43,16 +43,19 @@ plist_t CVUserDefaults::currentDictionary() {
     return dictionary_.get();
 }
 
+plist_t CVUserDefaults::nodeForKey(const std::string& key) {
+    plist_t dictionary = currentDictionary();
+    return dictionary == nullptr ? nullptr : plist_dict_get_item(dictionary, key.c_str());
+}
+
 bool CVUserDefaults::hasObjectForKey(const std::string& key) {
     std::lock_guard lock(mutex_);
-    plist_t dictionary = currentDictionary();
-    return dictionary != nullptr && plist_dict_get_item(dictionary, key.c_str()) != nullptr;
+    return nodeForKey(key) != nullptr;
 }
 
 bool CVUserDefaults::boolForKey(const std::string& key) {
     std::lock_guard lock(mutex_);
-    plist_t dictionary = currentDictionary();
-    plist_t node = dictionary == nullptr ? nullptr : plist_dict_get_item(dictionary, key.c_str());
+    plist_t node = nodeForKey(key);
     if (auto flag = CVPropertyList::boolValue(node)) {
         return *flag;
     }
@@ -67,8 +70,7 @@ bool CVUserDefaults::boolForKey(const std::string& key) {
 
 std::optional<int64_t> CVUserDefaults::integerForKey(const std::string& key) {
     std::lock_guard lock(mutex_);
-    plist_t dictionary = currentDictionary();
-    plist_t node = dictionary == nullptr ? nullptr : plist_dict_get_item(dictionary, key.c_str());
+    plist_t node = nodeForKey(key);
     if (auto number = CVPropertyList::integerValue(node)) {
         return number;
     }
@@ -80,16 +82,12 @@ std::optional<int64_t> CVUserDefaults::integerForKey(const std::string& key) {
 
 std::optional<std::string> CVUserDefaults::stringForKey(const std::string& key) {
     std::lock_guard lock(mutex_);
-    plist_t dictionary = currentDictionary();
-    return CVPropertyList::stringValue(
-        dictionary == nullptr ? nullptr : plist_dict_get_item(dictionary, key.c_str()));
+    return CVPropertyList::stringValue(nodeForKey(key));
 }
 
 std::optional<std::vector<uint8_t>> CVUserDefaults::dataForKey(const std::string& key) {
     std::lock_guard lock(mutex_);
-    plist_t dictionary = currentDictionary();
-    return CVPropertyList::dataValue(
-        dictionary == nullptr ? nullptr : plist_dict_get_item(dictionary, key.c_str()));
+    return CVPropertyList::dataValue(nodeForKey(key));
 }
 
 std::string CVUserDefaults::xmlText() {
@@ -129,10 +127,6 @@ bool CVUserDefaults::setInteger(int64_t value, const std::string& key) {
 
 bool CVUserDefaults::setString(const std::string& value, const std::string& key) {
     return store(key, plist_new_string(value.c_str()));
-}
-
-bool CVUserDefaults::setData(const std::vector<uint8_t>& value, const std::string& key) {
-    return store(key, plist_new_data(reinterpret_cast<const char*>(value.data()), value.size()));
 }
 
 bool CVUserDefaults::removeObjectForKey(const std::string& key) {

@@ -38,7 +38,6 @@ public:
     bool setBool(bool value, const std::string& key);
     bool setInteger(int64_t value, const std::string& key);
     bool setString(const std::string& value, const std::string& key);
-    bool setData(const std::vector<uint8_t>& value, const std::string& key);
     bool removeObjectForKey(const std::string& key);
     // Removes the whole domain.
     bool removeDomain();
@@ -46,6 +45,8 @@ public:
 private:
     // Re-reads the file when it changed since the last read. Called with mutex_ held.
     plist_t currentDictionary();
+    // The value stored under the key in the current dictionary, or null. Called with mutex_ held.
+    plist_t nodeForKey(const std::string& key);
     bool store(const std::string& key, plist_t value);
 
     std::string path_;

@@ -67,11 +67,8 @@ public:
     // The description with the working directory, arguments and environment when present.
     std::string debugDescription();
 
-    // Setters of the stored fields. A value set here is kept: the lazy reads do not replace it.
-    void setProcessIdentifier(int32_t processIdentifier) { processIdentifier_ = processIdentifier; }
-    void setParentProcessIdentifier(int32_t identifier) { parentProcessIdentifier_ = identifier; }
-    void setProcessName(std::optional<std::string> name) { processName_ = std::move(name); }
-    void setStartDate(std::optional<int64_t> startDate) { startDate_ = startDate; }
+    // Setters of the fields read on demand. A value set here is kept: the lazy reads do not
+    // replace it.
     void setArguments(std::optional<std::vector<std::string>> arguments);
     void setEnvironmentArray(std::optional<std::vector<std::string>> environmentArray);
 

@@ -102,6 +102,22 @@ TEST(FolderPairing, GivesOneListPerRelativePathWithTheAbsentSideInTheStatus) {
                                         "sub/b.txt 2 left/sub/b.txt"}));
 }
 
+TEST(FolderPairing, TellsEveryNameUnderAFolderMissingOrAFileOnOneSideApart) {
+    TemporaryFolder folder;
+    folder.write("left/deep-x", "1");
+    folder.write("left/x", "2");
+    for (const char* name : {"deep/a/b/c1", "deep/a/b/c2", "deep/a/d", "deep-x", "x/y", "x/z"}) {
+        folder.write(std::string("right/") + name, "3");
+    }
+    auto lists = paired(folder / "left", folder / "right");
+    ASSERT_TRUE(lists);
+    EXPECT_EQ(outline(*lists, folder.path()),
+              (std::vector<std::string>{
+                  "deep-x 0 left/deep-x right/deep-x", "deep/a/b/c1 1 right/deep/a/b/c1",
+                  "deep/a/b/c2 1 right/deep/a/b/c2", "deep/a/d 1 right/deep/a/d",
+                  "x 0 left/x right/x", "x/y 1 right/x/y", "x/z 1 right/x/z"}));
+}
+
 TEST(FolderPairing, SkipsHiddenEntriesListsLinksUnfollowedAndSortsCaseSensitively) {
     TemporaryFolder folder;
     folder.write("left/a.txt", "1");

@@ -4,6 +4,12 @@
 
 #include "platform/CVPaths.h"
 
+namespace {
+
+constexpr std::string_view kExecutableFolderTail = "/Contents/MacOS/";
+
+}  // namespace
+
 CVBundle::CVBundle(std::string bundlePath, CVPlist info)
     : bundlePath_(std::move(bundlePath)), info_(std::move(info)) {}
 
@@ -64,4 +70,16 @@ std::optional<std::string> CVBundle::executablePath() const {
         return std::nullopt;
     }
     return CVPaths::appendingPathComponent(bundlePath_, "Contents/MacOS/" + *executable);
+}
+
+std::optional<std::string> CVBundle::bundlePathOfExecutable(std::string_view executable) {
+    size_t slash = executable.rfind('/');
+    if (slash == std::string_view::npos || slash + 1 == executable.size()) {
+        return std::nullopt;
+    }
+    std::string_view folder = executable.substr(0, slash + 1);
+    if (folder.size() <= kExecutableFolderTail.size() || !folder.ends_with(kExecutableFolderTail)) {
+        return std::nullopt;
+    }
+    return std::string(folder.substr(0, folder.size() - kExecutableFolderTail.size()));
 }

@@ -15,6 +15,9 @@ public:
     static std::optional<CVBundle> bundleWithPath(const std::string& path);
     // A bundle whose information is the given property-list text.
     static CVBundle bundleWithInfoPlistText(std::string_view text, std::string bundlePath = {});
+    // The bundle whose Contents/MacOS/ folder holds the executable directly; nothing for a path
+    // laid out otherwise.
+    static std::optional<std::string> bundlePathOfExecutable(std::string_view executable);
 
     const std::string& bundlePath() const { return bundlePath_; }
     std::optional<std::string> bundleIdentifier() const;

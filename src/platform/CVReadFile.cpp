@@ -6,7 +6,11 @@
 #include <cerrno>
 
 std::optional<std::string> CVReadWholeFile(const std::string& path, int* errorCode) {
-    int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    return CVReadWholeFileAt(AT_FDCWD, path, errorCode);
+}
+
+std::optional<std::string> CVReadWholeFileAt(int folder, const std::string& path, int* errorCode) {
+    int descriptor = openat(folder, path.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0) {
         if (errorCode != nullptr) {
             *errorCode = errno;

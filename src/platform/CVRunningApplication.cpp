@@ -10,11 +10,11 @@
 #include <string_view>
 
 #include "platform/CVBundle.h"
+#include "platform/CVReadFile.h"
 #include "platform/CVSessionBus.h"
 
 namespace {
 
-constexpr std::string_view kExecutableFolderTail = "/Contents/MacOS/";
 constexpr std::string_view kDeletedSuffix = " (deleted)";
 
 // What tells two sessions apart: the bus socket path, else the whole address (no bus at all is a
@@ -29,47 +29,12 @@ std::optional<std::string> sessionKeyOfAddress(const std::optional<std::string>&
     return address;
 }
 
-// The bundle whose Contents/MacOS/ folder holds the executable directly.
-std::optional<std::string> bundlePathOfExecutable(std::string_view executable) {
-    if (executable.ends_with(kDeletedSuffix)) {
-        executable.remove_suffix(kDeletedSuffix.size());
-    }
-    size_t slash = executable.rfind('/');
-    if (slash == std::string_view::npos || slash + 1 == executable.size()) {
-        return std::nullopt;
-    }
-    std::string_view folder = executable.substr(0, slash + 1);
-    if (folder.size() <= kExecutableFolderTail.size() || !folder.ends_with(kExecutableFolderTail)) {
-        return std::nullopt;
-    }
-    return std::string(folder.substr(0, folder.size() - kExecutableFolderTail.size()));
-}
-
-// Reads a whole /proc file relative to the /proc folder; nothing when it cannot be opened.
-std::optional<std::string> readProcFile(int procFolder, const std::string& relativePath) {
-    int file = openat(procFolder, relativePath.c_str(), O_RDONLY | O_CLOEXEC);
-    if (file < 0) {
-        return std::nullopt;
-    }
-    std::string content;
-    char buffer[16384];
-    ssize_t count;
-    while ((count = read(file, buffer, sizeof buffer)) > 0) {
-        content.append(buffer, static_cast<size_t>(count));
-    }
-    close(file);
-    if (count < 0) {
-        return std::nullopt;
-    }
-    return content;
-}
-
 // The session bus a process was started with: its DBUS_SESSION_BUS_ADDRESS, else its
 // $XDG_RUNTIME_DIR/bus. An unreadable environment belongs to no session we can share. A process
 // caught while the kernel still executes its program shows an empty environment for a moment.
 std::optional<std::optional<std::string>> sessionKeyOfProcess(int procFolder,
                                                               const std::string& processName) {
-    auto environment = readProcFile(procFolder, processName + "/environ");
+    auto environment = CVReadWholeFileAt(procFolder, processName + "/environ");
     if (!environment) {
         return std::nullopt;
     }
@@ -118,7 +83,11 @@ public:
             return std::nullopt;
         }
         std::string_view executablePath(executable, static_cast<size_t>(length));
-        auto bundlePath = bundlePathOfExecutable(executablePath);
+        std::string_view livePath = executablePath;
+        if (livePath.ends_with(kDeletedSuffix)) {
+            livePath.remove_suffix(kDeletedSuffix.size());
+        }
+        auto bundlePath = CVBundle::bundlePathOfExecutable(livePath);
         if (!bundlePath) {
             return std::nullopt;
         }

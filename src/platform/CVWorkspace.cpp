@@ -23,8 +23,6 @@ namespace CVWorkspace {
 
 namespace {
 
-constexpr std::string_view kExecutableFolderTail = "/Contents/MacOS/";
-
 std::string trimmed(std::string_view text) {
     size_t start = text.find_first_not_of(" \t");
     if (start == std::string_view::npos) {
@@ -115,11 +113,7 @@ std::optional<std::string> bundleHoldingProgram(const std::string& program) {
         !S_ISREG(status.st_mode)) {
         return std::nullopt;
     }
-    std::string folder = program.substr(0, program.rfind('/') + 1);
-    if (folder.size() <= kExecutableFolderTail.size() || !folder.ends_with(kExecutableFolderTail)) {
-        return std::nullopt;
-    }
-    return folder.substr(0, folder.size() - kExecutableFolderTail.size());
+    return CVBundle::bundlePathOfExecutable(program);
 }
 
 CVError posixError(int code, const std::string& text) {

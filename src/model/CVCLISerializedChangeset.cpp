@@ -22,10 +22,7 @@ CVCodedValue CVCLISerializedChangeset::valueForKey(const std::string& key) const
     return {};
 }
 
-void CVCLISerializedChangeset::setValueForKey(const CVCodedValue& value, const std::string& key) {
-    if (refusalForValue(value, key)) {
-        return;
-    }
+void CVCLISerializedChangeset::storeValueForKey(const CVCodedValue& value, const std::string& key) {
     if (key == "fileLists") {
         fileLists_ = CVRecordArray<CVCLISerializedFileList>(value);
     } else if (key == "label") {

@@ -18,7 +18,6 @@ public:
     // "fileLists", "label".
     const std::vector<CVCodingField>& codingFields() const override;
     CVCodedValue valueForKey(const std::string& key) const override;
-    void setValueForKey(const CVCodedValue& value, const std::string& key) override;
     // "<Class 0x... label:... count:N fileLists:[...] >".
     std::string description() const override;
 
@@ -29,6 +28,9 @@ public:
     void addFileList(std::shared_ptr<CVCLISerializedFileList> list);
     const std::optional<std::string>& label() const { return label_; }
     void setLabel(std::optional<std::string> label) { label_ = std::move(label); }
+
+protected:
+    void storeValueForKey(const CVCodedValue& value, const std::string& key) override;
 
 private:
     std::optional<FileLists> fileLists_ = FileLists();

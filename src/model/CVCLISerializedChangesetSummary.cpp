@@ -103,11 +103,8 @@ CVCodedValue CVCLISerializedChangesetSummary::valueForKey(const std::string& key
     return {};
 }
 
-void CVCLISerializedChangesetSummary::setValueForKey(const CVCodedValue& value,
-                                                     const std::string& key) {
-    if (refusalForValue(value, key)) {
-        return;
-    }
+void CVCLISerializedChangesetSummary::storeValueForKey(const CVCodedValue& value,
+                                                       const std::string& key) {
     if (key == "fileLists") {
         fileLists_ = CVRecordArray<CVCLISerializedFileList>(value);
     } else if (key == "UUIDForProcess") {

@@ -25,7 +25,6 @@ public:
     // "fileLists", "UUIDForProcess".
     const std::vector<CVCodingField>& codingFields() const override;
     CVCodedValue valueForKey(const std::string& key) const override;
-    void setValueForKey(const CVCodedValue& value, const std::string& key) override;
     // "<Class 0x... UUIDForProcess:... count:N fileLists:[...] >".
     std::string description() const override;
 
@@ -38,6 +37,9 @@ public:
     void setUUIDForProcess(std::optional<std::string> identifier) {
         UUIDForProcess_ = std::move(identifier);
     }
+
+protected:
+    void storeValueForKey(const CVCodedValue& value, const std::string& key) override;
 
 private:
     std::optional<FileLists> fileLists_ = FileLists();

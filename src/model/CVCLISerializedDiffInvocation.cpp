@@ -50,11 +50,8 @@ CVCodedValue CVCLISerializedDiffInvocation::valueForKey(const std::string& key) 
     return {};
 }
 
-void CVCLISerializedDiffInvocation::setValueForKey(const CVCodedValue& value,
-                                                   const std::string& key) {
-    if (refusalForValue(value, key)) {
-        return;
-    }
+void CVCLISerializedDiffInvocation::storeValueForKey(const CVCodedValue& value,
+                                                     const std::string& key) {
     if (key == "fileList") {
         fileList_ = CVRecordOfClass<CVCLISerializedFileList>(value);
     } else if (key == "changeset") {

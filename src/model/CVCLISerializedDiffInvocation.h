@@ -22,7 +22,6 @@ public:
     // "waitForTabClose", "parentPID", "parentProcessName".
     const std::vector<CVCodingField>& codingFields() const override;
     CVCodedValue valueForKey(const std::string& key) const override;
-    void setValueForKey(const CVCodedValue& value, const std::string& key) override;
     // "<Class: 0x... wait:%i isChangeset:%i changeset: ... fileList: ..." with no closing bracket,
     // deliberately.
     std::string description() const override;
@@ -62,6 +61,9 @@ public:
     bool isChangesetSummary() const { return changesetSummary_ != nullptr; }
     bool isPartialChangeset() const { return partialChangeset_ != nullptr; }
     bool isMerge() const { return merge_ != nullptr; }
+
+protected:
+    void storeValueForKey(const CVCodedValue& value, const std::string& key) override;
 
 private:
     bool waitForTabClose_ = false;

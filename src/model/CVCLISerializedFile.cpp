@@ -102,10 +102,7 @@ CVCodedValue CVCLISerializedFile::valueForKey(const std::string& key) const {
     return {};
 }
 
-void CVCLISerializedFile::setValueForKey(const CVCodedValue& value, const std::string& key) {
-    if (refusalForValue(value, key)) {
-        return;
-    }
+void CVCLISerializedFile::storeValueForKey(const CVCodedValue& value, const std::string& key) {
     if (key == "filePath") {
         filePath_ = CVOptionalString(value);
     } else if (key == "temporary") {

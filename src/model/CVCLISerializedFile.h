@@ -44,7 +44,6 @@ public:
     // "filePath", "temporary", "deletedOnExit", "URLBookmarkData"; `bookmarkURL` is not coded.
     const std::vector<CVCodingField>& codingFields() const override;
     CVCodedValue valueForKey(const std::string& key) const override;
-    void setValueForKey(const CVCodedValue& value, const std::string& key) override;
     // With bookmark data "<Class 0x... `path` temporary>", without it the path alone.
     std::string description() const override;
 
@@ -68,6 +67,9 @@ public:
     void setBookmarkURL(std::optional<std::string> path) { bookmarkURL_ = std::move(path); }
     const std::optional<Data>& URLBookmarkData() const { return URLBookmarkData_; }
     void setURLBookmarkData(std::optional<Data> data) { URLBookmarkData_ = std::move(data); }
+
+protected:
+    void storeValueForKey(const CVCodedValue& value, const std::string& key) override;
 
 private:
     std::optional<bool> temporary_;

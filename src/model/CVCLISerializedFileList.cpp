@@ -267,10 +267,7 @@ CVCodedValue CVCLISerializedFileList::valueForKey(const std::string& key) const 
     return {};
 }
 
-void CVCLISerializedFileList::setValueForKey(const CVCodedValue& value, const std::string& key) {
-    if (refusalForValue(value, key)) {
-        return;
-    }
+void CVCLISerializedFileList::storeValueForKey(const CVCodedValue& value, const std::string& key) {
     if (key == "files") {
         files_ = CVRecordArray<CVCLISerializedFile>(value);
     } else if (key == "status") {

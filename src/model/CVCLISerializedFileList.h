@@ -45,7 +45,6 @@ public:
     // "files", "status", "relativePath", "label".
     const std::vector<CVCodingField>& codingFields() const override;
     CVCodedValue valueForKey(const std::string& key) const override;
-    void setValueForKey(const CVCodedValue& value, const std::string& key) override;
     // "<Class 0x... status: S (\n<files joined by \",\\n\">\n)>". Throws std::out_of_range for a
     // status outside 0 to 3.
     std::string description() const override;
@@ -66,6 +65,9 @@ public:
     void setRelativePath(std::optional<std::string> path) { relativePath_ = std::move(path); }
     const std::optional<std::string>& label() const { return label_; }
     void setLabel(std::optional<std::string> label) { label_ = std::move(label); }
+
+protected:
+    void storeValueForKey(const CVCodedValue& value, const std::string& key) override;
 
 private:
     std::optional<Files> files_ = Files();

@@ -31,10 +31,7 @@ CVCodedValue CVCLISerializedMerge::valueForKey(const std::string& key) const {
     return {};
 }
 
-void CVCLISerializedMerge::setValueForKey(const CVCodedValue& value, const std::string& key) {
-    if (refusalForValue(value, key)) {
-        return;
-    }
+void CVCLISerializedMerge::storeValueForKey(const CVCodedValue& value, const std::string& key) {
     if (key == "fileList") {
         fileList_ = CVRecordOfClass<CVCLISerializedFileList>(value);
     } else if (key == "outputFile") {

@@ -17,7 +17,6 @@ public:
     // "fileList", "outputFile", "baseFile", "label".
     const std::vector<CVCodingField>& codingFields() const override;
     CVCodedValue valueForKey(const std::string& key) const override;
-    void setValueForKey(const CVCodedValue& value, const std::string& key) override;
 
     const std::shared_ptr<CVCLISerializedFileList>& fileList() const { return fileList_; }
     void setFileList(std::shared_ptr<CVCLISerializedFileList> list) { fileList_ = std::move(list); }
@@ -28,6 +27,9 @@ public:
     // The tool never sets it: merges travel without a label.
     const std::optional<std::string>& label() const { return label_; }
     void setLabel(std::optional<std::string> label) { label_ = std::move(label); }
+
+protected:
+    void storeValueForKey(const CVCodedValue& value, const std::string& key) override;
 
 private:
     std::shared_ptr<CVCLISerializedFileList> fileList_;

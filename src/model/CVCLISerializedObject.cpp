@@ -56,7 +56,16 @@ CVCodedValue CVCLISerializedObject::valueForKey(const std::string&) const {
     return {};
 }
 
-void CVCLISerializedObject::setValueForKey(const CVCodedValue&, const std::string&) {}
+std::optional<std::string> CVCLISerializedObject::setValueForKey(const CVCodedValue& value,
+                                                                 const std::string& key) {
+    std::optional<std::string> refusal = refusalForValue(value, key);
+    if (!refusal) {
+        storeValueForKey(value, key);
+    }
+    return refusal;
+}
+
+void CVCLISerializedObject::storeValueForKey(const CVCodedValue&, const std::string&) {}
 
 std::optional<std::string> CVCLISerializedObject::refusalForValue(const CVCodedValue& value,
                                                                   const std::string& key) const {

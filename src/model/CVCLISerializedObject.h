@@ -26,9 +26,10 @@ public:
     virtual std::vector<std::string> keysForCoding() const;
 
     // Key-value access by coding key. Reading an unknown key gives nil; storing under an unknown
-    // key, or a value of another type than the key's, changes nothing.
+    // key, or a value of another type than the key's, changes nothing and answers why
+    // (`refusalForValue`).
     virtual CVCodedValue valueForKey(const std::string& key) const;
-    virtual void setValueForKey(const CVCodedValue& value, const std::string& key);
+    std::optional<std::string> setValueForKey(const CVCodedValue& value, const std::string& key);
 
     // Why the value cannot be stored under the key ("CVCLISerializedFile: key \"temporary\"
     // expects boolean or nil, found string"); nothing when it can.
@@ -42,6 +43,8 @@ public:
     bool isEqualTo(const CVCLISerializedObject& other) const;
 
 protected:
+    // Stores a value that `refusalForValue` accepted for the key.
+    virtual void storeValueForKey(const CVCodedValue& value, const std::string& key);
     // The object's address as "%p" prints it.
     std::string address() const;
 };

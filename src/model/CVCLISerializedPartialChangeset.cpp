@@ -30,11 +30,8 @@ CVCodedValue CVCLISerializedPartialChangeset::valueForKey(const std::string& key
     return {};
 }
 
-void CVCLISerializedPartialChangeset::setValueForKey(const CVCodedValue& value,
-                                                     const std::string& key) {
-    if (refusalForValue(value, key)) {
-        return;
-    }
+void CVCLISerializedPartialChangeset::storeValueForKey(const CVCodedValue& value,
+                                                       const std::string& key) {
     if (key == "fileList") {
         fileList_ = CVRecordOfClass<CVCLISerializedFileList>(value);
     } else if (key == "UUID") {

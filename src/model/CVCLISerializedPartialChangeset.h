@@ -15,7 +15,6 @@ public:
     // "fileList", "UUID", "UUIDForProcess", "label".
     const std::vector<CVCodingField>& codingFields() const override;
     CVCodedValue valueForKey(const std::string& key) const override;
-    void setValueForKey(const CVCodedValue& value, const std::string& key) override;
     // "<Class 0x... label:... UUID:... UUIDForProcess:... fileList:... >".
     std::string description() const override;
 
@@ -29,6 +28,9 @@ public:
     void setUUIDForProcess(std::optional<std::string> identifier) {
         UUIDForProcess_ = std::move(identifier);
     }
+
+protected:
+    void storeValueForKey(const CVCodedValue& value, const std::string& key) override;
 
 private:
     std::shared_ptr<CVCLISerializedFileList> fileList_;

@@ -87,10 +87,9 @@ public:
             if (!value) {
                 return nullptr;
             }
-            if (auto refusal = result->refusalForValue(*value, field.key)) {
+            if (auto refusal = result->setValueForKey(*value, field.key)) {
                 return refuse(std::move(*refusal));
             }
-            result->setValueForKey(*value, field.key);
         }
         return result;
     }

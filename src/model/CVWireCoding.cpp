@@ -224,11 +224,10 @@ private:
             return nullptr;
         }
         for (size_t index = 0; index < keys.size(); ++index) {
-            if (auto refusal = record->refusalForValue((*values)[index], keys[index])) {
+            if (auto refusal = record->setValueForKey((*values)[index], keys[index])) {
                 refuse(std::move(*refusal));
                 return nullptr;
             }
-            record->setValueForKey((*values)[index], keys[index]);
         }
         if ((result = sd_bus_message_exit_container(message_)) < 0) {
             refuse(malformed(result));

@@ -159,6 +159,12 @@ void CorvaneApplication::quit() {
     sd_event_exit(event_, 0);
 }
 
+void CorvaneApplication::recordCallWithArguments(std::string_view interface,
+                                                 std::string_view member,
+                                                 std::string_view arguments) {
+    recordCall(interface, member, "\"arguments\":[" + std::string(arguments) + "]");
+}
+
 void CorvaneApplication::recordCall(std::string_view interface, std::string_view member,
                                     std::string_view fields) {
     std::string text =

@@ -38,6 +38,13 @@ public:
 
     // Journals a received call: its interface, member and further JSON members (may be empty).
     void recordCall(std::string_view interface, std::string_view member, std::string_view fields);
+    // recordCall with the call's arguments, JSON values separated by commas, as "arguments":[...].
+    void recordCallWithArguments(std::string_view interface, std::string_view member,
+                                 std::string_view arguments);
+    // The application a bus callback was registered with.
+    static CorvaneApplication& of(void* userdata) {
+        return *static_cast<CorvaneApplication*>(userdata);
+    }
 
 private:
     int requestNames();

@@ -15,17 +15,12 @@
 
 namespace {
 
-CorvaneApplication& applicationOf(void* userdata) {
-    return *static_cast<CorvaneApplication*>(userdata);
-}
-
 void recordCall(CorvaneApplication& application, const char* member, std::string_view arguments) {
-    application.recordCall(CorvaneNames::kControlInterface, member,
-                           "\"arguments\":[" + std::string(arguments) + "]");
+    application.recordCallWithArguments(CorvaneNames::kControlInterface, member, arguments);
 }
 
 int listDocuments(sd_bus_message* message, void* userdata, sd_bus_error*) {
-    CorvaneApplication& application = applicationOf(userdata);
+    CorvaneApplication& application = CorvaneApplication::of(userdata);
     recordCall(application, "ListDocuments", "");
     std::string listing = "[";
     for (const CorvaneDocument* document : application.documents().documentsInOpeningOrder()) {
@@ -49,7 +44,7 @@ int closeTab(sd_bus_message* message, void* userdata, sd_bus_error* error) {
     if (result < 0) {
         return result;
     }
-    CorvaneApplication& application = applicationOf(userdata);
+    CorvaneApplication& application = CorvaneApplication::of(userdata);
     recordCall(application, "CloseTab", CVJSONQuoted(GUID));
     if (!application.closeTab(GUID)) {
         return noSuchDocument(error, GUID);
@@ -111,7 +106,7 @@ int finishMerge(sd_bus_message* message, void* userdata, sd_bus_error* error) {
     if (result < 0) {
         return result;
     }
-    CorvaneApplication& application = applicationOf(userdata);
+    CorvaneApplication& application = CorvaneApplication::of(userdata);
     recordCall(application, "FinishMerge",
                CVJSONQuoted(GUID) + (resolved ? ",true," : ",false,") + CVJSONQuoted(resultText));
     const CorvaneDocument* document = application.documents().documentWithGUID(GUID);
@@ -142,7 +137,7 @@ int finishMerge(sd_bus_message* message, void* userdata, sd_bus_error* error) {
 }
 
 int quit(sd_bus_message* message, void* userdata, sd_bus_error*) {
-    CorvaneApplication& application = applicationOf(userdata);
+    CorvaneApplication& application = CorvaneApplication::of(userdata);
     recordCall(application, "Quit", "");
     int result = sd_bus_reply_method_return(message, "");
     application.quit();

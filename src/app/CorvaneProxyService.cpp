@@ -16,10 +16,6 @@
 
 namespace {
 
-CorvaneApplication& applicationOf(void* userdata) {
-    return *static_cast<CorvaneApplication*>(userdata);
-}
-
 void recordCall(CorvaneApplication& application, const char* member, std::string_view fields) {
     application.recordCall(CVCorvaneContract::kProxyInterface, member, fields);
 }
@@ -35,7 +31,7 @@ int readStringArgument(sd_bus_message* message, std::string* argument) {
 }
 
 int processID(sd_bus_message* message, void* userdata, sd_bus_error*) {
-    recordCall(applicationOf(userdata), "processID", "");
+    recordCall(CorvaneApplication::of(userdata), "processID", "");
     return sd_bus_reply_method_return(message, "i", static_cast<int32_t>(getpid()));
 }
 
@@ -46,8 +42,8 @@ int requestAuthorizationForPath(sd_bus_message* message, void* userdata, sd_bus_
         return result;
     }
     // File access is not mediated on this platform yet: the request is answered, nothing granted.
-    recordCall(applicationOf(userdata), "requestAuthorizationForPath",
-               "\"arguments\":[" + CVJSONQuoted(path) + "]");
+    CorvaneApplication::of(userdata).recordCallWithArguments(
+        CVCorvaneContract::kProxyInterface, "requestAuthorizationForPath", CVJSONQuoted(path));
     return sd_bus_reply_method_return(message, "");
 }
 
@@ -57,9 +53,9 @@ int markChangesetWithUUIDAsClosed(sd_bus_message* message, void* userdata, sd_bu
     if (result < 0) {
         return result;
     }
-    CorvaneApplication& application = applicationOf(userdata);
-    recordCall(application, "markChangesetWithUUIDAsClosed",
-               "\"arguments\":[" + CVJSONQuoted(identifier) + "]");
+    CorvaneApplication& application = CorvaneApplication::of(userdata);
+    application.recordCallWithArguments(CVCorvaneContract::kProxyInterface,
+                                        "markChangesetWithUUIDAsClosed", CVJSONQuoted(identifier));
     application.documents().closeChangeset(identifier);
     return sd_bus_reply_method_return(message, "");
 }
@@ -67,7 +63,7 @@ int markChangesetWithUUIDAsClosed(sd_bus_message* message, void* userdata, sd_bu
 int GUIDForDocumentWithCVDiffInvocation(sd_bus_message* message, void* userdata,
                                         sd_bus_error* error) {
     auto start = std::chrono::steady_clock::now();
-    CorvaneApplication& application = applicationOf(userdata);
+    CorvaneApplication& application = CorvaneApplication::of(userdata);
     static constexpr const char* kMember = "GUIDForDocumentWithCVDiffInvocation";
 
     std::string whyRefused;

@@ -7,7 +7,7 @@
 namespace CVCLIUsage {
 
 // The tool's version, compiled in (the build number is CVCorvaneContract::kToolBuildNumber).
-inline constexpr const char* kShortVersion = "6.4";
+inline constexpr const char* kShortVersion = CVDIFF_SHORT_VERSION;
 
 // The full help text (70 lines, UTF-8).
 std::string usageString();

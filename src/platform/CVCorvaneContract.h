@@ -31,7 +31,7 @@ inline constexpr const char* kDidFinishLaunchingNotification =
 inline constexpr const char* kLaunchedFromToolVariable = "CVApplicationLaunchedFromCVDiff";
 
 // Builds: the tool's own, and the oldest application build it accepts.
-inline constexpr const char* kToolBuildNumber = "9077";
+inline constexpr const char* kToolBuildNumber = CVDIFF_BUILD_NUMBER;
 inline constexpr long kOldestAcceptedApplicationBuild = 150;
 
 }  // namespace CVCorvaneContract

@@ -67,6 +67,12 @@ public:
     void setStdinTempFile(std::optional<CVFileDictionary> file) {
         stdinTempFile_ = std::move(file);
     }
+    // Makes the snapshot only when a rule first asks for it, so that the commands which read no
+    // files (help, version, mark closed, ...) never wait for standard input. Runs at most once.
+    using StdinTempFileProvider = std::function<std::optional<CVFileDictionary>()>;
+    void setStdinTempFileProvider(StdinTempFileProvider provider) {
+        stdinTempFileProvider_ = std::move(provider);
+    }
     // Sticky: a later error may replace it, nothing clears it.
     const std::optional<CVError>& parseError() const { return parseError_; }
     void setParseError(std::optional<CVError> error) { parseError_ = std::move(error); }
@@ -154,6 +160,7 @@ private:
     bool didParseFileDelimiter_ = false;
     std::vector<std::string> arguments_;
     std::optional<CVFileDictionary> stdinTempFile_;
+    StdinTempFileProvider stdinTempFileProvider_;
     std::string programPath_;
     CVCLIArgumentParserDelegate* delegate_ = nullptr;
     std::set<std::string> globalFlagsSet_;

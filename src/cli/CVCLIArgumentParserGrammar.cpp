@@ -1,9 +1,9 @@
 // The commands and options the parser accepts, built from the primitives in
 // CVCLIArgumentParser.cpp.
 
-#include <utility>
-
 #include "cli/CVCLIArgumentParser.h"
+
+#include <utility>
 
 namespace {
 
@@ -410,6 +410,9 @@ bool CVCLIArgumentParser::parseFileListWithRelativePath(std::optional<std::strin
 }
 
 bool CVCLIArgumentParser::consumeStdInTmpFileIntoFile(CVFileDictionary* file) {
+    if (stdinTempFileProvider_) {
+        stdinTempFile_ = std::exchange(stdinTempFileProvider_, nullptr)();
+    }
     if (!stdinTempFile_) {
         return false;
     }

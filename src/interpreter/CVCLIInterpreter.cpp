@@ -91,9 +91,11 @@ std::optional<std::string> CVCLIInterpreter::interpretArguments(
         // The terminal test first: it spares reading the parent's details from /proc.
         if (!parser_->wasGlobalFlagSet(kNoStandardInputFlag) && !isatty(STDIN_FILENO) &&
             !parentCannotHandleStandardInput()) {
-            std::optional<CVFileDictionary> snapshot = tempFileFromFileDescriptor(STDIN_FILENO);
-            unclaimedStandardInput_ = snapshot;
-            parser_->setStdinTempFile(std::move(snapshot));
+            parser_->setStdinTempFileProvider([this] {
+                std::optional<CVFileDictionary> snapshot = tempFileFromFileDescriptor(STDIN_FILENO);
+                unclaimedStandardInput_ = snapshot;
+                return snapshot;
+            });
         }
         parsed = parser_->parseWithError(&parseError);
     }

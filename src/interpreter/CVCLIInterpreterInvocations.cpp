@@ -33,12 +33,19 @@ CVCLIInterpreter::createInvocationWithParentProcess() {
 
 std::shared_ptr<CVCLISerializedFile> CVCLIInterpreter::serializedFileWithFile(
     const CVFileDictionary& file) {
+    if (interpretError_) {
+        // A capture that failed keeps its own error (a full disk, say): it is what went wrong.
+        return nullptr;
+    }
     std::optional<CVError> error;
+    // A "-" left over means standard input that could not be captured; it never names a file
+    // that happens to be called "-" in the working folder.
     std::shared_ptr<CVCLISerializedFile> serialized =
-        CVCLISerializedFile::serializedExpectedFileWithPath(file.path, file.isTemporary,
-                                                            file.deleteOnExit, &error);
+        file.path == "-" ? nullptr
+                         : CVCLISerializedFile::serializedExpectedFileWithPath(
+                               file.path, file.isTemporary, file.deleteOnExit, &error);
     if (!serialized) {
-        interpretError_ = error;
+        interpretError_ = error.value_or(CVCLISerializedFile::missingFileError(file.path));
     }
     return serialized;
 }
@@ -128,6 +135,10 @@ void CVCLIInterpreter::parser(CVCLIArgumentParser*,
     for (const CVFileListDictionary& item : fileLists) {
         const CVFileDictionary& left = item.files.at(0);
         const CVFileDictionary& right = item.files.at(1);
+        if (left.path.empty() || right.path.empty()) {
+            interpretError_ = CVCLISerializedFile::missingFileError("");
+            break;
+        }
         std::optional<CVError> error;
         auto lists = CVCLISerializedFileList::serializedFileListsWithRecursiveContentsOfLeft(
             left.path, left.isTemporary, left.deleteOnExit, right.path, right.isTemporary,

@@ -100,7 +100,24 @@ void CVCLIInterpreter::scanParentProcesses() {
 }
 
 void CVCLIInterpreter::logInfoForProcess(ZPProcessInformation& process) {
-    CVDebugLog([&] { return "Process: " + process.debugDescription(); });
+    // Deliberately not the whole environment: the log shows every variable's name, but values
+    // only of the variables the tool itself reads.
+    static const std::set<std::string> kVariablesTheToolReads = {
+        "_",
+        "APP_SANDBOX_CONTAINER_ID",
+        "DBUS_SESSION_BUS_ADDRESS",
+        "GIT_DIFF_PATH_COUNTER",
+        "GIT_DIFF_PATH_TOTAL",
+        "GIT_WORK_TREE",
+        "PATH",
+        "PWD",
+        "TMPDIR",
+        "XDG_CONFIG_HOME",
+        "XDG_DATA_DIRS",
+        "XDG_DATA_HOME",
+        "XDG_RUNTIME_DIR",
+    };
+    CVDebugLog([&] { return "Process: " + process.debugDescription(&kVariablesTheToolReads); });
 }
 
 bool CVCLIInterpreter::processIsGit(ZPProcessInformation& process) {

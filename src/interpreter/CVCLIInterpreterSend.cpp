@@ -9,6 +9,7 @@
 #include "model/CVCLISerializedDiffInvocation.h"
 #include "platform/CVCorvaneContract.h"
 #include "platform/CVPrint.h"
+#include "platform/CVTemporaryFolder.h"
 
 namespace {
 
@@ -46,6 +47,13 @@ std::shared_ptr<CVDistributedNotificationWaiter> CVCLIInterpreter::sendDocumentI
         kDeliveryWaitDuration, proxy->processID(), CVCorvaneContract::kCloseTabNotification,
         std::nullopt);
     waiter->setNotificationObject(proxy->GUIDForDocumentWithCVDiffInvocation(*invocation));
+    // The application holds the invocation's copies now, except a plain diff's, which the run
+    // removes itself when it ends.
+    std::vector<std::string> keptPaths;
+    for (const CVFileDictionary& file : files()) {
+        keptPaths.push_back(file.path);
+    }
+    CVHandOverReplacementDirectories(keptPaths);
     return waiter;
 }
 

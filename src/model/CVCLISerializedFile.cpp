@@ -12,6 +12,11 @@
 
 using Type = CVCodedValue::Type;
 
+CVError CVCLISerializedFile::missingFileError(const std::string& path) {
+    return CVError::withLocalizedDescription(CVProcessName() + ": \"" + path +
+                                             "\": No such file or directory");
+}
+
 std::shared_ptr<CVCLISerializedFile> CVCLISerializedFile::serializedExpectedFileWithPath(
     const std::string& path, std::optional<bool> temporary, std::optional<bool> deletedOnExit,
     std::optional<CVError>* error) {
@@ -20,10 +25,13 @@ std::shared_ptr<CVCLISerializedFile> CVCLISerializedFile::serializedExpectedFile
     file->temporary_ = temporary;
     file->deletedOnExit_ = deletedOnExit;
     std::optional<CVError> bookmarkError;
-    file->URLBookmarkData_ = CVBookmark::create(path, CVBookmark::minimalBookmark, &bookmarkError);
+    // An empty path names no file (not the working folder, which a bookmark would resolve it to).
+    if (!path.empty()) {
+        file->URLBookmarkData_ =
+            CVBookmark::create(path, CVBookmark::minimalBookmark, &bookmarkError);
+    }
     if (!file->URLBookmarkData_) {
-        CVError missing = CVError::withLocalizedDescription(CVProcessName() + ": \"" + path +
-                                                            "\": No such file or directory");
+        CVError missing = missingFileError(path);
         if (bookmarkError) {
             missing.underlyingError = std::make_shared<const CVError>(std::move(*bookmarkError));
         }
@@ -36,6 +44,10 @@ std::shared_ptr<CVCLISerializedFile> CVCLISerializedFile::serializedExpectedFile
 std::shared_ptr<CVCLISerializedFile> CVCLISerializedFile::serializedChangesetFileWithPath(
     const std::string& path, std::optional<bool> temporary, std::optional<bool> deletedOnExit,
     std::optional<CVError>* error) {
+    if (path.empty()) {
+        CVSetError(error, missingFileError(path));
+        return nullptr;
+    }
     struct stat status;
     if (stat(path.c_str(), &status) != 0) {
         auto file = std::make_shared<CVCLISerializedFile>();

@@ -23,10 +23,13 @@ public:
         const std::string& path, std::optional<bool> temporary, std::optional<bool> deletedOnExit,
         std::optional<CVError>* error = nullptr);
     // A file of a changeset: a missing path (symbolic links followed) gives a "/dev/null" file
-    // without flags or bookmark; otherwise as `serializedExpectedFileWithPath`.
+    // without flags or bookmark; otherwise as `serializedExpectedFileWithPath`. An empty path
+    // names no file: null with the error.
     static std::shared_ptr<CVCLISerializedFile> serializedChangesetFileWithPath(
         const std::string& path, std::optional<bool> temporary, std::optional<bool> deletedOnExit,
         std::optional<CVError>* error = nullptr);
+    // "<process>: \"<path>\": No such file or directory".
+    static CVError missingFileError(const std::string& path);
     // A file named by a git summary line: the path unchanged, both flags stated false, no bookmark.
     static std::shared_ptr<CVCLISerializedFile> serializedSummaryFileWithPath(
         const std::string& path);

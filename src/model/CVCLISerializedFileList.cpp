@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <unordered_set>
 
 #include "model/CVCLISerializedFile.h"
 #include "platform/CVFolderWalk.h"
@@ -123,13 +124,19 @@ CVCLISerializedFileList::serializedFileListWithRelativePath(std::optional<std::s
                                                             std::optional<CVError>* error) {
     auto list = std::make_shared<CVCLISerializedFileList>();
     list->relativePath_ = std::move(relativePath);
+    // Each stored file is resolved and standardized once, as it is added.
+    std::unordered_set<std::string> seen;
     for (const auto& file : serializedFiles) {
+        size_t countBefore = list->files_->size();
         list->addFile(file);
-        size_t count = list->files_ ? list->files_->size() : 0;
-        if (list->uniqueFiles().size() < count) {
+        if (list->files_->size() == countBefore) {
+            continue;
+        }
+        file->resolveBookmarkData();
+        if (!file->filePath() ||
+            !seen.insert(CVPaths::standardizingPath(*file->filePath())).second) {
             CVSetError(error, CVError::withLocalizedDescription(
-                                  CVProcessName() + ": " +
-                                  (file ? CVDescribe(file->filePath()) : "(null)") +
+                                  CVProcessName() + ": " + CVDescribe(file->filePath()) +
                                   ": cannot use duplicate files within the same file list"));
             return nullptr;
         }
@@ -294,15 +301,10 @@ CVCLISerializedFileList::Files CVCLISerializedFileList::uniqueFiles() const {
     if (!files_) {
         return unique;
     }
-    std::vector<std::string> seen;
+    std::unordered_set<std::string> seen;
     for (const auto& file : *files_) {
         file->resolveBookmarkData();
-        if (!file->filePath()) {
-            continue;
-        }
-        std::string path = CVPaths::standardizingPath(*file->filePath());
-        if (std::find(seen.begin(), seen.end(), path) == seen.end()) {
-            seen.push_back(std::move(path));
+        if (file->filePath() && seen.insert(CVPaths::standardizingPath(*file->filePath())).second) {
             unique.push_back(file);
         }
     }

@@ -1,5 +1,10 @@
 #include "platform/CVPrint.h"
 
+#include <cctype>
+#include <cerrno>
+#include <cstdio>
+#include <string>
+
 #include "platform/CVSystemLog.h"
 #include "platform/CVUserDefaults.h"
 
@@ -7,6 +12,62 @@ void CVPrint(FILE* stream, std::string_view text) {
     if (!text.empty()) {
         fwrite(text.data(), 1, text.size(), stream);
     }
+}
+
+// Strings are written bare when they hold only plain characters, else quoted with escapes.
+std::string CVDescriptionOfString(std::string_view text) {
+    bool plain = !text.empty();
+    for (unsigned char character : text) {
+        if (!(isalnum(character) || character == '_' || character == '.' || character == '/' ||
+              character == '-' || character == ':' || character >= 0x80)) {
+            plain = false;
+            break;
+        }
+    }
+    if (plain) {
+        return std::string(text);
+    }
+    std::string quoted = "\"";
+    for (char character : text) {
+        switch (character) {
+            case '"':
+                quoted += "\\\"";
+                break;
+            case '\\':
+                quoted += "\\\\";
+                break;
+            case '\n':
+                quoted += "\\n";
+                break;
+            case '\t':
+                quoted += "\\t";
+                break;
+            case '\r':
+                quoted += "\\r";
+                break;
+            default:
+                if (static_cast<unsigned char>(character) < 0x20 || character == 0x7F) {
+                    char escaped[8];
+                    snprintf(escaped, sizeof escaped, "\\%03o",
+                             static_cast<unsigned char>(character));
+                    quoted += escaped;
+                } else {
+                    quoted.push_back(character);
+                }
+        }
+    }
+    return quoted + "\"";
+}
+
+int CVFinishStandardStreams() {
+    errno = 0;
+    if (fflush(stdout) != 0 || ferror(stdout)) {
+        return errno != 0 ? errno : EIO;
+    }
+    if (fflush(stderr) != 0 || ferror(stderr)) {
+        return errno != 0 ? errno : EIO;
+    }
+    return 0;
 }
 
 bool CVDebugLoggingEnabled() {

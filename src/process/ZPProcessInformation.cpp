@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <string_view>
 
+#include "platform/CVPrint.h"
 #include "platform/CVUTF8.h"
 
 namespace {
@@ -100,53 +101,21 @@ std::optional<int64_t> bootTime() {
     return time;
 }
 
-// Strings are written bare when they hold only plain characters, else quoted with escapes.
-std::string renderString(const std::string& text) {
-    bool plain = !text.empty();
-    for (unsigned char character : text) {
-        if (!(isalnum(character) || character == '_' || character == '.' || character == '/' ||
-              character == '-' || character == ':' || character >= 0x80)) {
-            plain = false;
-            break;
-        }
-    }
-    if (plain) {
-        return text;
-    }
-    std::string quoted = "\"";
-    for (char character : text) {
-        switch (character) {
-            case '"':
-                quoted += "\\\"";
-                break;
-            case '\\':
-                quoted += "\\\\";
-                break;
-            case '\n':
-                quoted += "\\n";
-                break;
-            case '\t':
-                quoted += "\\t";
-                break;
-            default:
-                quoted.push_back(character);
-        }
-    }
-    return quoted + "\"";
-}
-
 std::string renderArray(const std::vector<std::string>& array) {
     std::string text = "(";
     for (size_t index = 0; index < array.size(); ++index) {
-        text += (index == 0 ? "" : ", ") + renderString(array[index]);
+        text += (index == 0 ? "" : ", ") + CVDescriptionOfString(array[index]);
     }
     return text + ")";
 }
 
-std::string renderDictionary(const ZPProcessInformation::Environment& dictionary) {
+std::string renderDictionary(const ZPProcessInformation::Environment& dictionary,
+                             const std::set<std::string>* disclosedNames) {
     std::string text = "{";
     for (const auto& [name, value] : dictionary) {
-        text += renderString(name) + " = " + renderString(value) + "; ";
+        bool disclosed = disclosedNames == nullptr || disclosedNames->count(name) != 0;
+        text += CVDescriptionOfString(name) + " = " +
+                (disclosed ? CVDescriptionOfString(value) : "<not logged>") + "; ";
     }
     if (!dictionary.empty()) {
         text.pop_back();
@@ -403,7 +372,8 @@ std::string ZPProcessInformation::description() const {
     return head + processName_.value_or("(null)") + ">";
 }
 
-std::string ZPProcessInformation::debugDescription() {
+std::string ZPProcessInformation::debugDescription(
+    const std::set<std::string>* disclosedVariables) {
     std::string text = description();
     text.pop_back();
     if (auto directory = workingDirectory(); directory && !directory->empty()) {
@@ -413,7 +383,7 @@ std::string ZPProcessInformation::debugDescription() {
         text += " Arguments:" + renderArray(*argumentList);
     }
     if (const auto& dictionary = environment(); dictionary && !dictionary->empty()) {
-        text += " Environment:" + renderDictionary(*dictionary);
+        text += " Environment:" + renderDictionary(*dictionary, disclosedVariables);
     }
     return text + ">";
 }

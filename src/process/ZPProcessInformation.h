@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -64,8 +65,10 @@ public:
 
     // "<ZPProcessInformation: 0x... PID:... Name:...>".
     std::string description() const;
-    // The description with the working directory, arguments and environment when present.
-    std::string debugDescription();
+    // The description with the working directory, arguments and environment when present. With
+    // `disclosedVariables`, the environment shows every name but only those variables' values:
+    // the others are "<not logged>", since values are secrets as often as not.
+    std::string debugDescription(const std::set<std::string>* disclosedVariables = nullptr);
 
     // Setters of the fields read on demand. A value set here is kept: the lazy reads do not
     // replace it.

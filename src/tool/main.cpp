@@ -2,6 +2,7 @@
 // output and an exit status.
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <string>
 #include <vector>
@@ -9,6 +10,8 @@
 #include "interpreter/CVCLIInterpreter.h"
 #include "platform/CVException.h"
 #include "platform/CVPrint.h"
+#include "platform/CVProcessName.h"
+#include "platform/CVTemporaryFolder.h"
 #include "platform/CVUTF8.h"
 
 namespace {
@@ -16,7 +19,8 @@ namespace {
 std::string describeArguments(const std::vector<std::string>& arguments) {
     std::string text = "(\n";
     for (size_t index = 0; index < arguments.size(); ++index) {
-        text += "    \"" + arguments[index] + (index + 1 < arguments.size() ? "\",\n" : "\"\n");
+        text += "    " + CVDescriptionOfString(arguments[index]) +
+                (index + 1 < arguments.size() ? ",\n" : "\n");
     }
     return text + ")";
 }
@@ -51,12 +55,19 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    CVRemoveOwnedReplacementDirectoriesOnInterruption();
     try {
         int status = run(argc, argv);
-        fflush(stdout);
+        if (int writeError = CVFinishStandardStreams()) {
+            // Output that did not arrive is a failure, as with the standard tools.
+            CVPrint(stderr, CVProcessName() + ": write error: " + strerror(writeError) + "\n");
+            fflush(stderr);
+            return 1;
+        }
         return status;
     } catch (const CVException& exception) {
-        // Termination is immediate: temporary files are not removed on this path.
+        // Termination is immediate, but not before the copies the run still owns are removed.
+        CVRemoveOwnedReplacementDirectories();
         if (exception.name() == CVException::kInvalidReceivePortException ||
             exception.name() == CVException::kInvalidSendPortException) {
             CVPrint(stderr, "cvdiff has encountered an error communicating with Corvane. Exiting.");
@@ -65,6 +76,7 @@ int main(int argc, char** argv) {
                     "cvdiff has encountered an error. Exiting. (" + exception.description() + ")");
         }
     } catch (const std::exception& exception) {
+        CVRemoveOwnedReplacementDirectories();
         CVPrint(stderr, std::string("cvdiff has encountered an error. Exiting. (") +
                             exception.what() + ")");
     }

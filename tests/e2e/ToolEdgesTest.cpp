@@ -1,0 +1,110 @@
+// The tool at the edges users and scripts reach: interruptions, empty operands, standard input that
+// stays open, output that cannot be written, and what the debug log may show.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+
+#include <string>
+#include <vector>
+
+#include "CVTestBed.h"
+#include "CVWaitUntil.h"
+#include "RegexMatches.h"
+#include "TemporaryFolder.h"
+
+namespace {
+
+const std::string kShortUsage =
+    "usage: cvdiff [--version] [--wait] [--label <label>] FILE [opt] [FILE [opt]...]\n"
+    "try cvdiff --help for more information.\n";
+
+class TheTool : public ::testing::Test {
+protected:
+    CVTestBed bed;
+
+    void SetUp() override { writeFile(bed.workDirectory() + "/b", "b\n"); }
+    std::vector<std::string> leftovers() { return folderEntries(bed.temporaryDirectory()); }
+    // A shell line run with the tool's path as $0.
+    std::shared_ptr<CVTestProcess> startShell(const std::string& line) {
+        return bed.start({"/bin/sh", "-c", line, bed.toolPath()});
+    }
+};
+
+TEST_F(TheTool, RemovesItsCaptureWhenInterruptedWhileReadingStandardInput) {
+    for (int signalNumber : {SIGINT, SIGHUP, SIGTERM}) {
+        // The writer keeps the pipe open, so the tool is still reading when the signal comes.
+        auto run = startShell("(echo data; exec sleep 60) | \"$0\" -w - b");
+        ASSERT_TRUE(CVWaitUntil([&] { return !leftovers().empty(); })) << signalNumber;
+        run->signal(signalNumber);
+        EXPECT_FALSE(run->wait(std::chrono::seconds(10)).timedOut);
+        EXPECT_TRUE(CVWaitUntil([&] { return leftovers().empty(); }))
+            << "signal " << signalNumber << " left " << testing::PrintToString(leftovers());
+    }
+}
+
+TEST_F(TheTool, RemovesThePlainDiffsCopyAndEndsByTheSignalWhenInterruptedWhileWaiting) {
+    size_t answered = 0;
+    for (int signalNumber : {SIGINT, SIGHUP, SIGTERM}) {
+        auto run = bed.startTool({"-w", "-", "b"}, {.standardInput = "captured\n"});
+        ++answered;
+        ASSERT_TRUE(CVWaitUntil(
+            [&] { return regexMatches(bed.journal(), "\"reply\":\"").size() >= answered; },
+            std::chrono::seconds(30)));
+        run->signal(signalNumber);
+        CVCommandResult result = run->wait(std::chrono::seconds(10));
+        EXPECT_EQ(result.status, 128 + signalNumber);
+        EXPECT_EQ(leftovers(), std::vector<std::string>{}) << signalNumber;
+    }
+}
+
+TEST_F(TheTool, TakesAnEmptyOperandForNoFileAndSendsNothing) {
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{"", "b"},
+                                                      {"b", ""},
+                                                      {"--merge", "--output", "", "b", "b"},
+                                                      {"--changeset", "--filelist", "", "b"}}) {
+        CVCommandResult result = bed.runTool(arguments);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.standardError, "cvdiff: \"\": No such file or directory\n" + kShortUsage);
+    }
+    EXPECT_FALSE(bed.isApplicationRunning());
+}
+
+TEST_F(TheTool, NeverTakesAFileNamedDashForStandardInputThatGaveNothing) {
+    writeFile(bed.workDirectory() + "/-", "not standard input\n");
+    CVCommandResult result = bed.runTool({"-", "b"}, {.standardInput = ""});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.standardError, "cvdiff: \"-\": No such file or directory\n" + kShortUsage);
+    EXPECT_FALSE(bed.isApplicationRunning());
+}
+
+TEST_F(TheTool, NeitherWaitsForNorCapturesStandardInputForCommandsThatReadNoFiles) {
+    // Standard input is a pipe whose writer never closes it.
+    for (const char* command : {"--version", "-v", "--short-version", "--debug-version", "--help",
+                                "-h", "--reset-file-access", "--mark-changeset-as-closed UUID"}) {
+        auto run = startShell(
+            std::string("mkfifo pipe && exec 0<>pipe && rm pipe && exec \"$0\" ") + command);
+        CVCommandResult result = run->wait(std::chrono::seconds(10));
+        EXPECT_FALSE(result.timedOut) << command;
+        EXPECT_EQ(result.status, 0) << command << ": " << result.standardError;
+    }
+    EXPECT_EQ(leftovers(), std::vector<std::string>{});
+}
+
+TEST_F(TheTool, FailsWhenItsOutputCannotBeWritten) {
+    CVCommandResult result = bed.run({"/bin/sh", "-c", "\"$0\" --help >/dev/full", bed.toolPath()});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.standardError, "cvdiff: write error: No space left on device\n");
+}
+
+TEST_F(TheTool, LogsArgumentsEscapedAndNoEnvironmentValuesItDoesNotRead) {
+    bed.run({CVDIFF_BINARY_DIR "/src/tool/defaults", "write", "com.corvane.Corvane.cvdiff",
+             "debug-logging", "-bool", "YES"});
+    bed.setEnvironment({{"SECRET_TOKEN", "hunter2"}});
+    CVCommandResult result = bed.runTool({"--version", "a \"quoted\"\nline"});
+    EXPECT_NE(result.standardError.find(R"("a \"quoted\"\nline")"), std::string::npos)
+        << result.standardError;
+    EXPECT_EQ(result.standardError.find("a \"quoted\"\nline"), std::string::npos);
+    EXPECT_EQ(result.standardError.find("hunter2"), std::string::npos);
+}
+
+}  // namespace

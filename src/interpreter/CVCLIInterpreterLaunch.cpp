@@ -7,13 +7,17 @@
 #include "link/cvdiff-util.h"
 #include "platform/CVCorvaneContract.h"
 #include "platform/CVPrint.h"
+#include "platform/CVRunLoop.h"
 #include "platform/CVRunningApplication.h"
 #include "platform/CVSessionBus.h"
 #include "platform/CVWorkspace.h"
+#include "process/ZPProcessInformation.h"
 
 namespace {
 
 constexpr double kLaunchWait = 60.0;
+// How often a launch checks that the copy it started still runs.
+constexpr double kLaunchedProcessPollInterval = 0.05;
 
 const char* yesOrNo(bool value) {
     return value ? "YES" : "NO";
@@ -53,22 +57,37 @@ bool CVCLIInterpreter::launchCorvaneIfNecessary() {
         setInterpretError(errorWithLocalizedDescription("Could not connect to Corvane."));
         return false;
     }
-    if (isRunning || isCorvaneRunningAtPath(*path)) {
+    // Running means owning the application's name on this bus. A copy found in the process
+    // table that does not (one still starting, or one left on an older bus at the same socket
+    // path) cannot be reached yet: the launch below and its wait take care of it.
+    if (isCorvaneRunningAtPath(*path)) {
         return true;
     }
-    if (CVSessionBus::shared() == nullptr) {
+    sd_bus* bus = CVSessionBus::shared();
+    if (bus == nullptr) {
         // Without a bus the application could neither announce its launch nor be reached.
         setInterpretError(errorWithLocalizedDescription("Could not connect to Corvane."));
         return false;
     }
 
-    // Registered before the launch, so that an application quicker than us is still heard.
+    // Listen first, then check, then launch: neither the launch notification nor the name's
+    // new owner can slip by, however many runs start the application at the same moment.
     CVDistributedNotificationWaiter waiter(
         kLaunchWait, 0, CVCorvaneContract::kDidFinishLaunchingNotification, std::nullopt);
+    CVBusNameOwnerWatch ownerWatch(bus, CVCorvaneContract::kApplicationBundleIdentifier,
+                                   [&waiter](const std::string& newOwner) {
+                                       if (!newOwner.empty()) {
+                                           waiter.stopRunLoop();
+                                       }
+                                   });
+    if (CVSessionBus::ownerOfName(bus, CVCorvaneContract::kApplicationBundleIdentifier)) {
+        return true;
+    }
+
     // The launch never substitutes a copy running from another place: it starts the bundle's own
     // executable. Its completion runs before openApplicationAtURL returns, which stands in for
     // blocking on a semaphore until the completion has signalled.
-    bool launched = false;
+    std::optional<int32_t> launchedProcess;
     CVWorkspace::openApplicationAtURL(
         *path, {{CVCorvaneContract::kLaunchedFromToolVariable, "1"}},
         [&](const std::optional<CVRunningApplication>& application,
@@ -80,14 +99,29 @@ bool CVCLIInterpreter::launchCorvaneIfNecessary() {
                                 ? fileURLDescription(*application->bundlePath(), true)
                                 : std::string("(null)"));
                 });
+                launchedProcess = application->processIdentifier();
             } else {
                 setInterpretError(error);
             }
-            launched = application.has_value();
         });
-    if (!launched) {
+    if (!launchedProcess) {
         return false;
     }
+    // The copy started here may end before it owns the names: it failed, or it found another
+    // copy already starting (which then finishes the launch). Only the first ends the wait at once.
+    CVRunLoopTimer launchedProcessPoll(*CVRunLoop::current(), kLaunchedProcessPollInterval, [&] {
+        if (ZPProcessInformation::processInformationWithProcessIdentifier(*launchedProcess)
+                ->isRunning() ||
+            CVSessionBus::ownerOfName(bus, CVCorvaneContract::kDistributedObjectsConnectionName) ||
+            CVSessionBus::ownerOfName(bus, CVCorvaneContract::kApplicationBundleIdentifier)) {
+            return;
+        }
+        CVDebugLog([&] {
+            return "Corvane (process " + std::to_string(*launchedProcess) +
+                   ") ended before it finished launching";
+        });
+        waiter.cancelRunLoopWithReason(CVBlockingObserver::kTimedOutReason);
+    });
     if (!waiter.runRunLoopUntilNotificationsReceived()) {
         setInterpretError(errorWithLocalizedDescription(waiter.cancelReason().value_or("")));
         return false;

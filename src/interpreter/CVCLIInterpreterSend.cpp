@@ -46,6 +46,7 @@ std::shared_ptr<CVDistributedNotificationWaiter> CVCLIInterpreter::sendDocumentI
     auto waiter = std::make_shared<CVDistributedNotificationWaiter>(
         kDeliveryWaitDuration, proxy->processID(), CVCorvaneContract::kCloseTabNotification,
         std::nullopt);
+    waiter->endWhenNameLosesItsOwner(CVCorvaneContract::kApplicationBundleIdentifier);
     waiter->setNotificationObject(proxy->GUIDForDocumentWithCVDiffInvocation(*invocation));
     // The application holds the invocation's copies now, except a plain diff's, which the run
     // removes itself when it ends.

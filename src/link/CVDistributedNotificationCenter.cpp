@@ -60,6 +60,14 @@ CVDistributedNotificationCenter::Token CVDistributedNotificationCenter::addObser
     // The signals are dispatched by the registering thread's run loop. A match per name would
     // drop a notification sent before its observer existed, such as a merge resolved at once.
     if (match_ == nullptr && bus_ != nullptr && CVRunLoop::current()->attachBus(bus_) >= 0) {
+        // Watched first, then asked: a change of owner after the answer is still delivered.
+        ownerWatch_ = std::make_unique<CVBusNameOwnerWatch>(
+            bus_, CVCorvaneContract::kApplicationBundleIdentifier,
+            [this](const std::string& newOwner) {
+                applicationOwner_ = newOwner.empty() ? std::nullopt : std::optional(newOwner);
+            });
+        applicationOwner_ =
+            CVSessionBus::ownerOfName(bus_, CVCorvaneContract::kApplicationBundleIdentifier);
         sd_bus_match_signal(bus_, &match_, nullptr, nullptr,
                             CVCorvaneContract::kNotificationInterface, nullptr, signalReceived,
                             this);
@@ -76,6 +84,10 @@ void CVDistributedNotificationCenter::removeObserver(Token token) {
 int CVDistributedNotificationCenter::signalReceived(sd_bus_message* message, void* userdata,
                                                     sd_bus_error*) {
     auto* center = static_cast<CVDistributedNotificationCenter*>(userdata);
+    const char* sender = sd_bus_message_get_sender(message);
+    if (sender == nullptr || center->applicationOwner_ != sender) {
+        return 0;
+    }
     const char* name = sd_bus_message_get_member(message);
     std::optional<std::string> object;
     if (name == nullptr || CVWireCoding::readStringOrNil(message, &object) < 0) {

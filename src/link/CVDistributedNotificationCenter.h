@@ -5,8 +5,11 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
+
+#include "platform/CVSessionBus.h"
 
 // Distributed notifications over the session bus: broadcast signals of the interface
 // com.corvane.Corvane.DistributedNotifications whose member is the notification name and whose
@@ -29,7 +32,9 @@ public:
     CVDistributedNotificationCenter& operator=(const CVDistributedNotificationCenter&) = delete;
     ~CVDistributedNotificationCenter();
 
-    // Calls `handler` for every notification of that name from any sender; when `object` is
+    // Calls `handler` for every notification of that name sent by the application, that is by
+    // the connection that owns com.corvane.Corvane when the notification arrives (anyone else's
+    // is ignored: a client could otherwise end a wait or fake a resolved merge); when `object` is
     // given, only for notifications whose object equals it. The first registration blocks until
     // the bus routes every notification to this process; from then on, a notification that
     // arrives before its observer is registered waits in the connection and still reaches it when
@@ -55,6 +60,10 @@ private:
     sd_bus* bus_;
     // One match for the whole notification interface, made at the first registration.
     sd_bus_slot* match_ = nullptr;
+    // Who owns the application's name, followed in the order the bus delivers messages, so that a
+    // notification the application sent just before it quit still counts.
+    std::unique_ptr<CVBusNameOwnerWatch> ownerWatch_;
+    std::optional<std::string> applicationOwner_;
     Token nextToken_ = 1;
     std::map<Token, Registration> registrations_;
 };

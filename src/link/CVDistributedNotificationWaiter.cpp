@@ -28,6 +28,16 @@ bool CVDistributedNotificationWaiter::runRunLoopUntilNotificationsReceived() {
     return CVBlockingObserver::runRunLoopUntilNotificationsReceived();
 }
 
+void CVDistributedNotificationWaiter::endWhenNameLosesItsOwner(const char* name) {
+    ownerWatch_ = std::make_unique<CVBusNameOwnerWatch>(
+        CVSessionBus::shared(), name, [this](const std::string& newOwner) {
+            // A notification the application sent before it quit has already ended the wait.
+            if (newOwner.empty() && !stopRunning()) {
+                cancelRunLoopWithReason(kApplicationQuitReason);
+            }
+        });
+}
+
 void CVDistributedNotificationWaiter::checkIfParentExists() {
     if (!ZPProcessInformation::processInformationWithProcessIdentifier(processID_)->isRunning()) {
         cancelRunLoopWithReason(kApplicationQuitReason);

@@ -17,6 +17,12 @@ std::optional<std::string> CVReadWholeFileAt(int folder, const std::string& path
         }
         return std::nullopt;
     }
+    std::optional<std::string> contents = CVReadToEnd(descriptor, errorCode);
+    close(descriptor);
+    return contents;
+}
+
+std::optional<std::string> CVReadToEnd(int descriptor, int* errorCode) {
     std::string contents;
     char buffer[16384];
     for (;;) {
@@ -28,14 +34,11 @@ std::optional<std::string> CVReadWholeFileAt(int folder, const std::string& path
             if (errorCode != nullptr) {
                 *errorCode = errno;
             }
-            close(descriptor);
             return std::nullopt;
         }
         if (count == 0) {
-            break;
+            return contents;
         }
         contents.append(buffer, static_cast<size_t>(count));
     }
-    close(descriptor);
-    return contents;
 }

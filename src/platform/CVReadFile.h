@@ -9,3 +9,5 @@ std::optional<std::string> CVReadWholeFile(const std::string& path, int* errorCo
 // The same for a path relative to an open folder (openat).
 std::optional<std::string> CVReadWholeFileAt(int folder, const std::string& path,
                                              int* errorCode = nullptr);
+// What is left to read from an open descriptor, read to its end; the descriptor stays open.
+std::optional<std::string> CVReadToEnd(int descriptor, int* errorCode = nullptr);

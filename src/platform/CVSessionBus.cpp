@@ -52,4 +52,49 @@ sd_bus* shared() {
     return bus;
 }
 
+std::optional<std::string> ownerOfName(sd_bus* bus, const char* name) {
+    if (bus == nullptr) {
+        return std::nullopt;
+    }
+    sd_bus_creds* credentials = nullptr;
+    if (sd_bus_get_name_creds(bus, name, SD_BUS_CREDS_UNIQUE_NAME, &credentials) < 0) {
+        return std::nullopt;
+    }
+    const char* unique = nullptr;
+    std::optional<std::string> owner;
+    if (sd_bus_creds_get_unique_name(credentials, &unique) >= 0 && unique != nullptr) {
+        owner = unique;
+    }
+    sd_bus_creds_unref(credentials);
+    return owner;
+}
+
 }  // namespace CVSessionBus
+
+CVBusNameOwnerWatch::CVBusNameOwnerWatch(sd_bus* bus, const char* name, Handler handler)
+    : handler_(std::move(handler)) {
+    if (bus == nullptr) {
+        return;
+    }
+    std::string rule = std::string(
+                           "type='signal',sender='org.freedesktop.DBus',"
+                           "path='/org/freedesktop/DBus',interface='org.freedesktop.DBus',"
+                           "member='NameOwnerChanged',arg0='") +
+                       name + "'";
+    // Synchronous: the daemon has the match when this returns.
+    sd_bus_add_match(bus, &match_, rule.c_str(), ownerChanged, this);
+}
+
+CVBusNameOwnerWatch::~CVBusNameOwnerWatch() {
+    sd_bus_slot_unref(match_);
+}
+
+int CVBusNameOwnerWatch::ownerChanged(sd_bus_message* message, void* userdata, sd_bus_error*) {
+    const char* name = nullptr;
+    const char* oldOwner = nullptr;
+    const char* newOwner = nullptr;
+    if (sd_bus_message_read(message, "sss", &name, &oldOwner, &newOwner) >= 0) {
+        static_cast<CVBusNameOwnerWatch*>(userdata)->handler_(newOwner);
+    }
+    return 0;
+}

@@ -2,6 +2,7 @@
 
 #include <systemd/sd-bus.h>
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -21,4 +22,27 @@ std::optional<std::string> socketPathOfAddress(const std::string& address);
 // Not thread-safe: used from the main thread.
 sd_bus* shared();
 
+// The unique name ("":1.42") of the connection that owns the well-known name on the bus; nothing
+// when no one owns it or the bus cannot answer. One round trip.
+std::optional<std::string> ownerOfName(sd_bus* bus, const char* name);
+
 }  // namespace CVSessionBus
+
+// Calls back whenever the well-known name changes hands on the bus: with the new owner's unique
+// name, or "" when the name lost its owner. The match is in place when the constructor returns,
+// so a change after that is never missed; callbacks come from the run loop the bus is attached to.
+// A watch that could not be made (no bus) never calls back.
+class CVBusNameOwnerWatch {
+public:
+    using Handler = std::function<void(const std::string& newOwner)>;
+    CVBusNameOwnerWatch(sd_bus* bus, const char* name, Handler handler);
+    ~CVBusNameOwnerWatch();
+    CVBusNameOwnerWatch(const CVBusNameOwnerWatch&) = delete;
+    CVBusNameOwnerWatch& operator=(const CVBusNameOwnerWatch&) = delete;
+
+private:
+    static int ownerChanged(sd_bus_message* message, void* userdata, sd_bus_error* error);
+
+    Handler handler_;
+    sd_bus_slot* match_ = nullptr;
+};

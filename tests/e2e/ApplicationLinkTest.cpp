@@ -201,6 +201,18 @@ TEST_F(TheToolWithTheApplication, RefusesAnApplicationOfAnUnacceptedBuild) {
                   bundle + " (version 9078)\nCould not connect to Corvane.\n" + kShortUsage);
 }
 
+TEST_F(TheToolWithTheApplication, EndsTheLaunchAtOnceWhenTheApplicationDiesBeforeItsNames) {
+    std::string bundle = registerFakeApplication("9077");
+    writeFile(bundle + "/Contents/MacOS/Corvane", "#!/bin/sh\nexit 3\n");
+    std::filesystem::permissions(bundle + "/Contents/MacOS/Corvane",
+                                 std::filesystem::perms::owner_all);
+    // Well before the launch wait's 60 seconds.
+    CVCommandResult result = bed.runTool({left, right}, {.deadline = 20s});
+    EXPECT_FALSE(result.timedOut);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.standardError, "Timed out waiting for a response.\n" + kShortUsage);
+}
+
 TEST_F(TheToolWithTheApplication, ShowsTheApplicationInItsDebugVersion) {
     const std::string tool =
         "cvdiff version: 6.4 (9077)\nBundle identifier: com.corvane.Corvane.cvdiff\n";

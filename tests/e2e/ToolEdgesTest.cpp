@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <sys/stat.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -105,6 +106,52 @@ TEST_F(TheTool, LogsArgumentsEscapedAndNoEnvironmentValuesItDoesNotRead) {
         << result.standardError;
     EXPECT_EQ(result.standardError.find("a \"quoted\"\nline"), std::string::npos);
     EXPECT_EQ(result.standardError.find("hunter2"), std::string::npos);
+}
+
+TEST_F(TheTool, IsNotHeldUpOrCrashedByPoisonedStateFiles) {
+    const std::string defaultsFile =
+        bed.root() + "/config/corvane/com.corvane.Corvane.cvdiff.plist";
+    const std::string closedChangesets = bed.dataHome() + "/Corvane/ClosedChangesets.plist";
+    std::string deeplyNested = "<plist><array>";
+    for (int level = 0; level < 200000; ++level) {
+        deeplyNested += "<array>";
+    }
+    const std::vector<std::pair<std::string, std::string>> poisons = {
+        {"nested", deeplyNested}, {"fifo", ""}, {"zero", ""}};
+    for (const auto& [kind, content] : poisons) {
+        for (const std::string& path : {defaultsFile, closedChangesets}) {
+            std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+            std::filesystem::remove(path);
+            if (kind == "fifo") {
+                ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+            } else if (kind == "zero") {
+                std::filesystem::create_symlink("/dev/zero", path);
+            } else {
+                writeFile(path, content);
+            }
+        }
+        for (const std::vector<std::string>& arguments :
+             {std::vector<std::string>{"--version"}, {"--mark-changeset-as-closed", "U"}}) {
+            CVCommandResult result = bed.runTool(arguments, {.deadline = std::chrono::seconds(20)});
+            EXPECT_FALSE(result.timedOut) << kind;
+            EXPECT_EQ(result.status, 0) << kind << ": " << result.standardError;
+        }
+    }
+}
+
+TEST_F(TheTool, KeepsAnUnreadableDefaultsFileAsideBeforeReplacingIt) {
+    const std::string defaultsFile =
+        bed.root() + "/config/corvane/com.corvane.Corvane.cvdiff.plist";
+    writeFile(defaultsFile, "not a property list, but the user's keys were in here");
+    const std::string defaults = CVDIFF_BINARY_DIR "/src/tool/defaults";
+    for (int time = 0; time < 2; ++time) {
+        bed.run({defaults, "write", "com.corvane.Corvane.cvdiff", "debug-logging", "-bool", "NO"});
+    }
+    EXPECT_EQ(readFile(defaultsFile + ".corrupt"),
+              "not a property list, but the user's keys were in here");
+    EXPECT_EQ(
+        bed.run({defaults, "read", "com.corvane.Corvane.cvdiff", "debug-logging"}).standardOutput,
+        "0\n");
 }
 
 }  // namespace

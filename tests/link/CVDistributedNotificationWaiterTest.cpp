@@ -26,7 +26,10 @@ constexpr const char* kClose = "CVCloseTabNotification";
 class ADistributedNotificationWaiter : public testing::Test {
 protected:
     ADistributedNotificationWaiter()
-        : application_(CVPrivateSessionBus::shared().openConnection()) {}
+        : application_(CVPrivateSessionBus::shared().openConnection()) {
+        // Notifications count only from the owner of the application's name.
+        EXPECT_GE(sd_bus_request_name(application_, "com.corvane.Corvane", 0), 0);
+    }
     ~ADistributedNotificationWaiter() override { sd_bus_flush_close_unref(application_); }
 
     void post(const char* name, const std::optional<std::string>& object,
@@ -164,6 +167,36 @@ TEST_F(ADistributedNotificationWaiter, WithProcessIdentifierZeroNeverPolls) {
 
     EXPECT_FALSE(waiter.runRunLoopUntilNotificationsReceived());
     EXPECT_EQ(waiter.cancelReason(), "Timed out waiting for a response.");
+}
+
+TEST_F(ADistributedNotificationWaiter, IgnoresNotificationsFromAnyoneButTheApplication) {
+    CVDistributedNotificationWaiter waiter(0.5, 0, kClose, std::nullopt);
+    sd_bus* impostor = CVPrivateSessionBus::shared().openConnection();
+    ASSERT_GE(CVDistributedNotificationCenter::postNotification(impostor, kClose, "document-1", {}),
+              0);
+    sd_bus_flush_close_unref(impostor);
+
+    EXPECT_FALSE(waiter.runRunLoopUntilNotificationsReceived());
+    EXPECT_EQ(waiter.cancelReason(), "Timed out waiting for a response.");
+}
+
+TEST_F(ADistributedNotificationWaiter, EndsWhenTheApplicationsNameLosesItsOwner) {
+    // The process identifier the application reports may be anything: 1 never ends.
+    CVDistributedNotificationWaiter waiter(10.0, 1, kClose, std::nullopt);
+    waiter.endWhenNameLosesItsOwner("com.corvane.Corvane");
+    ASSERT_GE(sd_bus_release_name(application_, "com.corvane.Corvane"), 0);
+
+    EXPECT_FALSE(waiter.runRunLoopUntilNotificationsReceived());
+    EXPECT_EQ(waiter.cancelReason(), "Corvane quit while the action was running.");
+}
+
+TEST_F(ADistributedNotificationWaiter, CountsTheNotificationsTheApplicationSentBeforeItQuit) {
+    CVDistributedNotificationWaiter waiter(10.0, 1, kClose, std::nullopt);
+    waiter.endWhenNameLosesItsOwner("com.corvane.Corvane");
+    post(kClose, "document-1");
+    ASSERT_GE(sd_bus_release_name(application_, "com.corvane.Corvane"), 0);
+
+    EXPECT_TRUE(waiter.runRunLoopUntilNotificationsReceived());
 }
 
 TEST_F(ADistributedNotificationWaiter, StopsListeningWhenDestroyed) {

@@ -1,0 +1,72 @@
+// Many runs started at once while Corvane is not running: every one must be delivered exactly
+// once, however the launches race. Counted through the application's journal.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "CVTestBed.h"
+#include "CVWaitUntil.h"
+#include "RegexMatches.h"
+#include "TemporaryFolder.h"
+
+namespace {
+
+class ManyRunsFromCold : public ::testing::Test {
+protected:
+    CVTestBed bed;
+
+    void SetUp() override {
+        writeFile(bed.workDirectory() + "/left", "left\n");
+        writeFile(bed.workDirectory() + "/right", "right\n");
+    }
+
+    // Starts every run at once and answers how many ended with status 0.
+    int runTogether(const std::vector<std::vector<std::string>>& runs) {
+        std::vector<std::shared_ptr<CVTestProcess>> started;
+        for (const auto& arguments : runs) {
+            started.push_back(bed.startTool(arguments));
+        }
+        int succeeded = 0;
+        for (auto& run : started) {
+            CVCommandResult result = run->wait(std::chrono::seconds(120));
+            EXPECT_EQ(result.standardError, "");
+            succeeded += result.status == 0 ? 1 : 0;
+        }
+        return succeeded;
+    }
+
+    size_t answeredCalls() { return regexMatches(bed.journal(), "\"reply\":\"").size(); }
+};
+
+TEST_F(ManyRunsFromCold, DeliverSixtyFourDiffsEachOnce) {
+    for (int round = 0; round < 3; ++round) {
+        std::vector<std::vector<std::string>> runs(64, {"left", "right"});
+        EXPECT_EQ(runTogether(runs), 64) << "round " << round;
+        EXPECT_EQ(answeredCalls(), 64u * (round + 1)) << "round " << round;
+        ASSERT_EQ(bed.quitApplication().status, 0);
+        ASSERT_TRUE(CVWaitUntil([&] { return !bed.isApplicationRunning(); }));
+    }
+}
+
+TEST_F(ManyRunsFromCold, DeliverTwoHundredPartialChangesetItemsIntoOneDocument) {
+    std::vector<std::vector<std::string>> runs;
+    for (int item = 0; item < 200; ++item) {
+        std::string name = "item-" + std::to_string(item);
+        runs.push_back(
+            {"--partial-changeset", "--UUID", "load", "--relative-path", name, "left", "right"});
+    }
+    EXPECT_EQ(runTogether(runs), 200);
+    EXPECT_EQ(answeredCalls(), 200u);
+    std::string documents = bed.listDocuments().standardOutput;
+    EXPECT_EQ(regexMatches(documents, "\"GUID\":\"").size(), 1u) << documents;
+    for (int item = 0; item < 200; ++item) {
+        EXPECT_EQ(regexMatches(documents, "\"relativePath\":\"item-" + std::to_string(item) + "\"")
+                      .size(),
+                  1u)
+            << item;
+    }
+}
+
+}  // namespace

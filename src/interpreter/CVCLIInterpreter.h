@@ -139,6 +139,8 @@ private:
     // The git difftool summary: runs git once more with --name-status before the first item.
     void sendGitDifftoolSummaryIfNeeded(const std::vector<std::string>& arguments);
     void removeTemporaryFiles();
+    // After a send: the copies the invocation carried are the application's from now on.
+    void handOverCopies();
 
     int32_t exitCode_ = 0;
     std::optional<CVError> interpretError_;

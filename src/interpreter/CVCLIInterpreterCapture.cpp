@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <charconv>
 #include <cstring>
 #include <string_view>
@@ -97,6 +98,21 @@ std::optional<CVFileDictionary> CVCLIInterpreter::tempFileFromFileDescriptor(int
 
 std::optional<std::string> CVCLIInterpreter::readFileDescriptorPathIntoTempFile(
     int fileDescriptor) {
+    // The first block is read before anything is made: an empty input (standard input on
+    // /dev/null, a pipe closed at once) costs one read, not a folder made and removed.
+    char firstBlock[65536];
+    ssize_t firstCount;
+    while ((firstCount = read(fileDescriptor, firstBlock, sizeof firstBlock)) < 0 &&
+           errno == EINTR) {
+    }
+    if (firstCount <= 0) {
+        if (firstCount < 0 && errno == EAGAIN) {
+            // A non-blocking input with nothing yet: the copy below waits for it.
+            firstCount = 0;
+        } else {
+            return std::nullopt;
+        }
+    }
     std::optional<CVError> folderError;
     std::optional<std::string> folder = CVMakeItemReplacementDirectory(&folderError);
     if (!folder) {
@@ -118,7 +134,14 @@ std::optional<std::string> CVCLIInterpreter::readFileDescriptorPathIntoTempFile(
         CVRemoveItemAndItsReplacementDirectory(path);
         return std::nullopt;
     }
-    CVStreamCopyResult copy = CVCopyToEndOfInput(fileDescriptor, output);
+    CVStreamCopyResult copy;
+    errno = 0;
+    if (firstCount > 0 && write(output, firstBlock, static_cast<size_t>(firstCount)) != firstCount) {
+        copy.writeError = errno != 0 ? errno : EIO;
+    } else {
+        copy = CVCopyToEndOfInput(fileDescriptor, output);
+        copy.bytesCopied += static_cast<uint64_t>(firstCount);
+    }
     int closeError = close(output) == 0 ? 0 : errno;
     if (copy.writeError != 0 || closeError != 0) {
         drain(fileDescriptor);

@@ -42,20 +42,30 @@ std::shared_ptr<CVDistributedNotificationWaiter> CVCLIInterpreter::sendDocumentI
         // by createProxyForCorvane ends the run instead.
         return nullptr;
     }
+    if (!invocation->waitForTabClose()) {
+        // Nothing will wait: no observer, and none of the round trips one costs.
+        proxy->GUIDForDocumentWithCVDiffInvocation(*invocation);
+        handOverCopies();
+        return nullptr;
+    }
     // Registered before the document is sent, so that an early close is not missed.
     auto waiter = std::make_shared<CVDistributedNotificationWaiter>(
         kDeliveryWaitDuration, proxy->processID(), CVCorvaneContract::kCloseTabNotification,
         std::nullopt);
     waiter->endWhenNameLosesItsOwner(CVCorvaneContract::kApplicationBundleIdentifier);
     waiter->setNotificationObject(proxy->GUIDForDocumentWithCVDiffInvocation(*invocation));
-    // The application holds the invocation's copies now, except a plain diff's, which the run
-    // removes itself when it ends.
+    handOverCopies();
+    return waiter;
+}
+
+void CVCLIInterpreter::handOverCopies() {
+    // The application holds the sent invocation's copies now, except a plain diff's, which the
+    // run removes itself when it ends.
     std::vector<std::string> keptPaths;
     for (const CVFileDictionary& file : files()) {
         keptPaths.push_back(file.path);
     }
     CVHandOverReplacementDirectories(keptPaths);
-    return waiter;
 }
 
 void CVCLIInterpreter::sendUncoordinatedDocumentInvocation(
@@ -64,8 +74,8 @@ void CVCLIInterpreter::sendUncoordinatedDocumentInvocation(
     bool resolved = false;
     std::vector<CVDistributedNotificationCenter::Token> mergeObservers;
     auto& center = CVDistributedNotificationCenter::defaultCenter();
-    if (invocation->isMerge()) {
-        auto object = waiter != nullptr ? waiter->notificationObject() : std::nullopt;
+    if (invocation->isMerge() && waiter != nullptr) {
+        auto object = waiter->notificationObject();
         // The last of the two notifications to arrive decides.
         mergeObservers.push_back(
             center.addObserver(CVCorvaneContract::kMergeFinishedByResolvingNotification, object,

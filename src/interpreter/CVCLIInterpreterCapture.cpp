@@ -136,7 +136,8 @@ std::optional<std::string> CVCLIInterpreter::readFileDescriptorPathIntoTempFile(
     }
     CVStreamCopyResult copy;
     errno = 0;
-    if (firstCount > 0 && write(output, firstBlock, static_cast<size_t>(firstCount)) != firstCount) {
+    if (firstCount > 0 &&
+        write(output, firstBlock, static_cast<size_t>(firstCount)) != firstCount) {
         copy.writeError = errno != 0 ? errno : EIO;
     } else {
         copy = CVCopyToEndOfInput(fileDescriptor, output);

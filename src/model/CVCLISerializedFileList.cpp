@@ -157,6 +157,14 @@ CVCLISerializedFileList::serializedFileListsWithRecursiveContentsOfLeft(
     PairingSide rightSide(right, rightTemporary, rightDeletedOnExit);
     const auto& leftFiles = leftSide.listing.files;
     const auto& rightFiles = rightSide.listing.files;
+    for (const PairingSide* side : {&leftSide, &rightSide}) {
+        if (side->listing.tooDeep) {
+            CVSetError(error, CVError::withLocalizedDescription(
+                                  CVProcessName() + ": " + side->folder +
+                                  ": the folder tree is deeper than the open-file limit allows"));
+            return std::nullopt;
+        }
+    }
 
     if (leftFiles.empty() || rightFiles.empty()) {
         std::optional<std::string> workingDirectory;

@@ -2,8 +2,11 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <cerrno>
 
 namespace {
 
@@ -37,6 +40,7 @@ void walkFolder(int fd, std::string& prefix, CVFolderListing& listing) {
         int child =
             openat(dirfd(folder), entry->d_name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
         if (child < 0) {
+            listing.tooDeep = listing.tooDeep || errno == EMFILE || errno == ENFILE;
             listing.unreadableFolders.insert(prefix + entry->d_name);
             continue;
         }
@@ -56,8 +60,19 @@ std::optional<CVFolderListing> CVListFilesInFolder(const std::string& folder) {
     if (fd < 0) {
         return std::nullopt;
     }
+    // One descriptor per level: allow as many as the hard limit does while the walk runs.
+    struct rlimit limit {};
+    bool raised = getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max;
+    if (raised) {
+        struct rlimit wider = limit;
+        wider.rlim_cur = limit.rlim_max;
+        raised = setrlimit(RLIMIT_NOFILE, &wider) == 0;
+    }
     CVFolderListing listing;
     std::string prefix;
     walkFolder(fd, prefix, listing);
+    if (raised) {
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
     return listing;
 }

@@ -27,11 +27,14 @@ struct CVFolderListing {
     std::unordered_set<std::string> folders;
     // Folders that were found but could not be read, relative to the walked folder.
     std::unordered_set<std::string> unreadableFolders;
+    // The tree was deeper than the process may hold folders open: the listing is incomplete.
+    bool tooDeep = false;
 };
 
 // A deep listing under a folder. Names beginning with "." are skipped with everything under them;
 // symbolic links are listed, never followed; subfolders that cannot be read contribute nothing.
 // Nothing when the folder itself cannot be opened as a folder. One getdents pass per folder and
 // one fstat per folder; entries cost no system call of their own unless the file system leaves
-// their type unknown.
+// their type unknown. The walk holds one descriptor per level: for its length the soft limit of
+// open files is raised to the hard one, and a tree deeper still is reported as `tooDeep`.
 std::optional<CVFolderListing> CVListFilesInFolder(const std::string& folder);

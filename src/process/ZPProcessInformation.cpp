@@ -177,22 +177,16 @@ ZPProcessInformation::ZPProcessInformation(int32_t processIdentifier)
     getInfo();
 }
 
-void ZPProcessInformation::getInfo() {
-    if (processIdentifier_ <= 0) {
-        return;
+std::optional<ZPProcessInformation::StatLine> ZPProcessInformation::parseStatLine(
+    std::string_view line) {
+    // "pid (comm) state ppid ... starttime ...". The name may hold spaces and parentheses, so it
+    // ends at the last ')'.
+    size_t open = line.find('(');
+    size_t close = line.rfind(')');
+    if (open == std::string_view::npos || close == std::string_view::npos || close < open) {
+        return std::nullopt;
     }
-    // One read of /proc/PID/stat: "pid (comm) state ppid ... starttime ...". The name may hold
-    // spaces and parentheses, so it ends at the last ')'.
-    auto stat = readStatLine(processIdentifier_);
-    if (!stat) {
-        return;
-    }
-    size_t open = stat->find('(');
-    size_t close = stat->rfind(')');
-    if (open == std::string::npos || close == std::string::npos || close < open) {
-        return;
-    }
-    std::string_view fields = std::string_view(*stat).substr(close + 1);
+    std::string_view fields = line.substr(close + 1);
     // After the name: state (index 0), ppid (1), ..., starttime (19).
     static constexpr int kParentIndex = 1;
     static constexpr int kStartTimeIndex = 19;
@@ -203,7 +197,7 @@ void ZPProcessInformation::getInfo() {
     while (index < kStartTimeIndex) {
         position = fields.find_first_not_of(' ', position);
         if (position == std::string_view::npos) {
-            return;
+            return std::nullopt;
         }
         size_t end = fields.find(' ', position);
         std::string_view field =
@@ -212,20 +206,20 @@ void ZPProcessInformation::getInfo() {
         if (index == 0 && (field == "Z" || field == "X")) {
             // A zombie has ended; only its parent has yet to collect its status. It counts as
             // gone, so that a wait for an application that quit ends at the next poll.
-            return;
+            return std::nullopt;
         }
         if (index == kParentIndex) {
             int64_t value = 0;
             if (std::from_chars(field.data(), field.data() + field.size(), value).ec !=
                 std::errc()) {
-                return;
+                return std::nullopt;
             }
             parent = value;
         } else if (index == kStartTimeIndex) {
             uint64_t value = 0;
             if (std::from_chars(field.data(), field.data() + field.size(), value).ec !=
                 std::errc()) {
-                return;
+                return std::nullopt;
             }
             startTicks = value;
         }
@@ -235,17 +229,28 @@ void ZPProcessInformation::getInfo() {
         position = end;
     }
     if (!parent || !startTicks) {
+        return std::nullopt;
+    }
+    return StatLine{std::string(line.substr(open + 1, close - open - 1)), *parent, *startTicks};
+}
+
+void ZPProcessInformation::getInfo() {
+    if (processIdentifier_ <= 0) {
         return;
     }
-    parentProcessIdentifier_ = static_cast<int32_t>(*parent);
+    auto line = readStatLine(processIdentifier_);
+    std::optional<StatLine> stat = line ? parseStatLine(*line) : std::nullopt;
+    if (!stat) {
+        return;
+    }
+    parentProcessIdentifier_ = static_cast<int32_t>(stat->parent);
     static const long ticksPerSecond = sysconf(_SC_CLK_TCK);
     if (auto boot = bootTime(); boot && ticksPerSecond > 0) {
         startDate_ =
-            *boot + static_cast<int64_t>(*startTicks / static_cast<uint64_t>(ticksPerSecond));
+            *boot + static_cast<int64_t>(stat->startTicks / static_cast<uint64_t>(ticksPerSecond));
     }
-    std::string name = stat->substr(open + 1, close - open - 1);
-    if (CVIsValidUTF8(name)) {
-        processName_ = std::move(name);
+    if (CVIsValidUTF8(stat->name)) {
+        processName_ = std::move(stat->name);
     }
 }
 

@@ -6,6 +6,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // A snapshot of one process of the machine, read from /proc. The name, parent and start time are
@@ -74,6 +75,16 @@ public:
     // replace it.
     void setArguments(std::optional<std::vector<std::string>> arguments);
     void setEnvironmentArray(std::optional<std::vector<std::string>> environmentArray);
+
+    // What a snapshot takes from a /proc/PID/stat line: the name (between the first '(' and the
+    // last ')', as the kernel wrote it), the parent and the start time in clock ticks. Nothing for
+    // a malformed line or a zombie.
+    struct StatLine {
+        std::string name;
+        int64_t parent = 0;
+        uint64_t startTicks = 0;
+    };
+    static std::optional<StatLine> parseStatLine(std::string_view line);
 
 private:
     void getInfo();

@@ -108,6 +108,35 @@ TEST_F(TheTool, LogsArgumentsEscapedAndNoEnvironmentValuesItDoesNotRead) {
     EXPECT_EQ(result.standardError.find("hunter2"), std::string::npos);
 }
 
+TEST_F(TheTool, PairsATreeDeeperThanTheOpenFileLimitOrSaysItCannot) {
+    std::string deep;
+    for (int level = 0; level < 1100; ++level) {
+        deep += "d/";
+    }
+    for (const char* side : {"left/", "right/"}) {
+        ASSERT_EQ(
+            bed.run({"/bin/sh", "-c", "mkdir -p \"$0\" && echo \"$0\" > \"$0/f\"", side + deep})
+                .status,
+            0);
+    }
+    // Below the hard limit the walk raises its own soft limit and pairs the deep file.
+    CVCommandResult paired = bed.run({"/bin/sh", "-c",
+                                      "ulimit -S -n 1024 && exec \"$0\" --changeset --filelist "
+                                      "left right",
+                                      bed.toolPath()});
+    EXPECT_EQ(paired.status, 0) << paired.standardError;
+    EXPECT_NE(bed.listDocuments().standardOutput.find("\"relativePath\":\"" + deep + "f\""),
+              std::string::npos);
+
+    CVCommandResult refused =
+        bed.run({"/bin/sh", "-c", "ulimit -n 1024 && exec \"$0\" --changeset --filelist left right",
+                 bed.toolPath()});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(
+        refused.standardError,
+        "cvdiff: left: the folder tree is deeper than the open-file limit allows\n" + kShortUsage);
+}
+
 TEST_F(TheTool, IsNotHeldUpOrCrashedByPoisonedStateFiles) {
     const std::string defaultsFile =
         bed.root() + "/config/corvane/com.corvane.Corvane.cvdiff.plist";

@@ -207,3 +207,29 @@ TEST(SetValues, AreNotReplacedByTheLazyReads) {
     EXPECT_EQ(process.arguments(), Strings{"/opt/tool"});
     EXPECT_EQ(process.workingDirectory(), "/here");
 }
+
+TEST(AStatLine, GivesTheNameParentAndStartTicksOrNothing) {
+    const std::string rest = " 0 0 0 -1 4194560 0 0 0 0 0 0 0 0 20 0 1 0 4242 0";
+    struct Case {
+        std::string line;
+        std::optional<std::string> name;
+    };
+    const Case cases[] = {
+        {"17 (git) S 12" + rest, "git"},
+        {"17 (a b) c)) S 12" + rest, "a b) c)"},  // the name ends at the last ')'
+        {"17 (caf\xc3\xa9) S 12" + rest, "caf\xc3\xa9"},
+        {"17 (process_test_he) R 12" + rest, "process_test_he"},
+        {"17 (zombie) Z 12" + rest, std::nullopt},
+        {"17 (short) S 12 0", std::nullopt},
+        {"17 no parentheses S 12" + rest, std::nullopt},
+        {"17 (x) S twelve" + rest, std::nullopt},
+    };
+    for (const Case& c : cases) {
+        auto stat = ZPProcessInformation::parseStatLine(c.line);
+        EXPECT_EQ(stat ? std::optional(stat->name) : std::nullopt, c.name) << c.line;
+        if (stat) {
+            EXPECT_EQ(stat->parent, 12);
+            EXPECT_EQ(stat->startTicks, 4242u);
+        }
+    }
+}

@@ -6,6 +6,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <random>
+
 #include "TemporaryFolder.h"
 
 namespace {
@@ -65,6 +68,45 @@ TEST(CorvaneMerge, SplitsTheTextsIntoStableAndConflictingRegions) {
         EXPECT_EQ(merge.resultText(), test.result) << test.name;
         EXPECT_EQ(merge.conflictsLeft(), test.conflicts) << test.name;
         EXPECT_EQ(merge.regionOffsets().back(), test.result.size()) << test.name;
+    }
+}
+
+TEST(CorvaneMerge, MergesAsGitMergeFileDoes) {
+    // Random edits of a random text: the result, conflicts included, matches git's own merge.
+    TemporaryFolder folder;
+    std::mt19937 random(15);
+    auto line = [&](char first) {
+        return std::string(1, static_cast<char>(first + random() % 4)) + "\n";
+    };
+    auto edited = [&](const std::string& base) {
+        std::string text;
+        for (size_t start = 0; start < base.size(); start += 2) {
+            unsigned dice = random() % 8;
+            text += dice == 1 ? line('A') : "";
+            text += dice == 0 ? "" : base.substr(start, 2);
+            text += dice == 2 ? line('p') : "";
+        }
+        return text;
+    };
+    for (int round = 0; round < 60; ++round) {
+        std::string base;
+        for (int count = 0; count < 20; ++count) {
+            base += line('a');
+        }
+        std::string left = edited(base);
+        std::string right = edited(base);
+        writeFile(folder / "left", left);
+        writeFile(folder / "base", base);
+        writeFile(folder / "right", right);
+        std::string command = "git merge-file -p --diff3 -L left -L base -L right " +
+                              (folder / "left") + " " + (folder / "base") + " " +
+                              (folder / "right") + " > " + (folder / "merged");
+        ASSERT_NE(std::system(command.c_str()), -1);
+        CorvaneMerge merge(left, right, base, "/nonexistent/out");
+        ASSERT_EQ(merge.resultText(), readFile(folder / "merged")) << "base:\n"
+                                                                   << base << "left:\n"
+                                                                   << left << "right:\n"
+                                                                   << right;
     }
 }
 

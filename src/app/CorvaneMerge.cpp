@@ -43,8 +43,16 @@ std::vector<Hunk> hunksBetween(std::string_view older, std::string_view newer) {
     options.interhunk_lines = 0;
     options.flags = GIT_DIFF_FORCE_TEXT;
     std::vector<Hunk> hunks;
-    git_diff_buffers(older.data(), older.size(), nullptr, newer.data(), newer.size(), nullptr,
-                     &options, nullptr, nullptr, collectHunk, nullptr, &hunks);
+    if (git_diff_buffers(older.data(), older.size(), nullptr, newer.data(), newer.size(), nullptr,
+                         &options, nullptr, nullptr, collectHunk, nullptr, &hunks) < 0 &&
+        older != newer) {
+        // Out of memory: one change over everything, so that nothing is merged silently away.
+        auto lines = [](std::string_view text) {
+            return static_cast<int>(std::count(text.begin(), text.end(), '\n') +
+                                    (!text.empty() && text.back() != '\n' ? 1 : 0));
+        };
+        hunks = {Hunk{0, lines(older), 0, lines(newer)}};
+    }
     return hunks;
 }
 

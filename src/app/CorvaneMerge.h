@@ -36,8 +36,9 @@ public:
     bool hasBase() const { return base_.has_value(); }
     const std::string& outputPath() const { return outputPath_; }
 
-    // The result as it stands; an unresolved conflict shows git's markers around both sides
-    // ("<<<<<<< left", "=======", ">>>>>>> right").
+    // The result as it stands; an unresolved conflict shows git's markers around both sides and
+    // the base between them ("<<<<<<< left", "||||||| base", "=======", ">>>>>>> right"), as
+    // `git merge-file --diff3` writes it.
     std::string resultText() const;
     // The byte offset of each region's text in resultText(), one more than regions() (the end).
     std::vector<size_t> regionOffsets() const;

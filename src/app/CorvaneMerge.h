@@ -33,6 +33,9 @@ public:
                  std::string outputPath);
 
     const std::vector<Region>& regions() const { return regions_; }
+    const std::string& left() const { return left_; }
+    const std::string& right() const { return right_; }
+    const std::optional<std::string>& base() const { return base_; }
     bool hasBase() const { return base_.has_value(); }
     const std::string& outputPath() const { return outputPath_; }
 

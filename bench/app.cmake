@@ -6,3 +6,7 @@ if(TARGET cv_test_support AND TARGET Corvane)
         LIBRARIES cv_model cv_test_support)
     add_dependencies(app_round_trip_benchmark Corvane)
 endif()
+
+cvdiff_benchmark(changeset_items_benchmark
+    SOURCES ${CMAKE_CURRENT_SOURCE_DIR}/ChangesetItemsBenchmark.cpp
+    LIBRARIES cv_app)

@@ -1,14 +1,12 @@
 #include "app/CorvaneControlService.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <sstream>
 
 #include "app/CorvaneApplication.h"
+#include "app/CorvaneMerge.h"
 #include "app/CorvaneNames.h"
 #include "platform/CVCorvaneContract.h"
 #include "platform/CVJSON.h"
@@ -75,7 +73,8 @@ std::optional<std::string> resultSourcePath(const CorvaneDocument& document,
     return result;
 }
 
-// Copies the file's content over the output file; false with the reason when either fails.
+// Copies the file's content over the output file, as a finished merge writes its result; false
+// with the reason when either fails.
 bool writeMergeResult(const std::string& sourcePath, const std::string& outputPath,
                       std::string* whyNot) {
     std::ifstream source(sourcePath, std::ios::binary);
@@ -85,17 +84,7 @@ bool writeMergeResult(const std::string& sourcePath, const std::string& outputPa
     }
     std::ostringstream content;
     content << source.rdbuf();
-    std::string bytes = content.str();
-    int descriptor = open(outputPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    bool written = descriptor >= 0 && write(descriptor, bytes.data(), bytes.size()) ==
-                                          static_cast<ssize_t>(bytes.size());
-    if (!written) {
-        *whyNot = "Could not write " + outputPath + ": " + strerror(errno) + ".";
-    }
-    if (descriptor >= 0) {
-        close(descriptor);
-    }
-    return written;
+    return CorvaneWriteMergeOutput(outputPath, content.str(), whyNot);
 }
 
 int finishMerge(sd_bus_message* message, void* userdata, sd_bus_error* error) {

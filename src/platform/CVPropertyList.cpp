@@ -256,12 +256,18 @@ std::optional<std::vector<uint8_t>> dataValue(plist_t node) {
 }  // namespace CVPropertyList
 
 bool CVWriteFileAtomically(const std::string& path, std::string_view bytes,
-                           std::optional<CVError>* error) {
+                           std::optional<CVError>* error, unsigned newFileMode) {
     std::string sidePath = path + ".XXXXXX";
     int descriptor = mkostemp(sidePath.data(), O_CLOEXEC);
     if (descriptor < 0) {
         CVSetError(error, errnoError("Could not write", path, errno));
         return false;
+    }
+    // The side file is made 0600; the file it replaces keeps its own mode.
+    struct stat existing {};
+    bool exists = stat(path.c_str(), &existing) == 0;
+    if (exists || newFileMode != 0600) {
+        fchmod(descriptor, exists ? existing.st_mode & 07777 : newFileMode);
     }
     size_t written = 0;
     while (written < bytes.size()) {
@@ -278,8 +284,18 @@ bool CVWriteFileAtomically(const std::string& path, std::string_view bytes,
         }
         written += static_cast<size_t>(count);
     }
-    if (close(descriptor) != 0 || rename(sidePath.c_str(), path.c_str()) != 0) {
-        int code = errno;
+    // Flushed before the rename, so that a crash leaves the old content or the new, never none.
+    bool flushed = fsync(descriptor) == 0;
+    int code = flushed ? 0 : errno;
+    if (close(descriptor) != 0 && flushed) {
+        flushed = false;
+        code = errno;
+    }
+    if (flushed && rename(sidePath.c_str(), path.c_str()) != 0) {
+        flushed = false;
+        code = errno;
+    }
+    if (!flushed) {
         unlink(sidePath.c_str());
         CVSetError(error, errnoError("Could not write", path, code));
         return false;

@@ -1,0 +1,173 @@
+#include "app/view/CorvaneChangesetListView.h"
+
+#include <gtk/gtk.h>
+
+#include <string>
+
+// A GListModel over the changeset's rows: each item is made when the list asks for it, a
+// GtkStringObject holding the row's line; the rows themselves stay in CorvaneChangesetItems.
+G_BEGIN_DECLS
+#define CORVANE_TYPE_ITEMS_MODEL (corvane_items_model_get_type())
+G_DECLARE_FINAL_TYPE(CorvaneItemsModel, corvane_items_model, CORVANE, ITEMS_MODEL, GObject)
+G_END_DECLS
+
+struct _CorvaneItemsModel {
+    GObject parent;
+    CorvaneChangesetItems* items;
+};
+
+namespace {
+
+std::string lineOfRow(const CorvaneChangesetItems::Row& row) {
+    std::string line = std::string(CorvaneChangeLetter(row.kind)) + "  " + row.path;
+    if (row.newPath) {
+        line += " \u2192 " + *row.newPath;
+    }
+    line += std::string(" (") + CorvaneChangeWord(row.kind) + ")";
+    if (row.pending) {
+        line += ", pending";
+    }
+    return line;
+}
+
+GType itemType(GListModel*) {
+    return GTK_TYPE_STRING_OBJECT;
+}
+
+guint itemCount(GListModel* model) {
+    return static_cast<guint>(CORVANE_ITEMS_MODEL(model)->items->count());
+}
+
+gpointer item(GListModel* model, guint position) {
+    CorvaneChangesetItems* items = CORVANE_ITEMS_MODEL(model)->items;
+    if (position >= items->count()) {
+        return nullptr;
+    }
+    return gtk_string_object_new(lineOfRow(items->row(position)).c_str());
+}
+
+void initializeListModel(GListModelInterface* interface) {
+    interface->get_item_type = itemType;
+    interface->get_n_items = itemCount;
+    interface->get_item = item;
+}
+
+}  // namespace
+
+G_DEFINE_TYPE_WITH_CODE(CorvaneItemsModel, corvane_items_model, G_TYPE_OBJECT,
+                        G_IMPLEMENT_INTERFACE(G_TYPE_LIST_MODEL, initializeListModel))
+
+static void corvane_items_model_class_init(CorvaneItemsModelClass*) {}
+static void corvane_items_model_init(CorvaneItemsModel* model) {
+    model->items = nullptr;
+}
+
+namespace {
+
+void setUpRow(GtkSignalListItemFactory*, GtkListItem* listItem, gpointer) {
+    GtkWidget* label = gtk_label_new(nullptr);
+    gtk_label_set_xalign(GTK_LABEL(label), 0);
+    gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_MIDDLE);
+    gtk_list_item_set_child(listItem, label);
+}
+
+void bindRow(GtkSignalListItemFactory*, GtkListItem* listItem, gpointer items) {
+    GtkWidget* label = gtk_list_item_get_child(listItem);
+    auto* line = GTK_STRING_OBJECT(gtk_list_item_get_item(listItem));
+    gtk_label_set_text(GTK_LABEL(label), gtk_string_object_get_string(line));
+    // Pending rows are shown dimmed.
+    guint position = gtk_list_item_get_position(listItem);
+    auto* rows = static_cast<CorvaneChangesetItems*>(items);
+    if (position < rows->count() && rows->row(position).pending) {
+        gtk_widget_add_css_class(label, "dim-label");
+    } else {
+        gtk_widget_remove_css_class(label, "dim-label");
+    }
+}
+
+}  // namespace
+
+CorvaneChangesetListView::CorvaneChangesetListView(CorvaneChangesetItems& items)
+    : Gtk::Box(Gtk::Orientation::VERTICAL), items_(items) {
+    auto* model = CORVANE_ITEMS_MODEL(g_object_new(CORVANE_TYPE_ITEMS_MODEL, nullptr));
+    model->items = &items_;
+    model_ = G_LIST_MODEL(model);
+    items_.onItemsChanged = [this](size_t position, size_t removed, size_t added) {
+        g_list_model_items_changed(model_, static_cast<guint>(position),
+                                   static_cast<guint>(removed), static_cast<guint>(added));
+        summary_.set_text(std::to_string(items_.totalCount()) + " items, " +
+                          std::to_string(items_.pendingCount()) + " pending");
+    };
+    selection_ = gtk_single_selection_new(G_LIST_MODEL(g_object_ref(model_)));
+    gtk_single_selection_set_autoselect(selection_, FALSE);
+    gtk_single_selection_set_can_unselect(selection_, TRUE);
+    g_signal_connect_swapped(
+        selection_, "selection-changed",
+        G_CALLBACK(+[](CorvaneChangesetListView* view) { view->selectionChanged(); }), this);
+    GtkListItemFactory* factory = gtk_signal_list_item_factory_new();
+    g_signal_connect(factory, "setup", G_CALLBACK(setUpRow), nullptr);
+    g_signal_connect(factory, "bind", G_CALLBACK(bindRow), &items_);
+    GtkWidget* list = gtk_list_view_new(GTK_SELECTION_MODEL(selection_), factory);
+    g_object_ref(selection_);  // gtk_list_view_new took the one it was given
+
+    // gtkmm 4.8 sends SearchEntry's placeholder to GtkEntry, which a search entry is not.
+    g_object_set(filter_.gobj(), "placeholder-text", "Filter", nullptr);
+    filter_.signal_search_changed().connect([this] { items_.setFilter(filter_.get_text()); });
+    scroller_.set_child(*Glib::wrap(list));
+    scroller_.set_vexpand(true);
+    summary_.set_xalign(0);
+    summary_.add_css_class("dim-label");
+    summary_.set_text(std::to_string(items_.totalCount()) + " items, " +
+                      std::to_string(items_.pendingCount()) + " pending");
+    append(filter_);
+    append(scroller_);
+    append(summary_);
+}
+
+CorvaneChangesetListView::~CorvaneChangesetListView() {
+    items_.onItemsChanged = nullptr;
+    g_signal_handlers_disconnect_by_data(selection_, this);
+    g_object_unref(selection_);
+    g_object_unref(model_);
+}
+
+void CorvaneChangesetListView::refresh() {
+    // items-changed keeps GtkSingleSelection's selected item where it is.
+    items_.refresh();
+}
+
+std::optional<size_t> CorvaneChangesetListView::selectedFileList() const {
+    guint position = gtk_single_selection_get_selected(selection_);
+    if (position == GTK_INVALID_LIST_POSITION || position >= items_.count()) {
+        return std::nullopt;
+    }
+    return items_.row(position).fileListIndex;
+}
+
+bool CorvaneChangesetListView::selectArrived(int step) {
+    guint selected = gtk_single_selection_get_selected(selection_);
+    auto count = static_cast<long>(items_.count());
+    long position = selected == GTK_INVALID_LIST_POSITION ? (step > 0 ? -1 : count)
+                                                          : static_cast<long>(selected);
+    for (position += step; position >= 0 && position < count; position += step) {
+        if (items_.row(static_cast<size_t>(position)).fileListIndex) {
+            gtk_single_selection_set_selected(selection_, static_cast<guint>(position));
+            return true;
+        }
+    }
+    return false;
+}
+
+bool CorvaneChangesetListView::selectNext() {
+    return selectArrived(1);
+}
+
+bool CorvaneChangesetListView::selectPrevious() {
+    return selectArrived(-1);
+}
+
+void CorvaneChangesetListView::selectionChanged() {
+    if (auto fileList = selectedFileList(); fileList && onItemSelected) {
+        onItemSelected(*fileList);
+    }
+}

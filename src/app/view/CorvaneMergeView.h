@@ -1,0 +1,67 @@
+#pragma once
+
+#include <gtkmm.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "app/CorvaneMerge.h"
+
+// A merge tab: the left side, the base (when there is one) and the right side above, the result
+// being built below, editable. Actions on the current conflict take left, right, both in either
+// order, or base; next/previous conflict move through them; the count of conflicts left is shown
+// and Resolve is possible only when it is zero. The host posts the notifications: onResolved
+// after the output was written, onClosedWithoutResolving when the person closes it unresolved.
+class CorvaneMergeView : public Gtk::Box {
+public:
+    // headers: the captions of left, right and base (the base's is unused without a base).
+    CorvaneMergeView(std::unique_ptr<CorvaneMerge> merge, std::vector<std::string> headers);
+
+    const CorvaneMerge& merge() const { return *merge_; }
+    // The actions, also bound to the buttons: "merge.next-conflict", "merge.previous-conflict",
+    // "merge.take-left", "merge.take-right", "merge.take-left-then-right",
+    // "merge.take-right-then-left", "merge.take-base", "merge.resolve".
+    bool showNextConflict();
+    bool showPreviousConflict();
+    bool take(CorvaneMerge::Choice choice);
+    // Writes the output; on success calls onResolved. An output changed by someone else is asked
+    // about first; a failure is shown in the tab and the merge stays open.
+    void resolve();
+    // Closing: asks first when choices or edits would be lost, then calls onClosedWithoutResolving.
+    void requestClose();
+
+    std::function<void()> onResolved;
+    std::function<void()> onClosedWithoutResolving;
+
+private:
+    void showResult();
+    void updateStatus();
+    void resultInserted(const Gtk::TextBuffer::iterator& at, const Glib::ustring& text);
+    void resultErased(const Gtk::TextBuffer::iterator& start, const Gtk::TextBuffer::iterator& end);
+    size_t byteOffset(const Gtk::TextBuffer::iterator& at) const;
+    Gtk::TextBuffer::iterator iteratorAt(size_t byteOffset);
+    // Asks in a dialog; the answer runs from the main loop, once the dialog is gone.
+    void ask(const std::string& question, const std::string& yes, std::function<void()> then);
+    void runAnswer();
+
+    std::unique_ptr<CorvaneMerge> merge_;
+    size_t current_ = 0;  // the region of the current conflict
+    bool hasCurrent_ = false;
+    std::string shownResult_;
+    bool updatingResult_ = false;
+
+    Glib::RefPtr<Gio::SimpleActionGroup> actions_;
+    Gtk::Box toolbar_{Gtk::Orientation::HORIZONTAL};
+    Gtk::Label conflictsLeft_;
+    Gtk::Button resolve_{"Resolve"};
+    Gtk::Label message_;
+    Gtk::Paned vertical_{Gtk::Orientation::VERTICAL};
+    Gtk::Box sides_{Gtk::Orientation::HORIZONTAL};
+    std::vector<std::unique_ptr<Gtk::TextView>> sideViews_;
+    Gtk::TextView result_;
+    Glib::RefPtr<Gtk::TextBuffer::Tag> conflictTag_, currentTag_;
+    std::unique_ptr<Gtk::MessageDialog> dialog_;
+    std::function<void()> answer_;
+};

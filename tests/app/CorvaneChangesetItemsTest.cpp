@@ -1,0 +1,127 @@
+// The list a changeset tab shows, driven by the document's file lists as the bus fills them.
+
+#include "app/CorvaneChangesetItems.h"
+
+#include <gtest/gtest.h>
+
+#include <tuple>
+
+namespace {
+
+CorvaneFileList item(std::vector<std::string> files, int64_t status = 0,
+                     std::optional<std::string> relativePath = std::nullopt) {
+    CorvaneFileList list;
+    list.files = std::move(files);
+    list.status = status;
+    list.relativePath = std::move(relativePath);
+    return list;
+}
+
+// "path[ -> newPath] L word[, pending][, repeated]" for every visible row.
+std::vector<std::string> shown(const CorvaneChangesetItems& items) {
+    std::vector<std::string> lines;
+    for (size_t position = 0; position < items.count(); ++position) {
+        CorvaneChangesetItems::Row row = items.row(position);
+        std::string line = row.path + (row.newPath ? " -> " + *row.newPath : "") + " " +
+                           CorvaneChangeLetter(row.kind) + " " + CorvaneChangeWord(row.kind);
+        line += row.pending ? ", pending" : "";
+        line += row.repeated ? ", repeated" : "";
+        line += row.fileListIndex ? " #" + std::to_string(*row.fileListIndex) : "";
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+TEST(CorvaneUnquoteGitPath, UndoesGitsQuotingAndLeavesAnythingElseAsItIs) {
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"plain.txt", "plain.txt"},
+        {R"("sp\303\251 cial.txt")", "sp\xc3\xa9 cial.txt"},
+        {R"("tab\there")", "tab\there"},
+        {R"("line\nbreak")", "line\nbreak"},
+        {R"("q\"uote")", "q\"uote"},
+        {R"("back\\slash")", "back\\slash"},
+        {R"("\a\b\f\r\v")", "\a\b\f\r\v"},
+        {R"("\001\177\377")", "\001\177\377"},
+        {R"("")", ""},
+        // Malformed: kept whole.
+        {R"("unterminated\")", R"("unterminated\")"},
+        {R"("bad\9")", R"("bad\9")"},
+        {R"("short\30")", R"("short\30")"},
+        {R"("over\400")", R"("over\400")"},
+        {R"("in"side")", R"("in"side")"},
+        {R"("lone)", R"("lone)"},
+        {R"(")", R"(")"},
+    };
+    for (const auto& [quoted, expected] : cases) {
+        EXPECT_EQ(CorvaneUnquoteGitPath(quoted), expected) << quoted;
+    }
+}
+
+TEST(CorvaneChangesetItems, FillsAnnouncedRowsAsTheirItemsArriveAndAppendsTheRest) {
+    CorvaneDocument document;
+    document.announcedFileLists = {
+        item({"src/a.c"}),        item({"new.txt"}, 1), item({"old.txt"}, 2),
+        item({"x.c", "y.c"}, 3),  item({"p.c", "q.c"}), item({R"("sp\303\251 cial.txt")"}),
+        item({"never/sent.txt"}),
+    };
+    CorvaneChangesetItems items(document);
+    std::vector<std::tuple<size_t, size_t, size_t>> changes;
+    items.onItemsChanged = [&](size_t position, size_t removed, size_t added) {
+        changes.emplace_back(position, removed, added);
+    };
+    EXPECT_EQ(items.pendingCount(), 7u);
+
+    // As git difftool sends them: the old side a temporary copy, the new one in the work tree.
+    document.fileLists = {
+        item({"/tmp/AbC123_a.c", "/repo/src/a.c"}),
+        item({"/tmp/git-blob-Qx/q.c", "/repo/q.c"}),
+        item({"/tmp/git-blob-Zz/unlisted.md", "/repo/docs/unlisted.md"}),
+        item({"/tmp/x1/sp\xc3\xa9 cial.txt", "/repo/sp\xc3\xa9 cial.txt"}),
+        item({"/tmp/AbC124_a.c", "/repo/src/a.c"}),
+        item({"/left/new.txt"}, 1),
+    };
+    items.refresh();
+    EXPECT_EQ(shown(items),
+              (std::vector<std::string>{
+                  "src/a.c M modified #0",
+                  "new.txt A added #5",
+                  "old.txt D deleted, pending",
+                  "x.c -> y.c R renamed, pending",
+                  "p.c -> q.c R renamed or copied #1",
+                  "sp\xc3\xa9 cial.txt M modified #3",
+                  "never/sent.txt M modified, pending",
+                  "/tmp/git-blob-Zz/unlisted.md -> /repo/docs/unlisted.md M modified #2",
+                  "src/a.c M modified, repeated #4",
+              }));
+    EXPECT_EQ(changes, (std::vector<std::tuple<size_t, size_t, size_t>>{
+                           {0, 1, 1}, {4, 1, 1}, {7, 0, 1}, {5, 1, 1}, {8, 0, 1}, {1, 1, 1}}));
+    EXPECT_EQ(items.pendingCount(), 3u);
+    EXPECT_EQ(items.positionOfFileList(5), 1u);
+}
+
+TEST(CorvaneChangesetItems, FiltersByPathIgnoringCaseAndKeepsNewRowsToTheFilter) {
+    CorvaneDocument document;
+    document.kind = CorvaneDocumentKind::changeset;
+    document.fileLists = {item({"/l/Src/Main.c", "/r/Src/Main.c"}, 0, "Src/Main.c"),
+                          item({"/r/README"}, 1, "README"),
+                          item({"/l/src/util.h"}, 2, "src/util.h")};
+    CorvaneChangesetItems items(document);
+    std::vector<std::tuple<size_t, size_t, size_t>> changes;
+    items.onItemsChanged = [&](size_t position, size_t removed, size_t added) {
+        changes.emplace_back(position, removed, added);
+    };
+    items.setFilter("SRC/");
+    EXPECT_EQ(shown(items),
+              (std::vector<std::string>{"Src/Main.c M modified #0", "src/util.h D deleted #2"}));
+    document.fileLists.push_back(item({"/l/docs/x", "/r/docs/x"}, 0, "docs/x"));
+    document.fileLists.push_back(item({"/l/src/y", "/r/src/y"}, 0, "src/y"));
+    items.refresh();
+    EXPECT_EQ(items.count(), 3u);
+    EXPECT_EQ(items.positionOfFileList(3), std::nullopt);
+    items.setFilter("");
+    EXPECT_EQ(items.count(), 5u);
+    EXPECT_EQ(changes,
+              (std::vector<std::tuple<size_t, size_t, size_t>>{{0, 3, 2}, {2, 0, 1}, {0, 3, 5}}));
+}
+
+}  // namespace

@@ -3,14 +3,19 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <systemd/sd-bus.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "CVPrivateBus.h"
 #include "CVTestBed.h"
+#include "CVWaitUntil.h"
 #include "RegexMatches.h"
 #include "TemporaryFolder.h"
 
@@ -211,6 +216,52 @@ TEST_F(TheToolWithTheApplication, EndsTheLaunchAtOnceWhenTheApplicationDiesBefor
     EXPECT_FALSE(result.timedOut);
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.standardError, "Timed out waiting for a response.\n" + kShortUsage);
+}
+
+TEST_F(TheToolWithTheApplication, LaunchesAnewWhenTheRunningCopyIsOnAnOlderBusAtTheSamePath) {
+    // The session's bus path stays the same while the bus behind it is replaced: the stale copy
+    // connected through the path when it led to the old bus.
+    CVPrivateBus oldBus;
+    std::string sessionPath = bed.root() + "/session-bus";
+    std::filesystem::create_symlink(oldBus.address().substr(strlen("unix:path=")), sessionPath);
+    bed.setEnvironment({{"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + sessionPath}});
+    auto stale = bed.start({bed.applicationPath()});
+    ASSERT_TRUE(CVWaitUntil([&] {
+        return bed.run({"busctl", "--address=" + oldBus.address(), "status", "com.corvane.Corvane"})
+                   .status == 0;
+    }));
+    std::filesystem::remove(sessionPath);
+    std::filesystem::create_symlink(bed.root() + "/bus", sessionPath);
+
+    CVCommandResult result = bed.runTool({left, right}, {.deadline = 30s});
+    EXPECT_EQ(result.status, 0) << result.standardError;
+    EXPECT_EQ(answeredGUIDs().size(), 1u);
+    EXPECT_TRUE(stale->isRunning());
+}
+
+TEST_F(TheToolWithTheApplication, CannotBeReachedByAnotherUsersClients) {
+    ASSERT_NE(bed.startApplication(), nullptr);
+    pid_t child = fork();
+    if (child == 0) {
+        if (setgid(65534) != 0 || setuid(65534) != 0) {
+            _exit(2);  // Not root: nothing to show.
+        }
+        sd_bus* bus = nullptr;
+        bool reached = sd_bus_new(&bus) >= 0 &&
+                       sd_bus_set_address(bus, bed.busAddress().c_str()) >= 0 &&
+                       sd_bus_set_bus_client(bus, 1) >= 0 && sd_bus_start(bus) >= 0 &&
+                       sd_bus_call_method(bus, "com.corvane.Corvane.distributed-objects.cvdiff",
+                                          "/com/corvane/Corvane/cvdiff",
+                                          "com.corvane.Corvane.CVCLIProxyProtocol", "processID",
+                                          nullptr, nullptr, "") >= 0;
+        _exit(reached ? 1 : 0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    if (WEXITSTATUS(status) == 2) {
+        GTEST_SKIP() << "not root: cannot act as another user";
+    }
+    EXPECT_EQ(WEXITSTATUS(status), 0) << "another user's client reached the application";
 }
 
 TEST_F(TheToolWithTheApplication, ShowsTheApplicationInItsDebugVersion) {

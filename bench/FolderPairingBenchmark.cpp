@@ -3,6 +3,7 @@
 //   FolderPairingBenchmark [benchmark options]   times pairing of generated trees
 //   FolderPairingBenchmark --pair LEFT RIGHT     pairs two folders once and prints the list count
 //                                                 (for bench/folder-pairing.sh)
+//   FolderPairingBenchmark --wire-size LEFT RIGHT  the changeset's size on the wire, a item
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -13,7 +14,9 @@
 #include <filesystem>
 #include <string>
 
+#include "model/CVCLISerializedChangeset.h"
 #include "model/CVCLISerializedFileList.h"
+#include "model/CVWireCoding.h"
 #include "platform/CVBookmark.h"
 
 namespace {
@@ -113,6 +116,20 @@ int main(int argc, char** argv) {
             return 1;
         }
         printf("%zu\n", lists->size());
+        return 0;
+    }
+    if (argc == 4 && strcmp(argv[1], "--wire-size") == 0) {
+        auto lists = pair(argv[2], argv[3]);
+        if (!lists) {
+            return 1;
+        }
+        CVCLISerializedChangeset changeset;
+        for (const auto& list : *lists) {
+            changeset.addFileList(list);
+        }
+        size_t size = CVWireCoding::encodedSize(changeset);
+        printf("%zu items, %zu bytes on the wire, %zu a item\n", lists->size(), size,
+               lists->empty() ? 0 : size / lists->size());
         return 0;
     }
     benchmark::Initialize(&argc, argv);

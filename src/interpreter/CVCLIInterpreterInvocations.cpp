@@ -13,8 +13,10 @@
 #include "model/CVCLISerializedFileList.h"
 #include "model/CVCLISerializedMerge.h"
 #include "model/CVCLISerializedPartialChangeset.h"
+#include "model/CVWireCoding.h"
 #include "platform/CVPaths.h"
 #include "platform/CVPrint.h"
+#include "platform/CVProcessName.h"
 #include "process/ZPProcessInformation.h"
 
 std::set<std::string> CVCLIInterpreter::supportedCapabilities() {
@@ -152,6 +154,18 @@ void CVCLIInterpreter::parser(CVCLIArgumentParser*,
         }
     }
     invocation->setChangeset(changeset);
+    // Refused here rather than by the bus, which would end the connection without a reason.
+    if (!interpretError_) {
+        size_t size = CVWireCoding::encodedSize(*invocation);
+        if (size > CVWireCoding::kLargestBody) {
+            interpretError_ = CVError::withLocalizedDescription(
+                CVProcessName() + ": the changeset has " +
+                std::to_string(changeset->fileLists() ? changeset->fileLists()->size() : 0) +
+                " items, more than one message to Corvane can carry (" +
+                std::to_string(size >> 20) + " MiB, at most " +
+                std::to_string(CVWireCoding::kLargestBody >> 20) + " MiB)");
+        }
+    }
     sendUncoordinatedDocumentInvocation(invocation);
 }
 

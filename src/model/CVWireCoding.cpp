@@ -251,6 +251,80 @@ int appendInvocation(sd_bus_message* message, const CVCLISerializedObject& root)
     return 0;
 }
 
+namespace {
+
+// Counts the bytes appendInvocation writes, alignment included, from a body offset.
+class SizeCounter {
+public:
+    size_t offset = 0;
+
+    void align(size_t boundary) { offset = (offset + boundary - 1) / boundary * boundary; }
+    void signature(size_t length) { offset += 1 + length + 1; }
+    void string(size_t length) {
+        align(4);
+        offset += 4 + length + 1;
+    }
+    void record(const CVCLISerializedObject& record) {
+        align(8);
+        string(record.className().size());
+        align(4);
+        offset += 4;  // the array's length; variants need no further alignment
+        for (const std::string& key : record.keysForCoding()) {
+            value(record.valueForKey(key));
+        }
+    }
+    void value(const CVCodedValue& value) {
+        using Type = CVCodedValue::Type;
+        switch (value.type()) {
+            case Type::nil:
+                signature(1);
+                offset += 1 + 0 + 1;  // "g" holding ""
+                return;
+            case Type::string:
+                signature(1);
+                string(value.string()->size());
+                return;
+            case Type::boolean:
+            case Type::int32:
+                signature(1);
+                align(4);
+                offset += 4;
+                return;
+            case Type::int64:
+                signature(1);
+                align(8);
+                offset += 8;
+                return;
+            case Type::data:
+                signature(2);
+                align(4);
+                offset += 4 + value.data()->size();
+                return;
+            case Type::array:
+                signature(2);
+                align(4);
+                offset += 4;
+                for (const CVCodedValue& element : *value.array()) {
+                    this->value(element);
+                }
+                return;
+            case Type::record:
+                signature(5);
+                record(**value.record());
+                return;
+        }
+    }
+};
+
+}  // namespace
+
+size_t encodedSize(const CVCLISerializedObject& root) {
+    SizeCounter counter;
+    counter.signature(5);
+    counter.record(root);
+    return counter.offset;
+}
+
 std::shared_ptr<CVCLISerializedObject> readRecord(sd_bus_message* message,
                                                   std::string* whyRefused) {
     Reader reader(message);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 #include <systemd/sd-bus.h>
 
 #include <memory>
@@ -19,6 +21,12 @@ inline constexpr int kMaximumDepth = 32;
 // Appends one variant holding the record and everything under it. 0, or sd-bus's negative errno
 // (for example -EINVAL for a string that is not UTF-8).
 int appendInvocation(sd_bus_message* message, const CVCLISerializedObject& root);
+
+// The bytes appendInvocation adds to a message body for the record, alignment included.
+size_t encodedSize(const CVCLISerializedObject& root);
+// The most a message body may hold here: D-Bus ends arrays at 64 MiB, and the list of a large
+// changeset is nearly the whole body.
+inline constexpr size_t kLargestBody = 64u << 20;
 
 // Reads one variant holding a record. Null, with the reason in `whyRefused` (may be null), for a
 // malformed message, an unknown class name, a value count that differs from the class's key list,

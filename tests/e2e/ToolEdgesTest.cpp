@@ -137,6 +137,28 @@ TEST_F(TheTool, PairsATreeDeeperThanTheOpenFileLimitOrSaysItCannot) {
         "cvdiff: left: the folder tree is deeper than the open-file limit allows\n" + kShortUsage);
 }
 
+TEST_F(TheTool, RefusesAChangesetTooLargeForOneMessageBeforeSendingIt) {
+    // Long paths make a large message out of a few thousand items.
+    std::string folder;
+    for (int level = 0; level < 12; ++level) {
+        folder += std::string(240, static_cast<char>('a' + level)) + "/";
+    }
+    const int items = 5000;
+    for (const char* side : {"left/", "right/"}) {
+        ASSERT_EQ(bed.run({"/bin/sh", "-c",
+                           "mkdir -p \"$0\" && cd \"$0\" && seq -f 'f%g' 1 $1 | xargs touch",
+                           side + folder, std::to_string(items)})
+                      .status,
+                  0);
+    }
+    CVCommandResult result = bed.runTool({"--changeset", "--filelist", "left", "right"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_TRUE(result.standardError.starts_with(
+        "cvdiff: the changeset has 5000 items, more than one message to Corvane can carry ("))
+        << result.standardError;
+    EXPECT_FALSE(bed.isApplicationRunning());
+}
+
 TEST_F(TheTool, IsNotHeldUpOrCrashedByPoisonedStateFiles) {
     const std::string defaultsFile =
         bed.root() + "/config/corvane/com.corvane.Corvane.cvdiff.plist";

@@ -1,13 +1,19 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "app/CorvaneHeldFile.h"
+
 // One file list as the application shows it: the paths of its sides and its captions.
 struct CorvaneFileList {
     std::vector<std::string> files;
+    // The same files, held open from the call on (see CorvaneHeldFile); shared by the copies of
+    // this list, released with the last one.
+    std::vector<std::shared_ptr<const CorvaneHeldFile>> heldFiles;
     std::optional<std::string> label;
     std::optional<std::string> relativePath;
     int64_t status = 0;

@@ -32,7 +32,10 @@ CorvaneFileList fileListOf(const CVCLISerializedFileList& record) {
     CorvaneFileList fileList;
     if (record.files()) {
         for (const auto& file : *record.files()) {
-            fileList.files.push_back(pathOf(file).value_or(""));
+            std::string path = pathOf(file).value_or("");
+            fileList.heldFiles.push_back(std::make_shared<const CorvaneHeldFile>(
+                path, file && file->deletedOnExit().value_or(false)));
+            fileList.files.push_back(std::move(path));
         }
     }
     fileList.label = record.label();

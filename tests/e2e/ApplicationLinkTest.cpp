@@ -150,6 +150,24 @@ TEST_F(TheToolWithTheApplication, ExitsOneForAMergeItDidNotWaitFor) {
     EXPECT_EQ(documentGUIDs().size(), 1u);
 }
 
+TEST_F(TheToolWithTheApplication, RemovesAMergesCapturedInputWhenItsTabClosesOrItQuits) {
+    for (bool byQuitting : {false, true}) {
+        CVCommandResult result =
+            bed.runTool({"--merge", "-W", "--output", bed.workDirectory() + "/out", "-", right},
+                        {.standardInput = "from standard input\n"});
+        EXPECT_EQ(result.status, 1);  // not waited for
+        // The copy went with the merge: it is the application's now.
+        ASSERT_EQ(folderEntries(bed.temporaryDirectory()).size(), 1u);
+        if (byQuitting) {
+            ASSERT_EQ(bed.quitApplication().status, 0);
+        } else {
+            ASSERT_EQ(bed.closeTab(documentGUIDs().back()).status, 0);
+        }
+        EXPECT_TRUE(CVWaitUntil([&] { return folderEntries(bed.temporaryDirectory()).empty(); }))
+            << (byQuitting ? "after quitting" : "after closing the tab");
+    }
+}
+
 TEST_F(TheToolWithTheApplication, EndsAWaitWhenTheApplicationQuits) {
     auto waiting = bed.startTool({"-w", left, right});
     waitForDocuments(1);

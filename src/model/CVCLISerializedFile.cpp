@@ -2,6 +2,8 @@
 
 #include <sys/stat.h>
 
+#include <cstdlib>
+#include <memory>
 #include <regex>
 
 #include "platform/CVBookmark.h"
@@ -78,8 +80,41 @@ std::shared_ptr<CVCLISerializedFile> CVCLISerializedFile::serializedWalkedFileWi
     return file;
 }
 
+namespace {
+
+// The folder with every symbolic link resolved and a trailing slash; nothing when it does not
+// exist. Paths in a payload are resolved, so a temporary folder named through a link must be too.
+std::optional<std::string> realFolder(const std::string& folder) {
+    std::unique_ptr<char, decltype(&free)> real(realpath(folder.c_str(), nullptr), &free);
+    if (!real) {
+        return std::nullopt;
+    }
+    std::string path = real.get();
+    return path.back() == '/' ? path : path + "/";
+}
+
+bool startsWithRealFolder(const std::string& path, const std::string& folder) {
+    std::optional<std::string> real = realFolder(folder);
+    return real && path.starts_with(*real);
+}
+
+// The places Linux callers keep temporary files, beside the rules above: /tmp and /var/tmp
+// whatever TMPDIR says (libpam-tmpdir points TMPDIR elsewhere, and Java ignores it), Subversion's
+// pristine store (1.7 and later), and the sides git mergetool writes into the work tree
+// (NAME_BASE_1234.c, NAME_LOCAL_1234.c, NAME_REMOTE_1234.c, NAME_BACKUP_1234.c).
+bool isLinuxTemporaryPlace(const std::string& path) {
+    static const std::regex mergetoolSide("_(BASE|LOCAL|REMOTE|BACKUP)_[0-9]+(\\.[^/]*)?$");
+    return path.starts_with("/tmp/") || path.starts_with("/var/tmp/") ||
+           path.find("/.svn/pristine/") != std::string::npos ||
+           std::regex_search(path, mergetoolSide);
+}
+
+}  // namespace
+
 bool CVCLISerializedFile::absolutePathIsTemporary(const std::string& path) {
-    return path.starts_with(CVPaths::temporaryDirectory()) || path.starts_with("/var/folders") ||
+    return path.starts_with(CVPaths::temporaryDirectory()) ||
+           startsWithRealFolder(path, CVPaths::temporaryDirectory()) ||
+           isLinuxTemporaryPlace(path) || path.starts_with("/var/folders") ||
            path.starts_with("/private/var/folders") ||
            path.find("Data/tmp/") != std::string::npos ||
            ((path.starts_with("/var") || path.starts_with("/private/var")) &&
@@ -165,7 +200,9 @@ bool CVCLISerializedFile::isTemporaryForCallingProcess(ZPProcessInformation& pro
     // Compiled once; static initialisation is thread-safe.
     static const std::regex hexSuffix("^.+\\.([a-f0-9]{12,12})(/|$)");
     bool inTemporaryPlace = absolutePathIsTemporary(path);
-    bool inProcessTemporaryDirectory = temporaryDirectory && path.starts_with(*temporaryDirectory);
+    bool inProcessTemporaryDirectory =
+        temporaryDirectory &&
+        (path.starts_with(*temporaryDirectory) || startsWithRealFolder(path, *temporaryDirectory));
     bool hasHexSuffix = std::regex_search(path, hexSuffix);
     return inTemporaryPlace || inProcessTemporaryDirectory || hasHexSuffix;
 }

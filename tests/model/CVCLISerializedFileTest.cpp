@@ -101,24 +101,41 @@ TEST(AFile, LosesItsPathWhenItsBookmarkNoLongerResolves) {
     EXPECT_EQ(file->bookmarkURL(), std::nullopt);
 }
 
-TEST_F(WithTemporaryDirectory, AbsolutePathIsTemporaryFollowsTheSevenRules) {
+TEST_F(WithTemporaryDirectory, AbsolutePathIsTemporaryFollowsTheSevenRulesAndLinuxPlaces) {
     for (const char* path :
          {"/scratch/user/T/f", "/var/folders/xy/T/f", "/private/var/folders/xy/T/f",
           "/Users/u/Library/Containers/app/Data/tmp/x", "/private/var/tmp/-Tmp-/x",
-          "/variable/-Tmp-/x", "/repo/.svn/tmp/x", "/repo/.svn/text-base/x.svn-base"}) {
+          "/variable/-Tmp-/x", "/repo/.svn/tmp/x", "/repo/.svn/text-base/x.svn-base",
+          // Linux: /tmp and /var/tmp whatever TMPDIR says, Subversion 1.7's pristine store,
+          // git mergetool's sides in the work tree.
+          "/tmp/-Tmp-/x", "/var/tmp/x", "/repo/.svn/pristine/4f/4f2c.svn-base",
+          "/repo/src/main_BASE_4242.c", "/repo/src/main_LOCAL_4242.c",
+          "/repo/src/main_REMOTE_4242.c", "/repo/Makefile_BACKUP_17"}) {
         EXPECT_TRUE(CVCLISerializedFile::absolutePathIsTemporary(path)) << path;
     }
-    for (const char* path : {"/tmp/-Tmp-/x", "/Users/u/x", "/scratch/user/Tx", "/VAR/folders/x"}) {
+    for (const char* path : {"/Users/u/x", "/scratch/user/Tx", "/VAR/folders/x", "/tmpfile",
+                             "/repo/src/main_BASE.c", "/repo/src_LOCAL_1/main.c"}) {
         EXPECT_FALSE(CVCLISerializedFile::absolutePathIsTemporary(path)) << path;
     }
 }
 
+TEST(ATemporaryDirectory, CountsWhenReachedThroughASymbolicLink) {
+    TemporaryFolder folder;
+    std::string real = folder.makeFolder("real");
+    std::string link = folder / "link";
+    ASSERT_EQ(symlink(real.c_str(), link.c_str()), 0);
+    ScopedVariable temporaryDirectory("TMPDIR", link);
+    // Payload paths are resolved: the file shows under the real folder.
+    EXPECT_TRUE(CVCLISerializedFile::absolutePathIsTemporary(real + "/cvdiff-1/f"));
+    EXPECT_TRUE(isTemporary(real + "/f", {"TMPDIR=" + link}));
+}
+
 TEST_F(WithTemporaryDirectory, AnUnstatedFileIsTemporaryForACallerByItsHexSuffixOrTMPDIR) {
-    EXPECT_TRUE(isTemporary("/tmp/repo.0123456789ab/file"));
-    EXPECT_TRUE(isTemporary("/tmp/file.0123456789ab"));
-    EXPECT_FALSE(isTemporary("/tmp/repo.0123456789a/file"));
-    EXPECT_FALSE(isTemporary("/tmp/repo.0123456789abc/file"));
-    EXPECT_FALSE(isTemporary("/tmp/repo.0123456789AB/file"));
+    EXPECT_TRUE(isTemporary("/srv/repo.0123456789ab/file"));
+    EXPECT_TRUE(isTemporary("/srv/file.0123456789ab"));
+    EXPECT_FALSE(isTemporary("/srv/repo.0123456789a/file"));
+    EXPECT_FALSE(isTemporary("/srv/repo.0123456789abc/file"));
+    EXPECT_FALSE(isTemporary("/srv/repo.0123456789AB/file"));
     EXPECT_TRUE(isTemporary("/caller/tmp/x", {"TMPDIR=/caller/tmp/"}));
     EXPECT_FALSE(isTemporary("/elsewhere/x", {"TMPDIR=/caller/tmp/"}));
     EXPECT_TRUE(isTemporary("repo.0123456789ab", {"PWD=/w"}));

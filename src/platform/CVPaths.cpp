@@ -87,6 +87,21 @@ std::string appendingPathComponent(const std::string& base, const std::string& c
     return joined;
 }
 
+std::string stringByDeletingLastPathComponent(const std::string& path) {
+    size_t end = path.size();
+    while (end > 1 && path[end - 1] == '/') {
+        --end;
+    }
+    size_t slash = path.rfind('/', end == 0 ? 0 : end - 1);
+    if (slash == std::string::npos) {
+        return "";
+    }
+    while (slash > 0 && path[slash - 1] == '/') {
+        --slash;
+    }
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
 std::string lastPathComponent(const std::string& path) {
     size_t end = path.size();
     while (end > 1 && path[end - 1] == '/') {

@@ -26,6 +26,9 @@ std::string currentDirectory();
 std::string appendingPathComponent(const std::string& base, const std::string& component);
 // The last component of a path ("" for "/").
 std::string lastPathComponent(const std::string& path);
+// The path without its last component and the slashes before it ("" when it has one component,
+// "/" for a component of the root).
+std::string stringByDeletingLastPathComponent(const std::string& path);
 // Removes "." components, resolves ".." lexically and drops redundant and trailing slashes.
 std::string standardizingPath(const std::string& path);
 

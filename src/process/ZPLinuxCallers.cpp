@@ -3,13 +3,45 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <optional>
 #include <string_view>
 
 #include "platform/CVPaths.h"
+#include "platform/CVReadFile.h"
 
 namespace ZPLinuxCallers {
 
+namespace {
+
+// Whether the folder is a JetBrains installation: it holds the product-info.json every JetBrains
+// product ships at its top, naming the product's code.
+bool isJetBrainsInstallFolder(const std::string& folder) {
+    std::optional<std::string> info = CVReadWholeFile(folder + "/product-info.json");
+    return info && info->size() < (1 << 20) && info->find("\"productCode\"") != std::string::npos;
+}
+
+// The installation a program of an IDE runs from: <install>/jbr/bin/java (the bundled runtime,
+// which is what runs when an IDE starts from bin/<product>.sh) or <install>/bin/<launcher>.
+std::optional<std::string> installFolderOfProgram(const std::string& path) {
+    std::string folder = CVPaths::stringByDeletingLastPathComponent(path);
+    if (CVPaths::lastPathComponent(folder) != "bin") {
+        return std::nullopt;
+    }
+    std::string parent = CVPaths::stringByDeletingLastPathComponent(folder);
+    if (CVPaths::lastPathComponent(parent) == "jbr") {
+        return CVPaths::stringByDeletingLastPathComponent(parent);
+    }
+    return parent;
+}
+
+}  // namespace
+
 bool isJetBrainsProgramPath(const std::string& path) {
+    // Any JetBrains product, wherever it was unpacked (tarball, Toolbox, snap).
+    if (auto install = installFolderOfProgram(path);
+        install && !install->empty() && isJetBrainsInstallFolder(*install)) {
+        return true;
+    }
     static constexpr std::array<std::string_view, 4> kInstallFolderMarks = {
         "/JetBrains/", "jetbrains-toolbox", "/idea-IU-", "/idea-IC-"};
     for (std::string_view mark : kInstallFolderMarks) {

@@ -95,4 +95,26 @@ TEST_F(ARealCaller, BreezyDiffIsRecognisedAsTheCaller) {
     EXPECT_EQ(regexMatches(calls, "\"(CVCLISerializedPartialChangeset)\"").size(), 1u) << calls;
 }
 
+TEST_F(ARealCaller, AJetBrainsRuntimeInAnyInstallationIsNeverMadeToGiveStandardInput) {
+    // An IDE started from bin/<product>.sh runs as <install>/jbr/bin/java; here a shell stands
+    // in for that runtime, and its standard input is a pipe nobody ever closes.
+    std::string install = bed.workDirectory() + "/apps/some-ide-2024.3";
+    std::filesystem::create_directories(install + "/jbr/bin");
+    writeFile(install + "/product-info.json", R"({"name": "GoLand", "productCode": "GO"})");
+    std::filesystem::copy_file("/bin/sh", install + "/jbr/bin/java");
+    writeFile(repository + "/a", "a\n");
+    writeFile(repository + "/b", "b\n");
+    CVCommandResult result = bed.run(
+        {install + "/jbr/bin/java", "-c",
+         "mkfifo pipe && exec 0<>pipe && rm pipe && \"$0\" a b; echo status $?", bed.toolPath()},
+        {.workingDirectory = repository, .deadline = 30s});
+    EXPECT_FALSE(result.timedOut);
+    EXPECT_EQ(result.standardOutput, "status 0\n") << result.standardError;
+    // Two files: no standard-input copy was put before them.
+    EXPECT_NE(bed.listDocuments().standardOutput.find("\"files\":[\"" + repository + "/a\",\"" +
+                                                      repository + "/b\"]"),
+              std::string::npos)
+        << bed.listDocuments().standardOutput;
+}
+
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "TemporaryFolder.h"
+
 using ZPLinuxCallers::isGitKrakenProgramPath;
 using ZPLinuxCallers::isJetBrainsProgramPath;
 
@@ -20,6 +22,24 @@ TEST(AJetBrainsProgramPath, IsNotAProductNameOutsideABinFolderOrAnotherJava) {
     for (const char* path :
          {"/home/me/projects/idea", "idea", "/usr/bin/ideas",
           "/usr/lib/jvm/java-17-openjdk-amd64/bin/java", "/opt/jetbrains/bin/java", ""}) {
+        EXPECT_FALSE(isJetBrainsProgramPath(path)) << path;
+    }
+}
+
+TEST(AJetBrainsProgramPath, IsTheRuntimeOrALauncherOfAnyInstallationThatHoldsProductInfo) {
+    TemporaryFolder folder;
+    // Shaped like a tarball install unpacked under a name that says nothing about JetBrains.
+    std::string install = folder.makeFolder("apps/some-ide-2024.3");
+    folder.write("apps/some-ide-2024.3/product-info.json",
+                 R"({"name": "PyCharm", "productCode": "PC", "buildNumber": "243.1"})");
+    folder.makeFolder("apps/some-ide-2024.3/jbr/bin");
+    std::string unmarked = folder.makeFolder("apps/other-2024.3/jbr/bin");
+    folder.write("apps/other-2024.3/product-info.json", R"({"name": "Other"})");
+    for (const std::string& path :
+         {install + "/jbr/bin/java", install + "/bin/pycharm", install + "/bin/fsnotifier"}) {
+        EXPECT_TRUE(isJetBrainsProgramPath(path)) << path;
+    }
+    for (const std::string& path : {unmarked + "/java", install + "/lib/java", install + "/java"}) {
         EXPECT_FALSE(isJetBrainsProgramPath(path)) << path;
     }
 }

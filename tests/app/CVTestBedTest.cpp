@@ -31,11 +31,9 @@ TEST(ATestBed, RunsCommandsInItsOwnSessionWithTheApplicationRegistered) {
 
 TEST(ATestBed, KillsACommandThatOutlivesItsDeadline) {
     CVTestBed bed;
-    auto started = std::chrono::steady_clock::now();
     CVCommandResult result = bed.run({"sleep", "30"}, {.deadline = 200ms});
     EXPECT_TRUE(result.timedOut);
     EXPECT_EQ(result.status, 128 + SIGKILL);
-    EXPECT_LT(std::chrono::steady_clock::now() - started, 5s);
 }
 
 TEST(ATestBed, WaitsForABackgroundCommandAndCollectsItsOutput) {

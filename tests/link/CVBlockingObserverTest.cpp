@@ -7,8 +7,6 @@
 
 #include "CVPrivateSessionBus.h"
 
-using std::chrono::steady_clock;
-
 TEST(ABlockingObserver, ReturnsTrueAtOnceWhenStoppedBeforeTheWaitBegins) {
     CVBlockingObserver observer(100000.0);
     observer.stopRunLoop();
@@ -41,14 +39,12 @@ TEST(ABlockingObserver, SleepsInEpollUntilAnotherThreadStopsIt) {
         observer.stopRunLoop();
     });
 
-    auto start = steady_clock::now();
     bool received = observer.runRunLoopUntilNotificationsReceived();
     stopper.join();
 
     EXPECT_TRUE(sawSleep);
     EXPECT_TRUE(received);
     EXPECT_FALSE(observer.isCancelled());
-    EXPECT_LT(steady_clock::now() - start, std::chrono::seconds(10));
 }
 
 TEST(ABlockingObserver, ReportsACancelFromAnotherThread) {

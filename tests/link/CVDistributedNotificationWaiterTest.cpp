@@ -15,7 +15,6 @@
 #include "platform/CVException.h"
 #include "platform/CVSessionBus.h"
 
-using std::chrono::steady_clock;
 using UserInfo = CVDistributedNotificationCenter::UserInfo;
 
 namespace {
@@ -126,6 +125,7 @@ TEST_F(ADistributedNotificationWaiter, KeepsOnlyTheStringValuesOfTheUserInfo) {
 }
 
 TEST_F(ADistributedNotificationWaiter, ReturnsAtOnceForANotificationThatArrivedDuringACall) {
+    // Were the queued notification missed, the wait would run to its end and fail.
     CVDistributedNotificationWaiter waiter(10.0, 0, kClose, std::nullopt);
     post(kClose, "document-1");
     // A synchronous call reads the signal off the socket into sd-bus's queue, where no descriptor
@@ -137,14 +137,13 @@ TEST_F(ADistributedNotificationWaiter, ReturnsAtOnceForANotificationThatArrivedD
         0);
     sd_bus_message_unref(reply);
 
-    auto start = steady_clock::now();
     EXPECT_TRUE(waiter.runRunLoopUntilNotificationsReceived());
-    EXPECT_LT(steady_clock::now() - start, std::chrono::seconds(1));
 }
 
-TEST_F(ADistributedNotificationWaiter, EndsWithinAboutASecondWhenTheApplicationQuits) {
+TEST_F(ADistributedNotificationWaiter, EndsAtTheNextPollWhenTheApplicationQuits) {
     pid_t application = startIdleChild();
-    CVDistributedNotificationWaiter waiter(100000.0, application, kClose, std::nullopt);
+    // Only the presence poll can end this wait before its time-out.
+    CVDistributedNotificationWaiter waiter(60.0, application, kClose, std::nullopt);
     pid_t waitingThread = CVCurrentThreadIdentifier();
     std::thread quitter([&] {
         CVWaitUntilThreadSleepsInEpoll(waitingThread);
@@ -152,14 +151,11 @@ TEST_F(ADistributedNotificationWaiter, EndsWithinAboutASecondWhenTheApplicationQ
         waitpid(application, nullptr, 0);
     });
 
-    auto start = steady_clock::now();
     bool received = waiter.runRunLoopUntilNotificationsReceived();
-    auto elapsed = steady_clock::now() - start;
     quitter.join();
 
     EXPECT_FALSE(received);
     EXPECT_EQ(waiter.cancelReason(), "Corvane quit while the action was running.");
-    EXPECT_LT(elapsed, std::chrono::milliseconds(2500));
 }
 
 TEST_F(ADistributedNotificationWaiter, WithProcessIdentifierZeroNeverPolls) {

@@ -37,20 +37,23 @@ public:
         resetFileAccess = true;
     }
     void parserDidParseCrashCommand(CVCLIArgumentParser*) override { ++calls; }
-    void parser(CVCLIArgumentParser* parser, bool, const std::optional<std::string>&,
-                const std::vector<CVFileDictionary>& files) override {
+    void parserDidParseDiffCommand(CVCLIArgumentParser* parser, bool,
+                                   const std::optional<std::string>&,
+                                   const std::vector<CVFileDictionary>& files) override {
         ++calls;
         check(!files.empty());
         checkFiles(parser, files);
     }
-    void parser(CVCLIArgumentParser* parser, const std::string&, const std::optional<std::string>&,
-                bool, const std::vector<CVFileDictionary>& files) override {
+    void parserDidParseMergeCommand(CVCLIArgumentParser* parser, const std::string&,
+                                    const std::optional<std::string>&, bool,
+                                    const std::vector<CVFileDictionary>& files) override {
         ++calls;
         check(files.size() == 2);
         checkFiles(parser, files);
     }
-    void parser(CVCLIArgumentParser* parser, const std::optional<std::string>&, bool,
-                const std::vector<CVFileListDictionary>& fileLists) override {
+    void parserDidParseChangesetCommand(
+        CVCLIArgumentParser* parser, const std::optional<std::string>&, bool,
+        const std::vector<CVFileListDictionary>& fileLists) override {
         ++calls;
         check(!fileLists.empty());
         for (const auto& list : fileLists) {
@@ -58,14 +61,18 @@ public:
             checkFiles(parser, list.files);
         }
     }
-    void parser(CVCLIArgumentParser* parser, const std::optional<std::string>&,
-                const std::optional<std::string>&, const std::optional<std::string>&, bool,
-                const std::vector<CVFileDictionary>& files) override {
+    void parserDidParsePartialChangesetCommand(
+        CVCLIArgumentParser* parser, const std::optional<std::string>&,
+        const std::optional<std::string>&, const std::optional<std::string>&, bool,
+        const std::vector<CVFileDictionary>& files) override {
         ++calls;
         check(files.size() == 2);
         checkFiles(parser, files);
     }
-    void parser(CVCLIArgumentParser*, const std::string&) override { ++calls; }
+    void parserDidParseMarkChangesetAsClosedCommand(CVCLIArgumentParser*,
+                                                    const std::string&) override {
+        ++calls;
+    }
 
 private:
     // The snapshot is handed over at most once, untouched, and only the parser's own copies

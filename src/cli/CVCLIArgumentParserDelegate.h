@@ -24,24 +24,24 @@ public:
 
     // A diff: one or more files in command-line order, the standard-input snapshot first when
     // it was prepended.
-    virtual void parser(CVCLIArgumentParser* parser, bool didParseDiffCommandWithShouldWait,
-                        const std::optional<std::string>& label,
-                        const std::vector<CVFileDictionary>& files) = 0;
+    virtual void parserDidParseDiffCommand(CVCLIArgumentParser* parser, bool shouldWait,
+                                           const std::optional<std::string>& label,
+                                           const std::vector<CVFileDictionary>& files) = 0;
     // A merge: exactly two files.
-    virtual void parser(CVCLIArgumentParser* parser,
-                        const std::string& didParseMergeCommandWithOutputPath,
-                        const std::optional<std::string>& commonBaseFile, bool shouldWait,
-                        const std::vector<CVFileDictionary>& files) = 0;
+    virtual void parserDidParseMergeCommand(CVCLIArgumentParser* parser,
+                                            const std::string& outputPath,
+                                            const std::optional<std::string>& commonBaseFile,
+                                            bool shouldWait,
+                                            const std::vector<CVFileDictionary>& files) = 0;
     // A complete changeset: one or more items.
-    virtual void parser(CVCLIArgumentParser* parser,
-                        const std::optional<std::string>& didParseChangesetWithLabel,
-                        bool shouldWait, const std::vector<CVFileListDictionary>& fileLists) = 0;
+    virtual void parserDidParseChangesetCommand(
+        CVCLIArgumentParser* parser, const std::optional<std::string>& label, bool shouldWait,
+        const std::vector<CVFileListDictionary>& fileLists) = 0;
     // One item of a partial changeset: exactly two files.
-    virtual void parser(CVCLIArgumentParser* parser,
-                        const std::optional<std::string>& didParsePartialChangesetCommandWithUUID,
-                        const std::optional<std::string>& label,
-                        const std::optional<std::string>& relativePath, bool shouldWait,
-                        const std::vector<CVFileDictionary>& files) = 0;
-    virtual void parser(CVCLIArgumentParser* parser,
-                        const std::string& didParseMarkChangesetAsClosedCommandWithUUID) = 0;
+    virtual void parserDidParsePartialChangesetCommand(
+        CVCLIArgumentParser* parser, const std::optional<std::string>& UUID,
+        const std::optional<std::string>& label, const std::optional<std::string>& relativePath,
+        bool shouldWait, const std::vector<CVFileDictionary>& files) = 0;
+    virtual void parserDidParseMarkChangesetAsClosedCommand(CVCLIArgumentParser* parser,
+                                                            const std::string& UUID) = 0;
 };

@@ -129,21 +129,22 @@ bool CVCLIArgumentParser::parsePartialChangeset(CommandAction& action) {
               relativePath = std::move(relativePath), shouldWait,
               files = std::vector<CVFileDictionary>{std::move(leftFile), std::move(rightFile)}] {
         if (delegate_ != nullptr) {
-            delegate_->parser(this, uuid, label, relativePath, shouldWait, files);
+            delegate_->parserDidParsePartialChangesetCommand(this, uuid, label, relativePath,
+                                                             shouldWait, files);
         }
     };
     return true;
 }
 
 bool CVCLIArgumentParser::parseMarkChangesetAsClosed(CommandAction& action) {
-    return consumeOptionExpectingArgument("--mark-changeset-as-closed", nullptr,
-                                          [this, &action](const std::string& uuid) {
-                                              action = [this, uuid] {
-                                                  if (delegate_ != nullptr) {
-                                                      delegate_->parser(this, uuid);
-                                                  }
-                                              };
-                                          });
+    return consumeOptionExpectingArgument(
+        "--mark-changeset-as-closed", nullptr, [this, &action](const std::string& uuid) {
+            action = [this, uuid] {
+                if (delegate_ != nullptr) {
+                    delegate_->parserDidParseMarkChangesetAsClosedCommand(this, uuid);
+                }
+            };
+        });
 }
 
 bool CVCLIArgumentParser::parseChangeset(CommandAction& action) {
@@ -171,7 +172,7 @@ bool CVCLIArgumentParser::parseChangeset(CommandAction& action) {
     }
     action = [this, label = std::move(label), shouldWait, fileLists = std::move(fileLists)] {
         if (delegate_ != nullptr) {
-            delegate_->parser(this, label, shouldWait, fileLists);
+            delegate_->parserDidParseChangesetCommand(this, label, shouldWait, fileLists);
         }
     };
     return true;
@@ -202,7 +203,8 @@ bool CVCLIArgumentParser::parseMerge(CommandAction& action) {
               shouldWait,
               files = std::vector<CVFileDictionary>{std::move(firstFile), std::move(secondFile)}] {
         if (delegate_ != nullptr) {
-            delegate_->parser(this, outputPath, commonBaseFile, shouldWait, files);
+            delegate_->parserDidParseMergeCommand(this, outputPath, commonBaseFile, shouldWait,
+                                                  files);
         }
     };
     return true;
@@ -221,7 +223,7 @@ bool CVCLIArgumentParser::parseDiff(CommandAction& action) {
     }
     action = [this, shouldWait, label = std::move(label), files = std::move(files)] {
         if (delegate_ != nullptr) {
-            delegate_->parser(this, shouldWait, label, files);
+            delegate_->parserDidParseDiffCommand(this, shouldWait, label, files);
         }
     };
     return true;

@@ -118,22 +118,24 @@ public:
     void parserDidParseHelpCommand(CVCLIArgumentParser* parser) override;
     void parserDidParseResetFileAccessCommand(CVCLIArgumentParser* parser) override;
     void parserDidParseCrashCommand(CVCLIArgumentParser* parser) override;
-    void parser(CVCLIArgumentParser* parser, bool didParseDiffCommandWithShouldWait,
-                const std::optional<std::string>& label,
-                const std::vector<CVFileDictionary>& files) override;
-    void parser(CVCLIArgumentParser* parser, const std::string& didParseMergeCommandWithOutputPath,
-                const std::optional<std::string>& commonBaseFile, bool shouldWait,
-                const std::vector<CVFileDictionary>& files) override;
-    void parser(CVCLIArgumentParser* parser,
-                const std::optional<std::string>& didParseChangesetWithLabel, bool shouldWait,
-                const std::vector<CVFileListDictionary>& fileLists) override;
-    void parser(CVCLIArgumentParser* parser,
-                const std::optional<std::string>& didParsePartialChangesetCommandWithUUID,
-                const std::optional<std::string>& label,
-                const std::optional<std::string>& relativePath, bool shouldWait,
-                const std::vector<CVFileDictionary>& files) override;
-    void parser(CVCLIArgumentParser* parser,
-                const std::string& didParseMarkChangesetAsClosedCommandWithUUID) override;
+    void parserDidParseDiffCommand(CVCLIArgumentParser* parser, bool shouldWait,
+                                   const std::optional<std::string>& label,
+                                   const std::vector<CVFileDictionary>& files) override;
+    void parserDidParseMergeCommand(CVCLIArgumentParser* parser, const std::string& outputPath,
+                                    const std::optional<std::string>& commonBaseFile,
+                                    bool shouldWait,
+                                    const std::vector<CVFileDictionary>& files) override;
+    void parserDidParseChangesetCommand(
+        CVCLIArgumentParser* parser, const std::optional<std::string>& label, bool shouldWait,
+        const std::vector<CVFileListDictionary>& fileLists) override;
+    void parserDidParsePartialChangesetCommand(CVCLIArgumentParser* parser,
+                                               const std::optional<std::string>& UUID,
+                                               const std::optional<std::string>& label,
+                                               const std::optional<std::string>& relativePath,
+                                               bool shouldWait,
+                                               const std::vector<CVFileDictionary>& files) override;
+    void parserDidParseMarkChangesetAsClosedCommand(CVCLIArgumentParser* parser,
+                                                    const std::string& UUID) override;
 
 private:
     // The git difftool summary: runs git once more with --name-status before the first item.

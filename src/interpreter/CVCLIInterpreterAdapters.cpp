@@ -20,15 +20,15 @@ void sendTwoFileItem(CVCLIInterpreter& interpreter, const std::string& currentDi
                      const std::string& left, const std::string& right) {
     std::optional<std::string> relativePath =
         CVCLISerializedFileList::relativePathForCurrentDirectory(currentDirectory, {left, right});
-    interpreter.parser(nullptr, std::optional<std::string>{}, std::optional<std::string>{},
-                       relativePath, false,
-                       std::vector<CVFileDictionary>{plainFile(left), plainFile(right)});
+    interpreter.parserDidParsePartialChangesetCommand(
+        nullptr, std::optional<std::string>{}, std::optional<std::string>{}, relativePath, false,
+        std::vector<CVFileDictionary>{plainFile(left), plainFile(right)});
 }
 
 // A merge of these tools, always waited for: program, base, theirs, mine, merged, and for
 // Subversion a working-copy path after them.
 void sendMerge(CVCLIInterpreter& interpreter, const std::vector<std::string>& arguments) {
-    interpreter.parser(
+    interpreter.parserDidParseMergeCommand(
         nullptr, arguments[4], std::optional<std::string>(arguments[1]), true,
         std::vector<CVFileDictionary>{temporaryFile(arguments[2]), temporaryFile(arguments[3])});
 }
@@ -49,9 +49,10 @@ bool CVCLIInterpreter::parseSubversionArguments(const std::vector<std::string>& 
     }
     const std::string& label = arguments[count - 3];
     std::optional<std::string> relativePath(label.substr(0, label.find('\t')));
-    parser(nullptr, std::optional<std::string>{}, std::optional<std::string>{}, relativePath, false,
-           std::vector<CVFileDictionary>{plainFile(arguments[count - 2]),
-                                         plainFile(arguments[count - 1])});
+    parserDidParsePartialChangesetCommand(
+        nullptr, std::optional<std::string>{}, std::optional<std::string>{}, relativePath, false,
+        std::vector<CVFileDictionary>{plainFile(arguments[count - 2]),
+                                      plainFile(arguments[count - 1])});
     return true;
 }
 

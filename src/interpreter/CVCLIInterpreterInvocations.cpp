@@ -76,25 +76,25 @@ std::shared_ptr<CVCLISerializedFileList> CVCLIInterpreter::fileListWithFiles(
     return list;
 }
 
-void CVCLIInterpreter::parser(CVCLIArgumentParser*, bool didParseDiffCommandWithShouldWait,
-                              const std::optional<std::string>& label,
-                              const std::vector<CVFileDictionary>& files) {
+void CVCLIInterpreter::parserDidParseDiffCommand(CVCLIArgumentParser*, bool shouldWait,
+                                                 const std::optional<std::string>& label,
+                                                 const std::vector<CVFileDictionary>& files) {
     std::vector<CVFileDictionary> captured = readFileDescriptorPathsIntoTempFiles(files);
     if (captured.empty()) {
         return;
     }
     files_ = captured;
     auto invocation = createInvocationWithParentProcess();
-    invocation->setWaitForTabClose(didParseDiffCommandWithShouldWait);
+    invocation->setWaitForTabClose(shouldWait);
     invocation->setFileList(fileListWithFiles(files_, label, std::nullopt));
     sendUncoordinatedDocumentInvocation(invocation);
 }
 
-void CVCLIInterpreter::parser(CVCLIArgumentParser*,
-                              const std::string& didParseMergeCommandWithOutputPath,
-                              const std::optional<std::string>& commonBaseFile, bool shouldWait,
-                              const std::vector<CVFileDictionary>& files) {
-    const std::string& outputPath = didParseMergeCommandWithOutputPath;
+void CVCLIInterpreter::parserDidParseMergeCommand(CVCLIArgumentParser*,
+                                                  const std::string& outputPath,
+                                                  const std::optional<std::string>& commonBaseFile,
+                                                  bool shouldWait,
+                                                  const std::vector<CVFileDictionary>& files) {
     auto invocation = createInvocationWithParentProcess();
     invocation->setWaitForTabClose(shouldWait);
 
@@ -126,13 +126,13 @@ void CVCLIInterpreter::parser(CVCLIArgumentParser*,
     sendUncoordinatedDocumentInvocation(invocation);
 }
 
-void CVCLIInterpreter::parser(CVCLIArgumentParser*,
-                              const std::optional<std::string>& didParseChangesetWithLabel,
-                              bool shouldWait, const std::vector<CVFileListDictionary>& fileLists) {
+void CVCLIInterpreter::parserDidParseChangesetCommand(
+    CVCLIArgumentParser*, const std::optional<std::string>& label, bool shouldWait,
+    const std::vector<CVFileListDictionary>& fileLists) {
     auto invocation = createInvocationWithParentProcess();
     invocation->setWaitForTabClose(shouldWait);
     auto changeset = std::make_shared<CVCLISerializedChangeset>();
-    changeset->setLabel(didParseChangesetWithLabel);
+    changeset->setLabel(label);
 
     for (const CVFileListDictionary& item : fileLists) {
         const CVFileDictionary& left = item.files.at(0);
@@ -169,15 +169,14 @@ void CVCLIInterpreter::parser(CVCLIArgumentParser*,
     sendUncoordinatedDocumentInvocation(invocation);
 }
 
-void CVCLIInterpreter::parser(
-    CVCLIArgumentParser*, const std::optional<std::string>& didParsePartialChangesetCommandWithUUID,
+void CVCLIInterpreter::parserDidParsePartialChangesetCommand(
+    CVCLIArgumentParser*, const std::optional<std::string>& UUID,
     const std::optional<std::string>& label, const std::optional<std::string>& relativePath,
     bool shouldWait, const std::vector<CVFileDictionary>& files) {
     auto invocation = createInvocationWithParentProcess();
     invocation->setWaitForTabClose(shouldWait);
     auto partialChangeset = std::make_shared<CVCLISerializedPartialChangeset>();
-    partialChangeset->setUUID(
-        CVChangesetCoordinator::identifierForUUID(didParsePartialChangesetCommandWithUUID));
+    partialChangeset->setUUID(CVChangesetCoordinator::identifierForUUID(UUID));
     if (std::shared_ptr<ZPProcessInformation> parent = significantParentProcess()) {
         partialChangeset->setUUIDForProcess(
             CVChangesetCoordinator::identifierForProcess(parent.get()));
@@ -195,11 +194,10 @@ void CVCLIInterpreter::parser(
     sendCoordinatedDocumentInvocation(invocation);
 }
 
-void CVCLIInterpreter::parser(CVCLIArgumentParser*,
-                              const std::string& didParseMarkChangesetAsClosedCommandWithUUID) {
+void CVCLIInterpreter::parserDidParseMarkChangesetAsClosedCommand(CVCLIArgumentParser*,
+                                                                  const std::string& UUID) {
     CVChangesetCoordinator coordinator;
-    std::optional<std::string> identifier =
-        CVChangesetCoordinator::identifierForUUID(didParseMarkChangesetAsClosedCommandWithUUID);
+    std::optional<std::string> identifier = CVChangesetCoordinator::identifierForUUID(UUID);
     coordinator.coordinateRemovingChangesetForIdentifier(identifier, [&] {
         if (std::shared_ptr<CVCLIProxyProtocol> proxy = createProxyForCorvane()) {
             proxy->markChangesetWithUUIDAsClosed(*identifier);

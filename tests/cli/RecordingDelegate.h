@@ -46,31 +46,34 @@ public:
         record("reset-file-access");
     }
     void parserDidParseCrashCommand(CVCLIArgumentParser*) override { record("crash"); }
-    void parser(CVCLIArgumentParser*, bool shouldWait, const std::optional<std::string>& label,
-                const std::vector<CVFileDictionary>& files) override {
+    void parserDidParseDiffCommand(CVCLIArgumentParser*, bool shouldWait,
+                                   const std::optional<std::string>& label,
+                                   const std::vector<CVFileDictionary>& files) override {
         calls.push_back(
             {.command = "diff", .shouldWait = shouldWait, .label = label, .files = files});
     }
-    void parser(CVCLIArgumentParser*, const std::string& outputPath,
-                const std::optional<std::string>& commonBaseFile, bool shouldWait,
-                const std::vector<CVFileDictionary>& files) override {
+    void parserDidParseMergeCommand(CVCLIArgumentParser*, const std::string& outputPath,
+                                    const std::optional<std::string>& commonBaseFile,
+                                    bool shouldWait,
+                                    const std::vector<CVFileDictionary>& files) override {
         calls.push_back({.command = "merge",
                          .shouldWait = shouldWait,
                          .outputPath = outputPath,
                          .commonBaseFile = commonBaseFile,
                          .files = files});
     }
-    void parser(CVCLIArgumentParser*, const std::optional<std::string>& label, bool shouldWait,
-                const std::vector<CVFileListDictionary>& fileLists) override {
+    void parserDidParseChangesetCommand(
+        CVCLIArgumentParser*, const std::optional<std::string>& label, bool shouldWait,
+        const std::vector<CVFileListDictionary>& fileLists) override {
         calls.push_back({.command = "changeset",
                          .shouldWait = shouldWait,
                          .label = label,
                          .fileLists = fileLists});
     }
-    void parser(CVCLIArgumentParser*, const std::optional<std::string>& uuid,
-                const std::optional<std::string>& label,
-                const std::optional<std::string>& relativePath, bool shouldWait,
-                const std::vector<CVFileDictionary>& files) override {
+    void parserDidParsePartialChangesetCommand(
+        CVCLIArgumentParser*, const std::optional<std::string>& uuid,
+        const std::optional<std::string>& label, const std::optional<std::string>& relativePath,
+        bool shouldWait, const std::vector<CVFileDictionary>& files) override {
         calls.push_back({.command = "partial-changeset",
                          .shouldWait = shouldWait,
                          .label = label,
@@ -78,7 +81,8 @@ public:
                          .relativePath = relativePath,
                          .files = files});
     }
-    void parser(CVCLIArgumentParser*, const std::string& uuid) override {
+    void parserDidParseMarkChangesetAsClosedCommand(CVCLIArgumentParser*,
+                                                    const std::string& uuid) override {
         calls.push_back({.command = "mark-changeset-as-closed", .uuid = uuid});
     }
 

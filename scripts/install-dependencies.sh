@@ -3,7 +3,7 @@
 set -euo pipefail
 
 packages=(
-    build-essential cmake ninja-build pkg-config clang
+    build-essential cmake ninja-build pkg-config clang clang-format
     libsystemd-dev libplist-dev libmimalloc-dev libgit2-dev
     googletest libgtest-dev libgmock-dev libbenchmark-dev
     dbus-daemon dbus-bin

@@ -3,11 +3,13 @@
 #include <optional>
 #include <string>
 
+#include "platform/CVVersion.h"
+
 // The help, usage and version texts. Absent values print as "(null)".
 namespace CVCLIUsage {
 
 // The tool's version, compiled in (the build number is CVCorvaneContract::kToolBuildNumber).
-inline constexpr const char* kShortVersion = CVDIFF_SHORT_VERSION;
+inline constexpr const char* kShortVersion = kCVDiffShortVersion;
 
 // The full help text (70 lines, UTF-8).
 std::string usageString();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/CVVersion.h"
+
 // The names the tool and the application agree on: identifiers, the bus names, the object path
 // and interfaces of the proxy protocol, the notifications and the launch environment.
 namespace CVCorvaneContract {
@@ -31,7 +33,7 @@ inline constexpr const char* kDidFinishLaunchingNotification =
 inline constexpr const char* kLaunchedFromToolVariable = "CVApplicationLaunchedFromCVDiff";
 
 // Builds: the tool's own, and the oldest application build it accepts.
-inline constexpr const char* kToolBuildNumber = CVDIFF_BUILD_NUMBER;
+inline constexpr const char* kToolBuildNumber = kCVDiffBuildNumber;
 inline constexpr long kOldestAcceptedApplicationBuild = 150;
 
 }  // namespace CVCorvaneContract

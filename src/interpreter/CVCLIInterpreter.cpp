@@ -8,6 +8,7 @@
 
 #include "access/CORAppGroup.h"
 #include "cli/CVCLIUsage.h"
+#include "interpreter/CVToolInfoPlist.h"
 #include "link/CVApplicationLocator.h"
 #include "link/cvdiff-util.h"
 #include "platform/CVBundle.h"
@@ -18,7 +19,6 @@
 #include "platform/CVPropertyList.h"
 #include "platform/CVTemporaryFolder.h"
 #include "process/ZPProcessInformation.h"
-#include "tool/EmbeddedInfoPlist.h"
 
 namespace {
 

@@ -60,7 +60,14 @@ bool CVCLIInterpreter::launchCorvaneIfNecessary() {
     // Running means owning the application's name on this bus. A copy found in the process
     // table that does not (one still starting, or one left on an older bus at the same socket
     // path) cannot be reached yet: the launch below and its wait take care of it.
-    if (isCorvaneRunningAtPath(*path)) {
+    if (isRunning) {
+        // Found running already: asking the bus who owns the name spares a scan of every process.
+        auto owner = CVRunningApplication::applicationOwningName(
+            CVCorvaneContract::kApplicationBundleIdentifier);
+        if (owner && owner->bundlePath() == *path) {
+            return true;
+        }
+    } else if (isCorvaneRunningAtPath(*path)) {
         return true;
     }
     sd_bus* bus = CVSessionBus::shared();

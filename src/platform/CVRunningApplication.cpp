@@ -189,6 +189,23 @@ std::optional<CVRunningApplication> CVRunningApplication::runningApplicationWith
     return scanner.applicationWithProcessName(std::to_string(processIdentifier).c_str());
 }
 
+std::optional<CVRunningApplication> CVRunningApplication::applicationOwningName(
+    const std::string& name) {
+    sd_bus* bus = CVSessionBus::shared();
+    sd_bus_creds* credentials = nullptr;
+    if (bus == nullptr ||
+        sd_bus_get_name_creds(bus, name.c_str(), SD_BUS_CREDS_PID, &credentials) < 0) {
+        return std::nullopt;
+    }
+    pid_t owner = 0;
+    int result = sd_bus_creds_get_pid(credentials, &owner);
+    sd_bus_creds_unref(credentials);
+    if (result < 0 || owner <= 0) {
+        return std::nullopt;
+    }
+    return runningApplicationWithProcessIdentifier(owner);
+}
+
 bool CVRunningApplication::isFinishedLaunching() const {
     if (!bundleIdentifier_) {
         return false;

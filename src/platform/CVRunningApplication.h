@@ -19,6 +19,10 @@ public:
     static std::optional<CVRunningApplication> runningApplicationWithProcessIdentifier(
         int32_t processIdentifier);
 
+    // The running application that owns the well-known name on this process's session bus: one
+    // round trip and one process looked at, no scan. Nothing when no application owns it.
+    static std::optional<CVRunningApplication> applicationOwningName(const std::string& name);
+
     int32_t processIdentifier() const { return processIdentifier_; }
     const std::optional<std::string>& bundlePath() const { return bundlePath_; }
     // The bundle's CFBundleIdentifier; nothing when its Info.plist has none.

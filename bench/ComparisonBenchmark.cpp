@@ -20,8 +20,9 @@ namespace {
 
 // A line of about 60 bytes that looks like code.
 std::string codeLine(std::mt19937& random, int number) {
-    static const char* const words[] = {"int", "count", "=", "value", "+", "offset", ";", "return",
-                                        "if", "(", ")", "{", "}", "std::string", "name"};
+    static const char* const words[] = {"int",    "count", "=",      "value",       "+",
+                                        "offset", ";",     "return", "if",          "(",
+                                        ")",      "{",     "}",      "std::string", "name"};
     std::string line = "    ";
     while (line.size() < 56) {
         line += words[random() % std::size(words)];

@@ -6,14 +6,16 @@
 #include <string>
 #include <vector>
 
-#include "app/CorvaneHeldFile.h"
+#include "platform/CVHeldFile.h"
 
 // One file list as the application shows it: the paths of its sides and its captions.
 struct CorvaneFileList {
     std::vector<std::string> files;
-    // The same files, held open from the call on (see CorvaneHeldFile); shared by the copies of
-    // this list, released with the last one.
-    std::vector<std::shared_ptr<const CorvaneHeldFile>> heldFiles;
+    // The files as opened while the call was answered, one per path (in order), kept open until
+    // the document closes so that a side that vanishes right after the call can still be read;
+    // the tool's deleted-on-exit captures are removed when the last holder lets them go.
+    // Listings and the journal name the paths only.
+    std::vector<std::shared_ptr<CVHeldFile>> heldFiles;
     std::optional<std::string> label;
     std::optional<std::string> relativePath;
     int64_t status = 0;

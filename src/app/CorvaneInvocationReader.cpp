@@ -9,6 +9,7 @@
 #include "model/CVCLISerializedPartialChangeset.h"
 #include "model/CVWireCoding.h"
 #include "platform/CVBookmark.h"
+#include "platform/CVHeldFile.h"
 
 namespace CorvaneInvocationReader {
 
@@ -33,8 +34,9 @@ CorvaneFileList fileListOf(const CVCLISerializedFileList& record) {
     if (record.files()) {
         for (const auto& file : *record.files()) {
             std::string path = pathOf(file).value_or("");
-            fileList.heldFiles.push_back(std::make_shared<const CorvaneHeldFile>(
-                path, file && file->deletedOnExit().value_or(false)));
+            bool deletedOnExit = file && file->deletedOnExit().value_or(false);
+            fileList.heldFiles.push_back(path.empty() ? nullptr
+                                                      : CVHeldFile::open(path, deletedOnExit));
             fileList.files.push_back(std::move(path));
         }
     }

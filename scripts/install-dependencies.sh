@@ -4,7 +4,7 @@ set -euo pipefail
 
 packages=(
     build-essential cmake ninja-build pkg-config clang
-    libsystemd-dev libplist-dev libmimalloc-dev
+    libsystemd-dev libplist-dev libmimalloc-dev libgit2-dev
     googletest libgtest-dev libgmock-dev libbenchmark-dev
     dbus-daemon dbus-bin
     git subversion mercurial brz

@@ -1,0 +1,119 @@
+#include "app/CorvaneText.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+
+#include "platform/CVUTF8.h"
+
+namespace {
+
+constexpr std::size_t kBinaryProbeSize = 8000;
+
+std::string kindOfSpecialFile(mode_t mode) {
+    if (S_ISFIFO(mode)) {
+        return "a pipe";
+    }
+    if (S_ISSOCK(mode)) {
+        return "a socket";
+    }
+    if (S_ISCHR(mode) || S_ISBLK(mode)) {
+        return "a device";
+    }
+    if (S_ISDIR(mode)) {
+        return "a folder";
+    }
+    return "not a plain file";
+}
+
+CorvaneText unreadable(std::string reason, std::uint64_t size = 0) {
+    CorvaneText text;
+    text.kind = CorvaneText::Kind::unreadable;
+    text.reason = std::move(reason);
+    text.size = size;
+    return text;
+}
+
+// Latin-1 maps every byte to the code point of the same value.
+std::string utf8FromLatin1(std::string_view bytes) {
+    std::string text;
+    text.reserve(bytes.size() + bytes.size() / 8);
+    for (unsigned char byte : bytes) {
+        if (byte < 0x80) {
+            text.push_back(static_cast<char>(byte));
+        } else {
+            text.push_back(static_cast<char>(0xC0 | (byte >> 6)));
+            text.push_back(static_cast<char>(0x80 | (byte & 0x3F)));
+        }
+    }
+    return text;
+}
+
+std::string sizeInWords(std::uint64_t size) {
+    char text[64];
+    if (size >= (1ull << 30)) {
+        snprintf(text, sizeof text, "%.1f GB", static_cast<double>(size) / (1ull << 30));
+    } else {
+        snprintf(text, sizeof text, "%.1f MB", static_cast<double>(size) / (1ull << 20));
+    }
+    return text;
+}
+
+}  // namespace
+
+CorvaneText CorvaneReadText(int descriptor) {
+    struct stat status {};
+    if (descriptor < 0) {
+        return unreadable("The file could not be opened.");
+    }
+    if (fstat(descriptor, &status) != 0) {
+        return unreadable(std::string("The file could not be read: ") + strerror(errno) + ".");
+    }
+    if (!S_ISREG(status.st_mode)) {
+        return unreadable("This is not a regular file (" + kindOfSpecialFile(status.st_mode) +
+                          "), so it is not read.");
+    }
+    auto size = static_cast<std::uint64_t>(status.st_size);
+    if (size > kCorvaneLargestText) {
+        return unreadable("The file is too large to show as text (" + sizeInWords(size) + ").",
+                          size);
+    }
+
+    std::string bytes(size, '\0');
+    std::size_t filled = 0;
+    while (filled < bytes.size()) {
+        ssize_t count = pread(descriptor, bytes.data() + filled, bytes.size() - filled,
+                              static_cast<off_t>(filled));
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count < 0) {
+            return unreadable(std::string("The file could not be read: ") + strerror(errno) + ".",
+                              size);
+        }
+        if (count == 0) {
+            break;  // The file shrank while it was read: show what is there.
+        }
+        filled += static_cast<std::size_t>(count);
+    }
+    bytes.resize(filled);
+
+    CorvaneText text;
+    text.size = filled;
+    std::string_view probe(bytes.data(), std::min(bytes.size(), kBinaryProbeSize));
+    if (probe.find('\0') != std::string_view::npos) {
+        text.kind = CorvaneText::Kind::binary;
+        return text;
+    }
+    text.hasCRLF = bytes.find("\r\n") != std::string::npos;
+    if (CVIsValidUTF8(bytes)) {
+        text.utf8 = std::move(bytes);
+    } else {
+        text.utf8 = utf8FromLatin1(bytes);
+        text.decodedAsLatin1 = true;
+    }
+    return text;
+}

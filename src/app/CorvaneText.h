@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+// One side of a comparison, ready to show: its text in UTF-8, or why it cannot be shown as text.
+struct CorvaneText {
+    enum class Kind { text, binary, unreadable };
+    Kind kind = Kind::text;
+    // The text in UTF-8, line ends as in the file.
+    std::string utf8;
+    // The bytes were not UTF-8 and were read as Latin-1.
+    bool decodedAsLatin1 = false;
+    // At least one line ends in CR LF.
+    bool hasCRLF = false;
+    // For an unreadable side: a sentence a person understands ("not a regular file (a pipe)").
+    std::string reason;
+    // The file's size in bytes, as far as it is known.
+    std::uint64_t size = 0;
+};
+
+// The largest file shown as text; a larger one is described by its size instead.
+inline constexpr std::uint64_t kCorvaneLargestText = 1ull << 30;
+
+// Reads a side from an open descriptor, from its start, without moving its offset. Never blocks:
+// a pipe, socket or device is unreadable with a reason. Binary means a NUL byte within the first
+// 8,000 bytes, the rule git uses.
+CorvaneText CorvaneReadText(int descriptor);

@@ -1,0 +1,151 @@
+// The comparison model: chunks that cover both texts, the ignore options, inline spans, and how a
+// side is read.
+#include "app/CorvaneComparison.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+#include "TemporaryFolder.h"
+#include "app/CorvaneText.h"
+
+namespace {
+
+using Kind = CorvaneChunk::Kind;
+
+// "=2/2 ~1/1 +0/2 -1/0": each chunk's kind and its counts on the left and right.
+std::string outline(const CorvaneComparison& comparison) {
+    std::string text;
+    for (const CorvaneChunk& chunk : comparison.chunks) {
+        const char* mark = chunk.kind == Kind::equal      ? "="
+                           : chunk.kind == Kind::inserted ? "+"
+                           : chunk.kind == Kind::deleted  ? "-"
+                                                          : "~";
+        text += (text.empty() ? "" : " ") + std::string(mark) + std::to_string(chunk.left.count) +
+                "/" + std::to_string(chunk.right.count);
+    }
+    return text;
+}
+
+struct Case {
+    const char* name;
+    std::string left, right;
+    CorvaneDiffOptions options;
+    std::string expected;
+};
+
+TEST(AComparison, CoversBothTextsWithChunksInOrder) {
+    const Case cases[] = {
+        {"identical", "a\nb\n", "a\nb\n", {}, "=2/2"},
+        {"both empty", "", "", {}, ""},
+        {"one changed line", "a\nb\nc\n", "a\nB\nc\n", {}, "=1/1 ~1/1 =1/1"},
+        {"inserted at the start", "b\n", "a\nb\n", {}, "+0/1 =1/1"},
+        {"deleted at the end", "a\nb\n", "a\n", {}, "=1/1 -1/0"},
+        {"everything new", "", "a\nb\n", {}, "+0/2"},
+        {"last line without line feed", "a\nb", "a\nb\n", {}, "=1/1 ~1/1"},
+        {"NUL bytes are text",
+         std::string("a\n\0\n", 4),
+         std::string("a\n\0x\n", 5),
+         {},
+         "=1/1 ~1/1"},
+        {"CR LF against LF", "a\r\nb\r\n", "a\nb\n", {}, "~2/2"},
+        {"CR LF ignored as white space",
+         "a\r\nb\r\n",
+         "a\nb\n",
+         {.ignoreWhitespace = true},
+         "=2/2"},
+        {"spaces ignored", "int  x = 1;\n", "int x=1;\n", {.ignoreWhitespace = true}, "=1/1"},
+        {"blank lines ignored",
+         "a\nb\n",
+         "a\n\n\nb\n",
+         {.ignoreBlankLines = true},
+         "=1/1 =0/2 =1/1"},
+    };
+    for (const Case& c : cases) {
+        CorvaneComparison comparison = CorvaneCompare(c.left, c.right, c.options);
+        EXPECT_EQ(outline(comparison), c.expected) << c.name;
+        int left = 0, right = 0;
+        for (const CorvaneChunk& chunk : comparison.chunks) {
+            EXPECT_EQ(chunk.left.start, left) << c.name;
+            EXPECT_EQ(chunk.right.start, right) << c.name;
+            left = chunk.left.end();
+            right = chunk.right.end();
+        }
+        EXPECT_EQ(left, static_cast<int>(CorvaneLineStarts(c.left).size())) << c.name;
+        EXPECT_EQ(right, static_cast<int>(CorvaneLineStarts(c.right).size())) << c.name;
+    }
+}
+
+TEST(AComparison, CountsItsChangesAndStopsWhenCancelled) {
+    CorvaneComparison comparison = CorvaneCompare("a\nb\nc\nd\n", "a\nX\nc\nd\ne\n", {});
+    EXPECT_EQ(comparison.changeCount(), 2);
+    EXPECT_FALSE(comparison.identical());
+
+    std::atomic<bool> cancelled{true};
+    CorvaneComparison stopped = CorvaneCompare("a\n", "b\n", {}, &cancelled);
+    EXPECT_TRUE(stopped.cancelled);
+    EXPECT_TRUE(stopped.chunks.empty());
+    EXPECT_FALSE(stopped.identical());
+}
+
+TEST(AnInlineDiff, MarksTheChangedWordsOfEachLine) {
+    CorvaneInlineDiff diff = CorvaneCompareInline({"int count = 1;\n", "return café;\n"},
+                                                  {"long count = 2;\n", "return cafés;\n"});
+    using Spans = std::vector<CorvaneSpan>;
+    EXPECT_EQ(diff.left, (std::vector<Spans>{{{0, 3}, {12, 13}}, {{7, 12}}}));
+    EXPECT_EQ(diff.right, (std::vector<Spans>{{{0, 4}, {13, 14}}, {{7, 13}}}));
+}
+
+TEST(AnInlineDiff, LeavesLinesWithoutSpansWhenOneSideIsAllNew) {
+    CorvaneInlineDiff diff = CorvaneCompareInline({"same"}, {"same", "added line"});
+    EXPECT_EQ(diff.left, (std::vector<std::vector<CorvaneSpan>>{{}}));
+    EXPECT_EQ(diff.right, (std::vector<std::vector<CorvaneSpan>>{{}, {{0, 10}}}));
+}
+
+class ASide : public ::testing::Test {
+protected:
+    TemporaryFolder folder;
+    CorvaneText read(const std::string& bytes) {
+        std::string path = folder / "side";
+        writeFile(path, bytes);
+        int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        unlink(path.c_str());  // Still readable: the descriptor holds the file.
+        CorvaneText text = CorvaneReadText(descriptor);
+        close(descriptor);
+        return text;
+    }
+};
+
+TEST_F(ASide, IsTextLatin1OrBinary) {
+    CorvaneText utf8 = read("caf\xc3\xa9\r\n");
+    EXPECT_EQ(utf8.kind, CorvaneText::Kind::text);
+    EXPECT_EQ(utf8.utf8, "caf\xc3\xa9\r\n");
+    EXPECT_TRUE(utf8.hasCRLF);
+    EXPECT_FALSE(utf8.decodedAsLatin1);
+
+    CorvaneText latin1 = read("caf\xe9\n");
+    EXPECT_EQ(latin1.utf8, "caf\xc3\xa9\n");
+    EXPECT_TRUE(latin1.decodedAsLatin1);
+
+    CorvaneText binary = read(std::string("PNG\0\x01", 5));
+    EXPECT_EQ(binary.kind, CorvaneText::Kind::binary);
+    EXPECT_EQ(binary.size, 5u);
+}
+
+TEST_F(ASide, IsUnreadableWithAReasonWhenItIsAPipeOrClosed) {
+    int pipeEnds[2];
+    ASSERT_EQ(pipe(pipeEnds), 0);
+    CorvaneText pipeSide = CorvaneReadText(pipeEnds[0]);
+    close(pipeEnds[0]);
+    close(pipeEnds[1]);
+    EXPECT_EQ(pipeSide.kind, CorvaneText::Kind::unreadable);
+    EXPECT_EQ(pipeSide.reason, "This is not a regular file (a pipe), so it is not read.");
+
+    EXPECT_EQ(CorvaneReadText(-1).reason, "The file could not be opened.");
+}
+
+}  // namespace

@@ -98,6 +98,8 @@ CorvaneWindow::CorvaneWindow(CorvaneApplication& application) : application_(app
             application_.closeTab(tab->GUID);
         }
     });
+    // Closing the window closes every tab; also an action, for tests and scripts.
+    add_action("close-window", [this] { close(); });
     add_action("next-change", [this] {
         if (Tab* tab = currentTab(); tab && tab->comparison) {
             tab->comparison->showNextChange();

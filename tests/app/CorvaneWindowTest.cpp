@@ -133,7 +133,10 @@ TEST_F(ACorvaneWindow, SaysPlainlyWhatItCannotShowAsADiff) {
         std::string left, right;
         std::string status, message, notice;
     };
-    std::string binary("\x7f" "ELF\0\0\1", 7);
+    std::string binary(
+        "\x7f"
+        "ELF\0\0\1",
+        7);
     std::vector<Case> cases = {
         {"a\nb\n", "a\nb\n", "Files are identical", "", ""},
         {binary, binary + "x", "", "Binary files differ", ""},
@@ -152,7 +155,6 @@ TEST_F(ACorvaneWindow, SaysPlainlyWhatItCannotShowAsADiff) {
     // A side that cannot be read as a file: the reason in the tab.
     std::string GUID = compare({write("plain.txt", "x\n"), "/dev/null"});
     EXPECT_NE(shown(GUID)["message"], "");
-
 }
 
 TEST_F(ACorvaneWindow, IgnoresLineEndsUnderIgnoreWhitespaceAndClosesEveryTabWithTheWindow) {

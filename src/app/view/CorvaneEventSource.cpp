@@ -39,16 +39,16 @@ gboolean CorvaneEventSource::prepare(GSource* base, gint* timeout) {
     auto* source = reinterpret_cast<Source*>(base);
     *timeout = -1;
     switch (sd_event_get_state(source->event)) {
-    case SD_EVENT_FINISHED:
-        return !source->reported;
-    case SD_EVENT_PENDING:
-        return TRUE;
-    case SD_EVENT_ARMED:
-        // Prepared in an earlier iteration that did not get to check it.
-        return sd_event_wait(source->event, 0) > 0;
-    default:
-        // Ready when sd-event has work without waiting (deferred sources, a requested exit).
-        return sd_event_prepare(source->event) > 0;
+        case SD_EVENT_FINISHED:
+            return !source->reported;
+        case SD_EVENT_PENDING:
+            return TRUE;
+        case SD_EVENT_ARMED:
+            // Prepared in an earlier iteration that did not get to check it.
+            return sd_event_wait(source->event, 0) > 0;
+        default:
+            // Ready when sd-event has work without waiting (deferred sources, a requested exit).
+            return sd_event_prepare(source->event) > 0;
     }
 }
 

@@ -35,10 +35,10 @@ struct Tints {
 };
 
 const Tints& tints() {
-    static const Tints light = {"#e2f4e2", "#fbe3e3", "#e3ebfa",
-                                "#a8e0a8", "#f3b3b3", "#b3c9f2", "#9aa5b5"};
-    static const Tints dark = {"#1e3b25", "#4a2528", "#1f2e4b",
-                               "#2f6b3d", "#843a40", "#33528a", "#5b6575"};
+    static const Tints light = {"#e2f4e2", "#fbe3e3", "#e3ebfa", "#a8e0a8",
+                                "#f3b3b3", "#b3c9f2", "#9aa5b5"};
+    static const Tints dark = {"#1e3b25", "#4a2528", "#1f2e4b", "#2f6b3d",
+                               "#843a40", "#33528a", "#5b6575"};
     return prefersDark() ? dark : light;
 }
 
@@ -164,8 +164,8 @@ CorvaneFileComparisonView::CorvaneFileComparisonView(const CorvaneFileList& file
     append(panes_);
 
     GtkSourceStyleSchemeManager* schemes = gtk_source_style_scheme_manager_get_default();
-    GtkSourceStyleScheme* scheme =
-        gtk_source_style_scheme_manager_get_scheme(schemes, prefersDark() ? "Adwaita-dark" : "Adwaita");
+    GtkSourceStyleScheme* scheme = gtk_source_style_scheme_manager_get_scheme(
+        schemes, prefersDark() ? "Adwaita-dark" : "Adwaita");
     for (size_t index = 0; index < files.files.size(); ++index) {
         auto side = std::make_unique<Side>();
         side->path = files.files[index];
@@ -185,8 +185,9 @@ CorvaneFileComparisonView::CorvaneFileComparisonView(const CorvaneFileList& file
         for (GtkWidget* child = gtk_widget_get_first_child(GTK_WIDGET(gutter)); child != nullptr;
              child = gtk_widget_get_next_sibling(child)) {
             if (GTK_SOURCE_IS_GUTTER_RENDERER(child)) {
-                g_object_set(child, "alignment-mode", GTK_SOURCE_GUTTER_RENDERER_ALIGNMENT_MODE_FIRST,
-                             "yalign", 0.0f, nullptr);
+                g_object_set(child, "alignment-mode",
+                             GTK_SOURCE_GUTTER_RENDERER_ALIGNMENT_MODE_FIRST, "yalign", 0.0f,
+                             nullptr);
             }
         }
 
@@ -215,10 +216,10 @@ CorvaneFileComparisonView::CorvaneFileComparisonView(const CorvaneFileList& file
             band->set_content_width(40);
             band->set_vexpand(true);
             size_t pair = index - 1;
-            band->set_draw_func([this, pair](const Cairo::RefPtr<Cairo::Context>& context,
-                                             int width, int height) {
-                drawBands(context, width, height, pair);
-            });
+            band->set_draw_func(
+                [this, pair](const Cairo::RefPtr<Cairo::Context>& context, int width, int height) {
+                    drawBands(context, width, height, pair);
+                });
             panes_.append(*band);
             bands_.push_back(std::move(band));
         }
@@ -290,9 +291,8 @@ void CorvaneFileComparisonView::startComparing() {
                 result->lineStarts.push_back(CorvaneLineStarts(result->texts.back().utf8));
             }
         }
-        bool allText = std::all_of(result->texts.begin(), result->texts.end(), [](auto& text) {
-            return text.kind == CorvaneText::Kind::text;
-        });
+        bool allText = std::all_of(result->texts.begin(), result->texts.end(),
+                                   [](auto& text) { return text.kind == CorvaneText::Kind::text; });
         if (allText) {
             for (size_t pair = 0; pair + 1 < result->texts.size() && !job->cancelled; ++pair) {
                 const std::string& left = result->texts[pair].utf8;
@@ -342,8 +342,7 @@ void CorvaneFileComparisonView::startComparing() {
             },
             delivery,
             [](gpointer data) {
-                delete static_cast<std::pair<std::shared_ptr<Job>, std::shared_ptr<Result>>*>(
-                    data);
+                delete static_cast<std::pair<std::shared_ptr<Job>, std::shared_ptr<Result>>*>(data);
             });
     });
 }
@@ -383,8 +382,8 @@ void CorvaneFileComparisonView::show(std::shared_ptr<Result> result) {
     bool anyBinary = std::any_of(result_->texts.begin(), result_->texts.end(),
                                  [](auto& text) { return text.kind == CorvaneText::Kind::binary; });
     if (anyBinary) {
-        std::string text = result_->binaryIdentical ? "Binary files are identical"
-                                                    : "Binary files differ";
+        std::string text =
+            result_->binaryIdentical ? "Binary files are identical" : "Binary files differ";
         for (size_t index = 0; index < sides_.size(); ++index) {
             text += "\n" + sides_[index]->path + ": " + sizeText(result_->texts[index].size) +
                     (result_->texts[index].kind == CorvaneText::Kind::binary ? "" : " of text");
@@ -444,10 +443,9 @@ void CorvaneFileComparisonView::finishShowing() {
         }
         if (gtk_source_buffer_get_language(side.buffer) == nullptr) {
             gboolean uncertain = FALSE;
-            gchar* contentType =
-                g_content_type_guess(side.path.c_str(),
-                                     reinterpret_cast<const guchar*>(text.utf8.data()),
-                                     std::min<size_t>(text.utf8.size(), 4096), &uncertain);
+            gchar* contentType = g_content_type_guess(
+                side.path.c_str(), reinterpret_cast<const guchar*>(text.utf8.data()),
+                std::min<size_t>(text.utf8.size(), 4096), &uncertain);
             GtkSourceLanguage* language = gtk_source_language_manager_guess_language(
                 languages, side.path.c_str(), uncertain ? nullptr : contentType);
             g_free(contentType);
@@ -459,7 +457,8 @@ void CorvaneFileComparisonView::finishShowing() {
     }
     // Line ends are shown where the panes' line ends differ.
     for (auto& side : sides_) {
-        GtkSourceSpaceDrawer* drawer = gtk_source_view_get_space_drawer(GTK_SOURCE_VIEW(side->view));
+        GtkSourceSpaceDrawer* drawer =
+            gtk_source_view_get_space_drawer(GTK_SOURCE_VIEW(side->view));
         gtk_source_space_drawer_set_types_for_locations(
             drawer, GTK_SOURCE_SPACE_LOCATION_ALL,
             lineEndsDiffer ? GTK_SOURCE_SPACE_TYPE_NEWLINE : GTK_SOURCE_SPACE_TYPE_NONE);
@@ -502,8 +501,8 @@ void CorvaneFileComparisonView::updateStatus() {
     } else {
         std::string text = std::to_string(changes) + (changes == 1 ? " change" : " changes");
         if (currentChange_ >= 0) {
-            text = "Change " + std::to_string(currentChange_ + 1) + " of " +
-                   std::to_string(changes);
+            text =
+                "Change " + std::to_string(currentChange_ + 1) + " of " + std::to_string(changes);
         }
         changeCount_.set_text(text);
     }
@@ -580,8 +579,8 @@ void CorvaneFileComparisonView::applyComparison() {
                 }
                 // What one pane shows of a change: lines only it has, or changed lines.
                 const char* kind = chunk.kind == CorvaneChunk::Kind::changed ? "changed"
-                                   : which == 0                           ? "deleted"
-                                                                          : "inserted";
+                                   : which == 0                              ? "deleted"
+                                                                             : "inserted";
                 const char* colour = kind[0] == 'c'   ? colours.changed
                                      : kind[0] == 'd' ? colours.deleted
                                                       : colours.inserted;
@@ -601,8 +600,8 @@ void CorvaneFileComparisonView::applyComparison() {
                 const auto& lines = which == 0 ? found->second.left : found->second.right;
                 const CorvaneLineRange& range = which == 0 ? chunk.left : chunk.right;
                 GtkTextBuffer* buffer = GTK_TEXT_BUFFER(both[which]->buffer);
-                GtkTextTag* tag = tagNamed(buffer, "cv-changed-words", "background",
-                                           colours.changedWords);
+                GtkTextTag* tag =
+                    tagNamed(buffer, "cv-changed-words", "background", colours.changedWords);
                 for (size_t line = 0; line < lines.size() && line < size_t(range.count); ++line) {
                     int number = range.start + static_cast<int>(line);
                     GtkTextIter lineStart;
@@ -853,8 +852,8 @@ void CorvaneFileComparisonView::drawBands(const Cairo::RefPtr<Cairo::Context>& c
         if (range.count > 0) {
             *top = topOf(side, range.start);
             auto filler = side.fillerBelow.find(range.end() - 1);
-            *bottom = topOf(side, range.end()) -
-                      (filler == side.fillerBelow.end() ? 0 : filler->second);
+            *bottom =
+                topOf(side, range.end()) - (filler == side.fillerBelow.end() ? 0 : filler->second);
         } else if (range.start == 0) {
             *top = topOf(side, 0);
             *bottom = *top + side.fillerAbove;
@@ -883,10 +882,9 @@ void CorvaneFileComparisonView::drawBands(const Cairo::RefPtr<Cairo::Context>& c
         context->clip();
     }
     const auto& chunks = result_->comparisons[pair].chunks;
-    auto chunk = std::lower_bound(chunks.begin(), chunks.end(), firstLine,
-                                  [](const CorvaneChunk& candidate, int line) {
-                                      return candidate.left.end() < line;
-                                  });
+    auto chunk = std::lower_bound(
+        chunks.begin(), chunks.end(), firstLine,
+        [](const CorvaneChunk& candidate, int line) { return candidate.left.end() < line; });
     for (; chunk != chunks.end() && chunk->left.start <= lastLine; ++chunk) {
         if (chunk->kind == CorvaneChunk::Kind::equal) {
             continue;
@@ -897,7 +895,7 @@ void CorvaneFileComparisonView::drawBands(const Cairo::RefPtr<Cairo::Context>& c
         if (std::max(leftBottom, rightBottom) < 0 || std::min(leftTop, rightTop) > height) {
             continue;
         }
-        const char* colour = chunk->kind == CorvaneChunk::Kind::changed ? colours.changed
+        const char* colour = chunk->kind == CorvaneChunk::Kind::changed   ? colours.changed
                              : chunk->kind == CorvaneChunk::Kind::deleted ? colours.deleted
                                                                           : colours.inserted;
         Gdk::RGBA fill(colour);

@@ -24,8 +24,8 @@ constexpr const char* kToggles[] = {"ignore-whitespace", "ignore-blank-lines", "
 
 // What a document that is not a comparison of files shows for now: its items, one a line.
 std::string summaryOfDocument(const CorvaneDocument& document) {
-    std::string text = std::string("This ") + CorvaneDocument::nameOfKind(document.kind) +
-                       " has " + std::to_string(document.fileLists.size()) +
+    std::string text = std::string("This ") + CorvaneDocument::nameOfKind(document.kind) + " has " +
+                       std::to_string(document.fileLists.size()) +
                        (document.fileLists.size() == 1 ? " item" : " items") + ":\n";
     for (const CorvaneFileList& list : document.fileLists) {
         text += "\n";
@@ -121,7 +121,8 @@ CorvaneWindow::CorvaneWindow(CorvaneApplication& application) : application_(app
         }
     });
     for (const char* name : kToggles) {
-        toggles_[name] = add_action_bool(name, [this, name] { setOption(name); }, false);
+        toggles_[name] = add_action_bool(
+            name, [this, name] { setOption(name); }, false);
     }
 
     signal_close_request().connect(
@@ -166,7 +167,8 @@ void CorvaneWindow::documentDidChange(const CorvaneDocument& document) {
         tab->label.append(tab->titleLabel);
         tab->label.append(tab->closeButton);
         if (isComparisonOfFiles(document)) {
-            auto comparison = std::make_unique<CorvaneFileComparisonView>(document.fileLists.front());
+            auto comparison =
+                std::make_unique<CorvaneFileComparisonView>(document.fileLists.front());
             tab->comparison = comparison.get();
             tab->page = std::move(comparison);
         } else {
@@ -323,8 +325,8 @@ bool CorvaneWindow::saveScreenshot(const std::string& path, std::string* whyNot)
         return false;
     }
     GskRenderer* renderer = gtk_native_get_renderer(GTK_NATIVE(gobj()));
-    graphene_rect_t bounds = GRAPHENE_RECT_INIT(0, 0, static_cast<float>(width),
-                                                static_cast<float>(height));
+    graphene_rect_t bounds =
+        GRAPHENE_RECT_INIT(0, 0, static_cast<float>(width), static_cast<float>(height));
     GdkTexture* texture = gsk_renderer_render_texture(renderer, node, &bounds);
     gsk_render_node_unref(node);
     bool saved = texture != nullptr && gdk_texture_save_to_png(texture, path.c_str());

@@ -11,9 +11,9 @@
 class CorvaneFileComparisonView;
 
 // The application's one window: a tab per document, the window actions that act on the current
-// tab (win.close-tab, win.close-window, win.next-change, win.previous-change, win.first-change, win.last-change,
-// and the toggles win.ignore-whitespace, win.ignore-blank-lines, win.wrap-lines) and what the
-// control interface asks of the window.
+// tab (win.close-tab, win.close-window, win.next-change, win.previous-change, win.first-change,
+// win.last-change, and the toggles win.ignore-whitespace, win.ignore-blank-lines, win.wrap-lines)
+// and what the control interface asks of the window.
 class CorvaneWindow : public Gtk::ApplicationWindow, public CorvaneDocumentPresenter {
 public:
     CorvaneWindow(CorvaneApplication& application);

@@ -19,8 +19,8 @@ int CorvaneRunWithWindow(CorvaneApplication& application, const char* programNam
     }
     // Not unique: the application's name on the bus is owned by the sd-bus connection, after
     // the proxy's, as the tool expects; GTK must not take it first.
-    auto gtkApplication = Gtk::Application::create(
-        CVCorvaneContract::kApplicationBundleIdentifier, Gio::Application::Flags::NON_UNIQUE);
+    auto gtkApplication = Gtk::Application::create(CVCorvaneContract::kApplicationBundleIdentifier,
+                                                   Gio::Application::Flags::NON_UNIQUE);
     int status = 0;
     std::unique_ptr<CorvaneWindow> window;
     std::unique_ptr<CorvaneEventSource> source;
@@ -29,7 +29,8 @@ int CorvaneRunWithWindow(CorvaneApplication& application, const char* programNam
         // GtkSourceView's languages and styles, also when the session's XDG_DATA_DIRS leaves
         // the system's folders out.
         gtk_source_language_manager_append_search_path(gtk_source_language_manager_get_default(),
-                                                       CORVANE_GTKSOURCEVIEW_DATA "/language-specs");
+                                                       CORVANE_GTKSOURCEVIEW_DATA
+                                                       "/language-specs");
         gtk_source_style_scheme_manager_append_search_path(
             gtk_source_style_scheme_manager_get_default(), CORVANE_GTKSOURCEVIEW_DATA "/styles");
         CorvaneWindow::setAccelerators(gtkApplication);

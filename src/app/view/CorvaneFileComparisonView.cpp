@@ -394,6 +394,13 @@ void CorvaneFileComparisonView::show(std::shared_ptr<Result> result) {
     if (reading) {
         // The text goes in slice by slice; the marks follow once every pane is full.
         insertedSlices_ = 0;
+        // The text goes in while the panes show no buffer: a view lays out again on every
+        // insertion, which makes filling a large buffer many times slower.
+        for (auto& side : sides_) {
+            GtkTextBuffer* empty = gtk_text_buffer_new(nullptr);
+            gtk_text_view_set_buffer(GTK_TEXT_VIEW(side->view), empty);
+            g_object_unref(empty);
+        }
         // At the bus's priority, so both are served in turn while a large text goes in.
         insertIdle_ = Glib::signal_idle().connect([this] { return insertNextSlice(); },
                                                   Glib::PRIORITY_DEFAULT);
@@ -541,6 +548,22 @@ void CorvaneFileComparisonView::clearMarks() {
 }
 
 void CorvaneFileComparisonView::applyComparison() {
+    // Tags go in while the panes show no buffer: a view relays its lines out on every change.
+    for (auto& side : sides_) {
+        GtkTextBuffer* empty = gtk_text_buffer_new(nullptr);
+        gtk_text_view_set_buffer(GTK_TEXT_VIEW(side->view), empty);
+        g_object_unref(empty);
+    }
+    markBuffers();
+    for (auto& side : sides_) {
+        gtk_text_view_set_buffer(GTK_TEXT_VIEW(side->view), GTK_TEXT_BUFFER(side->buffer));
+    }
+    for (auto& band : bands_) {
+        band->queue_draw();
+    }
+}
+
+void CorvaneFileComparisonView::markBuffers() {
     clearMarks();
     const Tints& colours = tints();
     auto tagNamed = [](GtkTextBuffer* buffer, const char* name, const char* property,

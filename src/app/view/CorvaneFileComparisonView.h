@@ -54,6 +54,7 @@ private:
     bool insertNextSlice();
     void finishShowing();
     void applyComparison();
+    void markBuffers();
     void clearMarks();
     void showMessage(const std::string& message);
     bool showChange(int index);

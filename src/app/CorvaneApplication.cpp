@@ -12,6 +12,7 @@
 #include "app/CorvaneProxyService.h"
 #include "link/CVDistributedNotificationCenter.h"
 #include "platform/CVCorvaneContract.h"
+#include "platform/CVHeldFile.h"
 #include "platform/CVJSON.h"
 #include "platform/CVPrint.h"
 #include "platform/CVSessionBus.h"
@@ -57,6 +58,9 @@ CorvaneApplication::CorvaneApplication(std::optional<std::string> journalPath)
     : journal_(std::move(journalPath)) {}
 
 CorvaneApplication::~CorvaneApplication() {
+    // Documents still open let their files go; captures whose removal failed get a last try.
+    documents_ = CorvaneDocuments();
+    CVHeldFile::removeLeftoverFiles();
     sd_bus_slot_unref(proxySlot_);
     sd_bus_slot_unref(controlSlot_);
     if (bus_ != nullptr) {

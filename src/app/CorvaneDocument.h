@@ -1,13 +1,21 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "platform/CVHeldFile.h"
+
 // One file list as the application shows it: the paths of its sides and its captions.
 struct CorvaneFileList {
     std::vector<std::string> files;
+    // The files as opened while the call was answered, one per path (in order), kept open until
+    // the document closes so that a side that vanishes right after the call can still be read;
+    // the tool's deleted-on-exit captures are removed when the last holder lets them go.
+    // Listings and the journal name the paths only.
+    std::vector<std::shared_ptr<CVHeldFile>> heldFiles;
     std::optional<std::string> label;
     std::optional<std::string> relativePath;
     int64_t status = 0;

@@ -9,6 +9,7 @@
 #include "model/CVCLISerializedPartialChangeset.h"
 #include "model/CVWireCoding.h"
 #include "platform/CVBookmark.h"
+#include "platform/CVHeldFile.h"
 
 namespace CorvaneInvocationReader {
 
@@ -32,7 +33,11 @@ CorvaneFileList fileListOf(const CVCLISerializedFileList& record) {
     CorvaneFileList fileList;
     if (record.files()) {
         for (const auto& file : *record.files()) {
-            fileList.files.push_back(pathOf(file).value_or(""));
+            std::string path = pathOf(file).value_or("");
+            bool deletedOnExit = file && file->deletedOnExit().value_or(false);
+            fileList.heldFiles.push_back(path.empty() ? nullptr
+                                                      : CVHeldFile::open(path, deletedOnExit));
+            fileList.files.push_back(std::move(path));
         }
     }
     fileList.label = record.label();

@@ -282,6 +282,24 @@ TEST_F(ACorvaneApplication, PostsCloseTabForTheDocumentAndForgetsIt) {
     EXPECT_EQ(again.standardError, "No open document has the GUID " + GUID + ".\n");
 }
 
+TEST_F(ACorvaneApplication, RemovesTheToolsCapturesWhenTheirTabClosesOrItQuits) {
+    TemporaryFolder folder;
+    auto invocationOfCaptures = [&](const std::string& name) {
+        auto invocation = diffInvocation(folder.write(name + ".left", "a\n"), folder / "kept");
+        invocation->fileList()->files()->front()->setDeletedOnExit(true);
+        return invocation;
+    };
+    folder.write("kept", "b\n");
+    std::string closed = openGUID(*invocationOfCaptures("closed"));
+    openGUID(*invocationOfCaptures("open"));
+    EXPECT_EQ(bed_.closeTab(closed).status, 0);
+    EXPECT_EQ(folderEntries(folder.path()), (std::vector<std::string>{"kept", "open.left"}));
+
+    EXPECT_EQ(bed_.quitApplication().status, 0);
+    EXPECT_EQ(application_->wait().status, 0);
+    EXPECT_EQ(folderEntries(folder.path()), (std::vector<std::string>{"kept"}));
+}
+
 TEST_F(ACorvaneApplication, ClosesAPartialChangesetToNewItemsWhenItsTabCloses) {
     std::string first = openGUID(*partialInvocation("UUID:a", std::nullopt, "/1", "/2"));
     bed_.closeTab(first);

@@ -12,6 +12,7 @@
 
 #include "TemporaryFolder.h"
 #include "app/CorvaneText.h"
+#include "platform/CVHeldFile.h"
 
 namespace {
 
@@ -146,6 +147,24 @@ TEST_F(ASide, IsUnreadableWithAReasonWhenItIsAPipeOrClosed) {
     EXPECT_EQ(pipeSide.reason, "This is not a regular file (a pipe), so it is not read.");
 
     EXPECT_EQ(CorvaneReadText(-1).reason, "The file could not be opened.");
+}
+
+TEST(AHeldFile, StillReadsWhatItHeldAfterItsPathIsGoneAndRemovesACaptureWhenReleased) {
+    TemporaryFolder folder;
+    std::string kept = folder.write("kept", "stays\n");
+    std::string capture = folder.write("capture", "left over\n");
+    auto keptFile = CVHeldFile::open(kept, false);
+    auto captureFile = CVHeldFile::open(capture, true);
+    ASSERT_GE(captureFile->descriptor(), 0);
+    ASSERT_EQ(::unlink(capture.c_str()), 0);  // the tool's caller cleans up right after the call
+    EXPECT_EQ(CorvaneReadText(captureFile->descriptor()).utf8, "left over\n");
+
+    std::string recreated = folder.write("capture", "again");
+    captureFile.reset();
+    keptFile.reset();
+    EXPECT_EQ(::access(recreated.c_str(), F_OK), -1);
+    EXPECT_EQ(::access(kept.c_str(), F_OK), 0);
+    EXPECT_LT(CVHeldFile::open(folder / "missing", false)->descriptor(), 0);
 }
 
 }  // namespace

@@ -157,6 +157,12 @@ TEST_F(ACorvaneWindow, SaysPlainlyWhatItCannotShowAsADiff) {
         EXPECT_THAT(tab["message"].get<std::string>(), HasSubstr(sample.message)) << number;
         EXPECT_EQ(tab["panes"][0]["notice"], sample.notice) << number;
     }
+    // A side removed right after the call is still read: the document holds it open.
+    std::string gone = write("gone.txt", "still here\n");
+    std::string kept = compare({gone, write("kept.txt", "other\n")});
+    unlink(gone.c_str());
+    EXPECT_EQ(shown(kept)["panes"][0]["firstLines"][0], "still here");
+
     // A side that cannot be read as a file: the reason in the tab.
     std::string GUID = compare({write("plain.txt", "x\n"), "/dev/null"});
     EXPECT_NE(shown(GUID)["message"], "");

@@ -1,8 +1,5 @@
 #include "app/view/CorvaneFileComparisonView.h"
 
-#include <fcntl.h>
-#include <glib/gstdio.h>
-
 #include <algorithm>
 #include <cstring>
 #include <fstream>
@@ -80,18 +77,16 @@ bool sameBytes(const std::string& left, const std::string& right) {
     }
 }
 
-CorvaneText readSide(const std::string& path) {
-    // Never blocks on a pipe or device: those are refused by the reader.
-    int descriptor = g_open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC, 0);
-    if (descriptor < 0) {
+// Reads a side from the file the document holds open since the call, so that a side removed
+// right after the call is still read; a file that could not be opened says why.
+CorvaneText readSide(const std::shared_ptr<CVHeldFile>& held) {
+    if (!held || held->descriptor() < 0) {
         CorvaneText text;
         text.kind = CorvaneText::Kind::unreadable;
-        text.reason = std::string("Could not open it: ") + g_strerror(errno) + ".";
+        text.reason = held ? held->whyUnopened() : std::string("It was not opened.");
         return text;
     }
-    CorvaneText text = CorvaneReadText(descriptor);
-    g_close(descriptor, nullptr);
-    return text;
+    return CorvaneReadText(held->descriptor());
 }
 
 }  // namespace
@@ -145,7 +140,7 @@ struct CorvaneFileComparisonView::Result {
 };
 
 CorvaneFileComparisonView::CorvaneFileComparisonView(const CorvaneFileList& files)
-    : Gtk::Box(Gtk::Orientation::VERTICAL) {
+    : Gtk::Box(Gtk::Orientation::VERTICAL), heldFiles_(files.heldFiles) {
     statusBar_.set_spacing(8);
     statusBar_.set_margin(6);
     statusBar_.set_margin_start(12);
@@ -277,17 +272,18 @@ void CorvaneFileComparisonView::startComparing() {
     for (auto& side : sides_) {
         paths.push_back(side->path);
     }
+    std::vector<std::shared_ptr<CVHeldFile>> held = heldFiles_;
     // The texts read earlier are read again only when there are none yet.
     std::shared_ptr<Result> previous = result_;
     CorvaneDiffOptions diffOptions{options_.ignoreWhitespace, options_.ignoreBlankLines};
-    worker_ = std::thread([job = job_, paths, previous, diffOptions] {
+    worker_ = std::thread([job = job_, paths, held, previous, diffOptions] {
         auto result = std::make_shared<Result>();
         if (previous) {
             result->texts = previous->texts;
             result->lineStarts = previous->lineStarts;
         } else {
-            for (const std::string& path : paths) {
-                result->texts.push_back(readSide(path));
+            for (size_t index = 0; index < paths.size(); ++index) {
+                result->texts.push_back(readSide(index < held.size() ? held[index] : nullptr));
                 result->lineStarts.push_back(CorvaneLineStarts(result->texts.back().utf8));
             }
         }

@@ -13,6 +13,7 @@
 #include "app/CorvaneComparison.h"
 #include "app/CorvaneDocument.h"
 #include "app/CorvaneText.h"
+#include "platform/CVHeldFile.h"
 
 // Two or three files side by side: read-only source panes with line numbers and highlighting,
 // blocks aligned by filler space below the line before a gap (no text is inserted), changed
@@ -64,6 +65,8 @@ private:
     void updateStatus();
 
     std::vector<std::unique_ptr<Side>> sides_;
+    // The sides' files, held open by the document since the call.
+    std::vector<std::shared_ptr<CVHeldFile>> heldFiles_;
     Options options_;
 
     Gtk::Box statusBar_{Gtk::Orientation::HORIZONTAL};

@@ -1,5 +1,6 @@
 #include "app/CorvaneApplication.h"
 
+#include <pthread.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -69,24 +70,40 @@ CorvaneApplication::~CorvaneApplication() {
 }
 
 int CorvaneApplication::run() {
-    // Termination arrives through the loop, so the names are released before the process ends.
+    if (!start()) {
+        return 1;
+    }
+    int result = sd_event_loop(event_);
+    if (result < 0) {
+        CVSystemLog("The event loop failed: " + errorText(result) + ".");
+        return 1;
+    }
+    return result;
+}
+
+void CorvaneApplication::blockTerminationSignals() {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGTERM);
     sigaddset(&signals, SIGINT);
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
+bool CorvaneApplication::start() {
+    // Termination arrives through the loop, so the names are released before the process ends.
+    blockTerminationSignals();
 
     int result = sd_event_default(&event_);
     if (result < 0) {
         CVSystemLog("Could not create the event loop: " + errorText(result) + ".");
-        return 1;
+        return false;
     }
     sd_event_add_signal(event_, nullptr, SIGTERM, handleTerminationSignal, this);
     sd_event_add_signal(event_, nullptr, SIGINT, handleTerminationSignal, this);
 
     bus_ = openSessionBus();
     if (bus_ == nullptr) {
-        return 1;
+        return false;
     }
     sd_bus_attach_event(bus_, event_, SD_EVENT_PRIORITY_NORMAL);
     // Without its bus the application is unreachable: it ends with the bus.
@@ -98,20 +115,14 @@ int CorvaneApplication::run() {
     }
     if (result < 0) {
         CVSystemLog("Could not export the application's objects: " + errorText(result) + ".");
-        return 1;
+        return false;
     }
     if (requestNames() < 0) {
-        return 1;
+        return false;
     }
     journal_.record("launch", "\"processID\":" + std::to_string(getpid()));
     postNotification(CVCorvaneContract::kDidFinishLaunchingNotification, std::nullopt);
-
-    result = sd_event_loop(event_);
-    if (result < 0) {
-        CVSystemLog("The event loop failed: " + errorText(result) + ".");
-        return 1;
-    }
-    return result;
+    return true;
 }
 
 int CorvaneApplication::requestNames() {
@@ -149,6 +160,9 @@ bool CorvaneApplication::closeTab(const std::string& GUID) {
         return false;
     }
     postNotification(CVCorvaneContract::kCloseTabNotification, GUID);
+    if (presenter_ != nullptr) {
+        presenter_->documentDidClose(GUID);
+    }
     return true;
 }
 

@@ -10,9 +10,30 @@
 #include "app/CorvaneDocuments.h"
 #include "app/CorvaneJournal.h"
 
+// What shows the documents: the window, when there is one. The application tells it about
+// documents after the call that opened them has been answered, and asks it what the control
+// interface wants to know of the window. Every member runs on the application's thread.
+class CorvaneDocumentPresenter {
+public:
+    virtual ~CorvaneDocumentPresenter() = default;
+    // A document was opened, or gained items (a partial changeset).
+    virtual void documentDidChange(const CorvaneDocument& document) = 0;
+    // The document was closed and forgotten.
+    virtual void documentDidClose(const std::string& GUID) = 0;
+    // What the document's tab shows, as a JSON object; nothing for an unknown GUID.
+    virtual std::optional<std::string> describeDocument(const std::string& GUID) = 0;
+    // Activates the window action (e.g. "next-change") on the document's tab; false with the
+    // reason when it cannot.
+    virtual bool activateAction(const std::string& GUID, const std::string& action,
+                                std::string* whyNot) = 0;
+    // Renders the window into a PNG file; false with the reason when it cannot.
+    virtual bool saveScreenshot(const std::string& path, std::string* whyNot) = 0;
+};
+
 // The reference application: one instance per session bus. It owns the application's names,
 // serves the proxy protocol and the control interface, keeps the open documents and posts the
-// distributed notifications. Everything runs on one thread, in the sd-event loop.
+// distributed notifications. Everything runs on one thread: in the sd-event loop without a
+// window, in GLib's loop (which drives the sd-event loop) with one.
 class CorvaneApplication {
 public:
     explicit CorvaneApplication(std::optional<std::string> journalPath);
@@ -24,6 +45,21 @@ public:
     // (status 1). Answers 1 at once when no bus can be reached or another instance owns the
     // names ("Corvane is already running." on standard error).
     int run();
+
+    // run() in two halves, for a loop that drives the sd-event loop itself: start() connects,
+    // exports the objects and owns the names (false when it could not: the process should end
+    // with status 1); then the caller dispatches event() until it is finished, and the exit code
+    // of event() is the process's status.
+    bool start();
+    // Blocks SIGTERM and SIGINT in the calling thread and the threads it starts later, so that
+    // they arrive through the loop; start() does it too, a caller that starts threads first
+    // calls it before.
+    static void blockTerminationSignals();
+    sd_event* event() const { return event_; }
+
+    // The window; null without one. Not owned.
+    void setPresenter(CorvaneDocumentPresenter* presenter) { presenter_ = presenter; }
+    CorvaneDocumentPresenter* presenter() const { return presenter_; }
 
     CorvaneDocuments& documents() { return documents_; }
     CorvaneJournal& journal() { return journal_; }
@@ -58,4 +94,5 @@ private:
     sd_bus_slot* proxySlot_ = nullptr;
     sd_bus_slot* controlSlot_ = nullptr;
     bool ownsNames_ = false;
+    CorvaneDocumentPresenter* presenter_ = nullptr;
 };

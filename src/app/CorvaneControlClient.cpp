@@ -92,4 +92,31 @@ int quit() {
     return call("Quit", nullptr, nullptr);
 }
 
+int describeDocument(const std::string& GUID) {
+    return call(
+        "DescribeDocument",
+        [&](sd_bus_message* message) { return sd_bus_message_append(message, "s", GUID.c_str()); },
+        [](sd_bus_message* reply) {
+            const char* description = "";
+            sd_bus_message_read(reply, "s", &description);
+            CVPrint(stdout, std::string(description) + "\n");
+        });
+}
+
+int activateAction(const std::string& GUID, const std::string& action) {
+    return call(
+        "ActivateAction",
+        [&](sd_bus_message* message) {
+            return sd_bus_message_append(message, "ss", GUID.c_str(), action.c_str());
+        },
+        nullptr);
+}
+
+int saveScreenshot(const std::string& path) {
+    return call(
+        "SaveScreenshot",
+        [&](sd_bus_message* message) { return sd_bus_message_append(message, "s", path.c_str()); },
+        nullptr);
+}
+
 }  // namespace CorvaneControlClient

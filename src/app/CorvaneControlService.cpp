@@ -125,6 +125,75 @@ int finishMerge(sd_bus_message* message, void* userdata, sd_bus_error* error) {
     return sd_bus_reply_method_return(message, "");
 }
 
+// The window, or the error that says there is none.
+CorvaneDocumentPresenter* windowOrError(CorvaneApplication& application, sd_bus_error* error) {
+    if (application.presenter() == nullptr) {
+        sd_bus_error_set(error, CorvaneNames::kNoWindowError, "Corvane runs without a window.");
+    }
+    return application.presenter();
+}
+
+int describeDocument(sd_bus_message* message, void* userdata, sd_bus_error* error) {
+    const char* GUID = nullptr;
+    int result = sd_bus_message_read(message, "s", &GUID);
+    if (result < 0) {
+        return result;
+    }
+    CorvaneApplication& application = CorvaneApplication::of(userdata);
+    recordCall(application, "DescribeDocument", CVJSONQuoted(GUID));
+    CorvaneDocumentPresenter* window = windowOrError(application, error);
+    if (window == nullptr) {
+        return -EINVAL;
+    }
+    auto description = window->describeDocument(GUID);
+    if (!description) {
+        return noSuchDocument(error, GUID);
+    }
+    return sd_bus_reply_method_return(message, "s", description->c_str());
+}
+
+int activateAction(sd_bus_message* message, void* userdata, sd_bus_error* error) {
+    const char* GUID = nullptr;
+    const char* action = nullptr;
+    int result = sd_bus_message_read(message, "ss", &GUID, &action);
+    if (result < 0) {
+        return result;
+    }
+    CorvaneApplication& application = CorvaneApplication::of(userdata);
+    recordCall(application, "ActivateAction", CVJSONQuoted(GUID) + "," + CVJSONQuoted(action));
+    CorvaneDocumentPresenter* window = windowOrError(application, error);
+    if (window == nullptr) {
+        return -EINVAL;
+    }
+    if (application.documents().documentWithGUID(GUID) == nullptr) {
+        return noSuchDocument(error, GUID);
+    }
+    std::string whyNot;
+    if (!window->activateAction(GUID, action, &whyNot)) {
+        return sd_bus_error_set(error, CorvaneNames::kWindowError, whyNot.c_str());
+    }
+    return sd_bus_reply_method_return(message, "");
+}
+
+int saveScreenshot(sd_bus_message* message, void* userdata, sd_bus_error* error) {
+    const char* path = nullptr;
+    int result = sd_bus_message_read(message, "s", &path);
+    if (result < 0) {
+        return result;
+    }
+    CorvaneApplication& application = CorvaneApplication::of(userdata);
+    recordCall(application, "SaveScreenshot", CVJSONQuoted(path));
+    CorvaneDocumentPresenter* window = windowOrError(application, error);
+    if (window == nullptr) {
+        return -EINVAL;
+    }
+    std::string whyNot;
+    if (!window->saveScreenshot(path, &whyNot)) {
+        return sd_bus_error_set(error, CorvaneNames::kWindowError, whyNot.c_str());
+    }
+    return sd_bus_reply_method_return(message, "");
+}
+
 int quit(sd_bus_message* message, void* userdata, sd_bus_error*) {
     CorvaneApplication& application = CorvaneApplication::of(userdata);
     recordCall(application, "Quit", "");
@@ -139,6 +208,9 @@ const sd_bus_vtable kVtable[] = {
     SD_BUS_METHOD("CloseTab", "s", "", closeTab, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD("FinishMerge", "sbs", "", finishMerge, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD("Quit", "", "", quit, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD("DescribeDocument", "s", "s", describeDocument, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD("ActivateAction", "ss", "", activateAction, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD("SaveScreenshot", "s", "", saveScreenshot, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_VTABLE_END,
 };
 

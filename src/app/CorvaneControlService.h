@@ -14,6 +14,11 @@ class CorvaneApplication;
 //                                       of a file whose content to write), then reports the merge
 //                                       and closes its tab
 //   Quit()                              ends the application
+// and, with a window (without one they answer com.corvane.Corvane.Error.NoWindow):
+//   DescribeDocument(s GUID) -> s       what the document's tab shows, as a JSON object
+//   ActivateAction(s GUID, s action)    selects the tab and activates a window action on it
+//                                       ("next-change", "close-tab", "wrap-lines"...)
+//   SaveScreenshot(s path)              renders the window into a PNG file
 namespace CorvaneControlService {
 
 // Exports the interface on the bus for the application; a negative errno on failure.

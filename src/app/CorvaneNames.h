@@ -13,6 +13,8 @@ inline constexpr const char* kInvalidInvocationError =
 inline constexpr const char* kNoSuchDocumentError = "com.corvane.Corvane.Error.NoSuchDocument";
 inline constexpr const char* kNotAMergeError = "com.corvane.Corvane.Error.NotAMerge";
 inline constexpr const char* kMergeResultError = "com.corvane.Corvane.Error.MergeResult";
+inline constexpr const char* kNoWindowError = "com.corvane.Corvane.Error.NoWindow";
+inline constexpr const char* kWindowError = "com.corvane.Corvane.Error.Window";
 
 // Where the journal goes when --journal is not given.
 inline constexpr const char* kJournalVariable = "CORVANE_JOURNAL";

@@ -96,6 +96,11 @@ int GUIDForDocumentWithCVDiffInvocation(sd_bus_message* message, void* userdata,
         result = sd_bus_send(nullptr, reply, nullptr);
     }
     sd_bus_message_unref(reply);
+    // The window learns of the document only once the caller has its answer: opening a tab,
+    // reading and comparing never delay the reply.
+    if (result >= 0 && application.presenter() != nullptr) {
+        application.presenter()->documentDidChange(document);
+    }
     return result < 0 ? result : 1;
 }
 

@@ -1,0 +1,41 @@
+#!/bin/bash
+# The window's speed, by hand under Xvfb: how long from the tool's call until a comparison is
+# shown (polling the control interface's description, so a few milliseconds of polling count
+# too), and the application's peak memory. Usage: bench/window-speed.sh BUILD_DIR LINES CHANGES
+#   xvfb-run -a -s "-screen 0 1280x800x24" bench/window-speed.sh build/dev 20000 2000
+set -eu
+build=$(cd "$1" && pwd)
+lines=$2
+changes=$3
+work=$(mktemp -d)
+python3 - "$work" "$lines" "$changes" <<'PY'
+import random, sys
+work, lines, changes = sys.argv[1], int(sys.argv[2]), int(sys.argv[3])
+random.seed(7)
+left = [f"    value_{i} = compute(value_{i - 1}, {i * 7 % 1000}); // line {i}\n" for i in range(lines)]
+right = list(left)
+for i in random.sample(range(lines), changes):
+    right[i] = right[i].replace("compute", "recompute")
+open(f"{work}/left.cpp", "w").writelines(left)
+open(f"{work}/right.cpp", "w").writelines(right)
+PY
+cd "$(dirname "$0")/.."
+eval "$(scripts/testbed.sh start "$build")" >/dev/null
+export PATH="$build/Corvane.app/Contents/MacOS:$PATH" GSK_RENDERER=cairo GTK_A11Y=none
+Corvane >/dev/null 2>&1 &
+sleep 2
+start=$(date +%s.%N)
+cvdiff "$work/left.cpp" "$work/right.cpp"
+called=$(date +%s.%N)
+guid=$(Corvane --list | python3 -c 'import json,sys; print(json.load(sys.stdin)[-1]["GUID"])')
+until Corvane --describe "$guid" | grep -q '"state":"shown"'; do sleep 0.005; done
+shown=$(date +%s.%N)
+pid=$(pgrep -n -x Corvane)
+echo "files: $(du -h "$work/left.cpp" | cut -f1) each, $lines lines, $changes changes"
+echo "call answered (tool's run): $(echo "($called - $start) * 1000" | bc) ms"
+echo "call to comparison shown: $(echo "($shown - $start) * 1000" | bc) ms"
+grep -o '"microseconds":[0-9.]*' "$CORVANE_JOURNAL" | tail -1 | sed 's/^/application own time per request /'
+grep VmHWM "/proc/$pid/status"
+Corvane --quit
+eval "$(scripts/testbed.sh stop)" >/dev/null
+rm -rf "$work"

@@ -1,0 +1,992 @@
+#include "app/view/CorvaneFileComparisonView.h"
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+namespace {
+
+// Text goes into the panes in slices of about this many bytes, one per idle turn of the loop,
+// so that a huge file never stalls the bus or the window.
+constexpr size_t kSliceBytes = 1 << 20;
+// Changed words are looked for in chunks up to this many lines a side.
+constexpr int kInlineLineLimit = 200;
+// The spinner appears when the comparison takes longer than this.
+constexpr unsigned kSpinnerDelayMilliseconds = 100;
+
+bool prefersDark() {
+    auto settings = Gtk::Settings::get_default();
+    return settings && settings->property_gtk_application_prefer_dark_theme().get_value();
+}
+
+// The tints: light and dark variants that keep the text readable.
+struct Tints {
+    const char* inserted;
+    const char* deleted;
+    const char* changed;
+    const char* insertedWords;
+    const char* deletedWords;
+    const char* changedWords;
+    const char* bandBorder;
+};
+
+const Tints& tints() {
+    static const Tints light = {"#e2f4e2", "#fbe3e3", "#e3ebfa", "#a8e0a8",
+                                "#f3b3b3", "#b3c9f2", "#9aa5b5"};
+    static const Tints dark = {"#1e3b25", "#4a2528", "#1f2e4b", "#2f6b3d",
+                               "#843a40", "#33528a", "#5b6575"};
+    return prefersDark() ? dark : light;
+}
+
+std::string_view lineOf(std::string_view text, const std::vector<size_t>& starts, int line) {
+    size_t start = starts[static_cast<size_t>(line)];
+    size_t end = static_cast<size_t>(line) + 1 < starts.size()
+                     ? starts[static_cast<size_t>(line) + 1]
+                     : text.size();
+    return text.substr(start, end - start);
+}
+
+std::string sizeText(uint64_t size) {
+    std::string digits = std::to_string(size);
+    for (int index = static_cast<int>(digits.size()) - 3; index > 0; index -= 3) {
+        digits.insert(static_cast<size_t>(index), ",");
+    }
+    return digits + (size == 1 ? " byte" : " bytes");
+}
+
+// Whether two files hold the same bytes (read to their ends).
+bool sameBytes(const std::string& left, const std::string& right) {
+    std::ifstream a(left, std::ios::binary);
+    std::ifstream b(right, std::ios::binary);
+    if (!a || !b) {
+        return false;
+    }
+    std::vector<char> bufferA(1 << 16);
+    std::vector<char> bufferB(1 << 16);
+    while (true) {
+        a.read(bufferA.data(), static_cast<std::streamsize>(bufferA.size()));
+        b.read(bufferB.data(), static_cast<std::streamsize>(bufferB.size()));
+        if (a.gcount() != b.gcount() ||
+            memcmp(bufferA.data(), bufferB.data(), static_cast<size_t>(a.gcount())) != 0) {
+            return false;
+        }
+        if (a.gcount() == 0) {
+            return true;
+        }
+    }
+}
+
+// Reads a side from the file the document holds open since the call, so that a side removed
+// right after the call is still read; a file that could not be opened says why.
+CorvaneText readSide(const std::shared_ptr<CVHeldFile>& held) {
+    if (!held || held->descriptor() < 0) {
+        CorvaneText text;
+        text.kind = CorvaneText::Kind::unreadable;
+        text.reason = held ? held->whyUnopened() : std::string("It was not opened.");
+        return text;
+    }
+    return CorvaneReadText(held->descriptor());
+}
+
+}  // namespace
+
+// One pane: its source view, its header and the marks the comparison left in its buffer.
+struct CorvaneFileComparisonView::Side {
+    std::string path;
+    std::string caption;
+    GtkSourceBuffer* buffer = nullptr;
+    GtkWidget* view = nullptr;
+    Gtk::Box box{Gtk::Orientation::VERTICAL};
+    Gtk::Box headerBox{Gtk::Orientation::HORIZONTAL};
+    Gtk::Label header;
+    Gtk::Label notice;
+    Gtk::ScrolledWindow scroller;
+    size_t insertedBytes = 0;
+    std::vector<size_t> lineStarts;
+    // Filler below a line (pixels), and above the first one.
+    std::map<int, int> fillerBelow;
+    int fillerAbove = 0;
+    struct Tint {
+        std::string kind;
+        int start = 0;
+        int count = 0;
+    };
+    std::vector<Tint> tinted;
+    int highlightedSpans = 0;
+    std::vector<GtkTextTag*> fillerTags;
+
+    ~Side() {
+        if (buffer != nullptr) {
+            g_object_unref(buffer);
+        }
+    }
+};
+
+struct CorvaneFileComparisonView::Job {
+    std::atomic<bool> cancelled{false};
+    CorvaneFileComparisonView* view = nullptr;
+};
+
+struct CorvaneFileComparisonView::Result {
+    std::vector<CorvaneText> texts;
+    std::vector<std::vector<size_t>> lineStarts;
+    // Pair i compares side i with side i + 1.
+    std::vector<CorvaneComparison> comparisons;
+    // For each pair, the changed words of its changed chunks, by chunk index.
+    std::vector<std::map<size_t, CorvaneInlineDiff>> inlines;
+    // For a pair of binary files: whether their bytes are the same.
+    bool binaryIdentical = false;
+};
+
+CorvaneFileComparisonView::CorvaneFileComparisonView(const CorvaneFileList& files)
+    : Gtk::Box(Gtk::Orientation::VERTICAL), heldFiles_(files.heldFiles) {
+    statusBar_.set_spacing(8);
+    statusBar_.set_margin(6);
+    statusBar_.set_margin_start(12);
+    changeCount_.set_xalign(0);
+    changeCount_.add_css_class("heading");
+    message_.set_wrap(true);
+    message_.set_xalign(0);
+    statusBar_.append(spinner_);
+    statusBar_.append(changeCount_);
+    statusBar_.append(message_);
+    spinner_.set_visible(false);
+    append(statusBar_);
+
+    panes_.set_vexpand(true);
+    panes_.set_hexpand(true);
+    append(panes_);
+
+    GtkSourceStyleSchemeManager* schemes = gtk_source_style_scheme_manager_get_default();
+    GtkSourceStyleScheme* scheme = gtk_source_style_scheme_manager_get_scheme(
+        schemes, prefersDark() ? "Adwaita-dark" : "Adwaita");
+    for (size_t index = 0; index < files.files.size(); ++index) {
+        auto side = std::make_unique<Side>();
+        side->path = files.files[index];
+        side->caption = side->path;
+        side->buffer = gtk_source_buffer_new(nullptr);
+        gtk_source_buffer_set_style_scheme(side->buffer, scheme);
+        side->view = gtk_source_view_new_with_buffer(side->buffer);
+        GtkTextView* text = GTK_TEXT_VIEW(side->view);
+        gtk_text_view_set_editable(text, FALSE);
+        gtk_text_view_set_monospace(text, TRUE);
+        gtk_text_view_set_left_margin(text, 6);
+        gtk_source_view_set_show_line_numbers(GTK_SOURCE_VIEW(side->view), TRUE);
+        gtk_source_view_set_highlight_current_line(GTK_SOURCE_VIEW(side->view), FALSE);
+        // A line's number stays beside its first row, above the filler that may follow it.
+        GtkSourceGutter* gutter =
+            gtk_source_view_get_gutter(GTK_SOURCE_VIEW(side->view), GTK_TEXT_WINDOW_LEFT);
+        for (GtkWidget* child = gtk_widget_get_first_child(GTK_WIDGET(gutter)); child != nullptr;
+             child = gtk_widget_get_next_sibling(child)) {
+            if (GTK_SOURCE_IS_GUTTER_RENDERER(child)) {
+                g_object_set(child, "alignment-mode",
+                             GTK_SOURCE_GUTTER_RENDERER_ALIGNMENT_MODE_FIRST, "yalign", 0.0f,
+                             nullptr);
+            }
+        }
+
+        side->header.set_text(side->caption);
+        side->header.set_xalign(0);
+        side->header.set_ellipsize(Pango::EllipsizeMode::START);
+        side->header.set_hexpand(true);
+        side->header.set_tooltip_text(side->path);
+        side->header.add_css_class("heading");
+        side->notice.add_css_class("dim-label");
+        side->headerBox.set_spacing(8);
+        side->headerBox.set_margin(6);
+        side->headerBox.append(side->header);
+        side->headerBox.append(side->notice);
+        side->box.append(side->headerBox);
+        gtk_scrolled_window_set_child(side->scroller.gobj(), side->view);
+        side->scroller.set_vexpand(true);
+        side->scroller.set_hexpand(true);
+        side->box.append(side->scroller);
+        side->box.set_hexpand(true);
+
+        if (index > 0) {
+            // One vertical scroll for every pane: the blocks are aligned, so the heights match.
+            side->scroller.set_vadjustment(sides_.front()->scroller.get_vadjustment());
+            auto band = std::make_unique<Gtk::DrawingArea>();
+            band->set_content_width(40);
+            band->set_vexpand(true);
+            size_t pair = index - 1;
+            band->set_draw_func(
+                [this, pair](const Cairo::RefPtr<Cairo::Context>& context, int width, int height) {
+                    drawBands(context, width, height, pair);
+                });
+            panes_.append(*band);
+            bands_.push_back(std::move(band));
+        }
+        panes_.append(side->box);
+        sides_.push_back(std::move(side));
+    }
+    for (auto& side : sides_) {
+        if (side.get() != sides_.back().get()) {
+            side->scroller.set_policy(Gtk::PolicyType::AUTOMATIC, Gtk::PolicyType::EXTERNAL);
+        }
+    }
+    sides_.front()->scroller.get_vadjustment()->signal_value_changed().connect([this] {
+        for (auto& band : bands_) {
+            band->queue_draw();
+        }
+    });
+    startComparing();
+}
+
+CorvaneFileComparisonView::~CorvaneFileComparisonView() {
+    spinnerTimeout_.disconnect();
+    insertIdle_.disconnect();
+    if (job_) {
+        job_->cancelled = true;
+        job_->view = nullptr;
+    }
+    if (worker_.joinable()) {
+        worker_.join();
+    }
+}
+
+void CorvaneFileComparisonView::startComparing() {
+    if (job_) {
+        job_->cancelled = true;
+        job_->view = nullptr;
+    }
+    if (worker_.joinable()) {
+        worker_.join();
+    }
+    job_ = std::make_shared<Job>();
+    job_->view = this;
+    shown_ = false;
+    changeCount_.set_text("");
+    message_.set_text("Comparing\u2026");
+    spinnerTimeout_.disconnect();
+    spinnerTimeout_ = Glib::signal_timeout().connect(
+        [this] {
+            spinner_.set_visible(true);
+            spinner_.start();
+            return false;
+        },
+        kSpinnerDelayMilliseconds);
+
+    std::vector<std::string> paths;
+    for (auto& side : sides_) {
+        paths.push_back(side->path);
+    }
+    std::vector<std::shared_ptr<CVHeldFile>> held = heldFiles_;
+    // The texts read earlier are read again only when there are none yet.
+    std::shared_ptr<Result> previous = result_;
+    CorvaneDiffOptions diffOptions{options_.ignoreWhitespace, options_.ignoreBlankLines};
+    worker_ = std::thread([job = job_, paths, held, previous, diffOptions] {
+        auto result = std::make_shared<Result>();
+        if (previous) {
+            result->texts = previous->texts;
+            result->lineStarts = previous->lineStarts;
+        } else {
+            for (size_t index = 0; index < paths.size(); ++index) {
+                result->texts.push_back(readSide(index < held.size() ? held[index] : nullptr));
+                result->lineStarts.push_back(CorvaneLineStarts(result->texts.back().utf8));
+            }
+        }
+        bool allText = std::all_of(result->texts.begin(), result->texts.end(),
+                                   [](auto& text) { return text.kind == CorvaneText::Kind::text; });
+        if (allText) {
+            for (size_t pair = 0; pair + 1 < result->texts.size() && !job->cancelled; ++pair) {
+                const std::string& left = result->texts[pair].utf8;
+                const std::string& right = result->texts[pair + 1].utf8;
+                result->comparisons.push_back(
+                    CorvaneCompare(left, right, diffOptions, &job->cancelled));
+                auto& inlines = result->inlines.emplace_back();
+                const auto& chunks = result->comparisons.back().chunks;
+                for (size_t index = 0; index < chunks.size() && !job->cancelled; ++index) {
+                    const CorvaneChunk& chunk = chunks[index];
+                    if (chunk.kind != CorvaneChunk::Kind::changed ||
+                        chunk.left.count > kInlineLineLimit ||
+                        chunk.right.count > kInlineLineLimit) {
+                        continue;
+                    }
+                    std::vector<std::string_view> leftLines, rightLines;
+                    for (int line = chunk.left.start; line < chunk.left.end(); ++line) {
+                        leftLines.push_back(lineOf(left, result->lineStarts[pair], line));
+                    }
+                    for (int line = chunk.right.start; line < chunk.right.end(); ++line) {
+                        rightLines.push_back(lineOf(right, result->lineStarts[pair + 1], line));
+                    }
+                    inlines[index] = CorvaneCompareInline(leftLines, rightLines);
+                }
+            }
+        } else if (result->texts.size() == 2 &&
+                   result->texts[0].kind == CorvaneText::Kind::binary &&
+                   result->texts[1].kind == CorvaneText::Kind::binary &&
+                   result->texts[0].size == result->texts[1].size) {
+            result->binaryIdentical = sameBytes(paths[0], paths[1]);
+        }
+        if (job->cancelled) {
+            return;
+        }
+        // Back to the main thread; the view may be gone by then.
+        auto* delivery = new std::pair<std::shared_ptr<Job>, std::shared_ptr<Result>>(job, result);
+        // At the bus's priority: a window busy redrawing must not hold the result back.
+        g_idle_add_full(
+            G_PRIORITY_DEFAULT,
+            [](gpointer data) -> gboolean {
+                auto* delivered =
+                    static_cast<std::pair<std::shared_ptr<Job>, std::shared_ptr<Result>>*>(data);
+                if (delivered->first->view != nullptr && !delivered->first->cancelled) {
+                    delivered->first->view->show(delivered->second);
+                }
+                return G_SOURCE_REMOVE;
+            },
+            delivery,
+            [](gpointer data) {
+                delete static_cast<std::pair<std::shared_ptr<Job>, std::shared_ptr<Result>>*>(data);
+            });
+    });
+}
+
+void CorvaneFileComparisonView::show(std::shared_ptr<Result> result) {
+    bool reading = !result_;
+    result_ = std::move(result);
+    for (size_t index = 0; index < sides_.size(); ++index) {
+        Side& side = *sides_[index];
+        const CorvaneText& text = result_->texts[index];
+        std::string notice;
+        if (text.decodedAsLatin1) {
+            notice = "Not UTF-8: shown as Latin-1";
+        }
+        if (text.hasCRLF) {
+            notice += std::string(notice.empty() ? "" : " \u00b7 ") + "CRLF line ends";
+        }
+        side.notice.set_text(notice);
+        side.lineStarts = result_->lineStarts[index];
+    }
+
+    std::vector<std::string> problems;
+    for (size_t index = 0; index < sides_.size(); ++index) {
+        const CorvaneText& text = result_->texts[index];
+        if (text.kind == CorvaneText::Kind::unreadable) {
+            problems.push_back(sides_[index]->path + ": " + text.reason);
+        }
+    }
+    if (!problems.empty()) {
+        std::string text;
+        for (const std::string& problem : problems) {
+            text += (text.empty() ? "" : "\n") + problem;
+        }
+        showMessage(text);
+        return;
+    }
+    bool anyBinary = std::any_of(result_->texts.begin(), result_->texts.end(),
+                                 [](auto& text) { return text.kind == CorvaneText::Kind::binary; });
+    if (anyBinary) {
+        std::string text =
+            result_->binaryIdentical ? "Binary files are identical" : "Binary files differ";
+        for (size_t index = 0; index < sides_.size(); ++index) {
+            text += "\n" + sides_[index]->path + ": " + sizeText(result_->texts[index].size) +
+                    (result_->texts[index].kind == CorvaneText::Kind::binary ? "" : " of text");
+        }
+        showMessage(text);
+        return;
+    }
+    if (reading) {
+        // The text goes in slice by slice; the marks follow once every pane is full.
+        insertedSlices_ = 0;
+        // The text goes in while the panes show no buffer: a view lays out again on every
+        // insertion, which makes filling a large buffer many times slower.
+        for (auto& side : sides_) {
+            GtkTextBuffer* empty = gtk_text_buffer_new(nullptr);
+            gtk_text_view_set_buffer(GTK_TEXT_VIEW(side->view), empty);
+            g_object_unref(empty);
+        }
+        // At the bus's priority, so both are served in turn while a large text goes in.
+        insertIdle_ = Glib::signal_idle().connect([this] { return insertNextSlice(); },
+                                                  Glib::PRIORITY_DEFAULT);
+        return;
+    }
+    finishShowing();
+}
+
+bool CorvaneFileComparisonView::insertNextSlice() {
+    for (size_t index = 0; index < sides_.size(); ++index) {
+        Side& side = *sides_[index];
+        const std::string& text = result_->texts[index].utf8;
+        if (side.insertedBytes >= text.size()) {
+            continue;
+        }
+        size_t end = std::min(text.size(), side.insertedBytes + kSliceBytes);
+        // Cut after a line feed, so that a CR LF and UTF-8 sequences stay whole.
+        size_t lineEnd = end < text.size() ? text.rfind('\n', end - 1) : std::string::npos;
+        if (lineEnd != std::string::npos && lineEnd >= side.insertedBytes) {
+            end = lineEnd + 1;
+        } else if (end < text.size()) {
+            // One long line: cut on a character boundary.
+            while (end < text.size() && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) {
+                ++end;
+            }
+        }
+        GtkTextIter iterator;
+        gtk_text_buffer_get_end_iter(GTK_TEXT_BUFFER(side.buffer), &iterator);
+        gtk_text_buffer_insert(GTK_TEXT_BUFFER(side.buffer), &iterator,
+                               text.data() + side.insertedBytes,
+                               static_cast<int>(end - side.insertedBytes));
+        side.insertedBytes = end;
+        return true;
+    }
+    finishShowing();
+    return false;
+}
+
+void CorvaneFileComparisonView::finishShowing() {
+    GtkSourceLanguageManager* languages = gtk_source_language_manager_get_default();
+    bool lineEndsDiffer = false;
+    for (size_t index = 0; index < sides_.size(); ++index) {
+        Side& side = *sides_[index];
+        const CorvaneText& text = result_->texts[index];
+        if (text.hasCRLF != result_->texts.front().hasCRLF) {
+            lineEndsDiffer = true;
+        }
+        if (gtk_source_buffer_get_language(side.buffer) == nullptr) {
+            gboolean uncertain = FALSE;
+            gchar* contentType = g_content_type_guess(
+                side.path.c_str(), reinterpret_cast<const guchar*>(text.utf8.data()),
+                std::min<size_t>(text.utf8.size(), 4096), &uncertain);
+            GtkSourceLanguage* language = gtk_source_language_manager_guess_language(
+                languages, side.path.c_str(), uncertain ? nullptr : contentType);
+            g_free(contentType);
+            gtk_source_buffer_set_language(side.buffer, language);
+        }
+        GtkTextIter start;
+        gtk_text_buffer_get_start_iter(GTK_TEXT_BUFFER(side.buffer), &start);
+        gtk_text_buffer_place_cursor(GTK_TEXT_BUFFER(side.buffer), &start);
+    }
+    // Line ends are shown where the panes' line ends differ.
+    for (auto& side : sides_) {
+        GtkSourceSpaceDrawer* drawer =
+            gtk_source_view_get_space_drawer(GTK_SOURCE_VIEW(side->view));
+        gtk_source_space_drawer_set_types_for_locations(
+            drawer, GTK_SOURCE_SPACE_LOCATION_ALL,
+            lineEndsDiffer ? GTK_SOURCE_SPACE_TYPE_NEWLINE : GTK_SOURCE_SPACE_TYPE_NONE);
+        gtk_source_space_drawer_set_enable_matrix(drawer, lineEndsDiffer);
+    }
+    applyComparison();
+    spinnerTimeout_.disconnect();
+    spinner_.stop();
+    spinner_.set_visible(false);
+    shown_ = true;
+    updateStatus();
+}
+
+void CorvaneFileComparisonView::showMessage(const std::string& message) {
+    spinnerTimeout_.disconnect();
+    spinner_.stop();
+    spinner_.set_visible(false);
+    panes_.set_visible(false);
+    shown_ = true;
+    shownMessage_ = message;
+    changeCount_.set_text("");
+    message_.set_text(message);
+    message_.remove_css_class("dim-label");
+    message_.add_css_class("title-3");
+    statusBar_.set_valign(Gtk::Align::CENTER);
+    statusBar_.set_vexpand(true);
+    statusBar_.set_halign(Gtk::Align::CENTER);
+}
+
+void CorvaneFileComparisonView::updateStatus() {
+    int changes = 0;
+    for (const auto& comparison : result_->comparisons) {
+        changes += comparison.changeCount();
+    }
+    message_.set_text("");
+    shownMessage_.clear();
+    if (changes == 0) {
+        shownMessage_ = "Files are identical";
+        changeCount_.set_text(shownMessage_);
+    } else {
+        std::string text = std::to_string(changes) + (changes == 1 ? " change" : " changes");
+        if (currentChange_ >= 0) {
+            text =
+                "Change " + std::to_string(currentChange_ + 1) + " of " + std::to_string(changes);
+        }
+        changeCount_.set_text(text);
+    }
+}
+
+int CorvaneFileComparisonView::lineHeight(const Side& side) const {
+    auto* layout = gtk_widget_create_pango_layout(side.view, "Xy");
+    int width = 0;
+    int height = 0;
+    pango_layout_get_pixel_size(layout, &width, &height);
+    g_object_unref(layout);
+    return std::max(height, 1);
+}
+
+void CorvaneFileComparisonView::clearMarks() {
+    for (auto& side : sides_) {
+        GtkTextBuffer* buffer = GTK_TEXT_BUFFER(side->buffer);
+        GtkTextIter start, end;
+        gtk_text_buffer_get_bounds(buffer, &start, &end);
+        GtkTextTagTable* table = gtk_text_buffer_get_tag_table(buffer);
+        for (const char* name : {"cv-inserted", "cv-deleted", "cv-changed", "cv-inserted-words",
+                                 "cv-deleted-words", "cv-changed-words"}) {
+            if (GtkTextTag* tag = gtk_text_tag_table_lookup(table, name)) {
+                gtk_text_buffer_remove_tag(buffer, tag, &start, &end);
+            }
+        }
+        for (GtkTextTag* tag : side->fillerTags) {
+            gtk_text_buffer_remove_tag(buffer, tag, &start, &end);
+        }
+        side->fillerBelow.clear();
+        side->fillerAbove = 0;
+        side->tinted.clear();
+        side->highlightedSpans = 0;
+        gtk_text_view_set_bottom_margin(GTK_TEXT_VIEW(side->view), 0);
+    }
+}
+
+void CorvaneFileComparisonView::applyComparison() {
+    // Tags go in while the panes show no buffer: a view relays its lines out on every change.
+    for (auto& side : sides_) {
+        GtkTextBuffer* empty = gtk_text_buffer_new(nullptr);
+        gtk_text_view_set_buffer(GTK_TEXT_VIEW(side->view), empty);
+        g_object_unref(empty);
+    }
+    markBuffers();
+    for (auto& side : sides_) {
+        gtk_text_view_set_buffer(GTK_TEXT_VIEW(side->view), GTK_TEXT_BUFFER(side->buffer));
+    }
+    for (auto& band : bands_) {
+        band->queue_draw();
+    }
+}
+
+void CorvaneFileComparisonView::markBuffers() {
+    clearMarks();
+    const Tints& colours = tints();
+    auto tagNamed = [](GtkTextBuffer* buffer, const char* name, const char* property,
+                       const char* colour) {
+        GtkTextTagTable* table = gtk_text_buffer_get_tag_table(buffer);
+        GtkTextTag* tag = gtk_text_tag_table_lookup(table, name);
+        if (tag == nullptr) {
+            tag = gtk_text_buffer_create_tag(buffer, name, property, colour, nullptr);
+            // Above the highlighting's tags.
+            gtk_text_tag_set_priority(tag, gtk_text_tag_table_get_size(table) - 1);
+        }
+        return tag;
+    };
+    auto lineIterators = [](GtkTextBuffer* buffer, int first, int count, GtkTextIter* start,
+                            GtkTextIter* end) {
+        gtk_text_buffer_get_iter_at_line(buffer, start, first);
+        gtk_text_buffer_get_iter_at_line(buffer, end, first + count);
+        if (gtk_text_iter_get_line(end) < first + count) {
+            gtk_text_buffer_get_end_iter(buffer, end);
+        }
+    };
+
+    // Tints and changed words.
+    for (size_t pair = 0; pair < result_->comparisons.size(); ++pair) {
+        const auto& chunks = result_->comparisons[pair].chunks;
+        Side* both[2] = {sides_[pair].get(), sides_[pair + 1].get()};
+        for (size_t index = 0; index < chunks.size(); ++index) {
+            const CorvaneChunk& chunk = chunks[index];
+            if (chunk.kind == CorvaneChunk::Kind::equal) {
+                continue;
+            }
+            for (int which = 0; which < 2; ++which) {
+                const CorvaneLineRange& range = which == 0 ? chunk.left : chunk.right;
+                if (range.count == 0) {
+                    continue;
+                }
+                // What one pane shows of a change: lines only it has, or changed lines.
+                const char* kind = chunk.kind == CorvaneChunk::Kind::changed ? "changed"
+                                   : which == 0                              ? "deleted"
+                                                                             : "inserted";
+                const char* colour = kind[0] == 'c'   ? colours.changed
+                                     : kind[0] == 'd' ? colours.deleted
+                                                      : colours.inserted;
+                GtkTextBuffer* buffer = GTK_TEXT_BUFFER(both[which]->buffer);
+                GtkTextTag* tag = tagNamed(buffer, (std::string("cv-") + kind).c_str(),
+                                           "paragraph-background", colour);
+                GtkTextIter start, end;
+                lineIterators(buffer, range.start, range.count, &start, &end);
+                gtk_text_buffer_apply_tag(buffer, tag, &start, &end);
+                both[which]->tinted.push_back({kind, range.start, range.count});
+            }
+            auto found = result_->inlines[pair].find(index);
+            if (found == result_->inlines[pair].end()) {
+                continue;
+            }
+            for (int which = 0; which < 2; ++which) {
+                const auto& lines = which == 0 ? found->second.left : found->second.right;
+                const CorvaneLineRange& range = which == 0 ? chunk.left : chunk.right;
+                GtkTextBuffer* buffer = GTK_TEXT_BUFFER(both[which]->buffer);
+                GtkTextTag* tag =
+                    tagNamed(buffer, "cv-changed-words", "background", colours.changedWords);
+                for (size_t line = 0; line < lines.size() && line < size_t(range.count); ++line) {
+                    int number = range.start + static_cast<int>(line);
+                    GtkTextIter lineStart;
+                    gtk_text_buffer_get_iter_at_line(buffer, &lineStart, number);
+                    int lineBytes = gtk_text_iter_get_bytes_in_line(&lineStart);
+                    for (const CorvaneSpan& span : lines[line]) {
+                        if (span.start >= span.end || span.end > lineBytes) {
+                            continue;
+                        }
+                        GtkTextIter start, end;
+                        gtk_text_buffer_get_iter_at_line_index(buffer, &start, number, span.start);
+                        gtk_text_buffer_get_iter_at_line_index(buffer, &end, number, span.end);
+                        gtk_text_buffer_apply_tag(buffer, tag, &start, &end);
+                        ++both[which]->highlightedSpans;
+                    }
+                }
+            }
+        }
+    }
+
+    // Alignment: lines that are equal across every pane are anchors; between two anchors each
+    // pane gets filler below its last line up to the tallest pane's line count.
+    size_t reference = sides_.size() == 3 ? 1 : 0;
+    int referenceLines = static_cast<int>(sides_[reference]->lineStarts.size());
+    // For each pair, the other side's line of each reference line, -1 where not equal.
+    std::vector<std::vector<int>> partner(sides_.size());
+    for (size_t index = 0; index < sides_.size(); ++index) {
+        if (index == reference) {
+            continue;
+        }
+        auto& map = partner[index];
+        map.assign(static_cast<size_t>(referenceLines), -1);
+        size_t pair = index < reference ? index : reference;
+        bool referenceIsLeft = pair == reference;
+        for (const CorvaneChunk& chunk : result_->comparisons[pair].chunks) {
+            if (chunk.kind != CorvaneChunk::Kind::equal || chunk.left.count != chunk.right.count) {
+                continue;
+            }
+            const CorvaneLineRange& ours = referenceIsLeft ? chunk.left : chunk.right;
+            const CorvaneLineRange& theirs = referenceIsLeft ? chunk.right : chunk.left;
+            for (int line = 0; line < ours.count; ++line) {
+                map[static_cast<size_t>(ours.start + line)] = theirs.start + line;
+            }
+        }
+    }
+    std::vector<std::map<int, int>> rowsBelow(sides_.size());
+    std::vector<int> rowsAbove(sides_.size(), 0);
+    std::vector<int> previous(sides_.size(), -1);
+    auto anchor = [&](const std::vector<int>& lines) {
+        int tallest = 0;
+        for (size_t index = 0; index < sides_.size(); ++index) {
+            tallest = std::max(tallest, lines[index] - previous[index] - 1);
+        }
+        for (size_t index = 0; index < sides_.size(); ++index) {
+            int missing = tallest - (lines[index] - previous[index] - 1);
+            if (missing > 0) {
+                if (lines[index] > 0) {
+                    rowsBelow[index][lines[index] - 1] += missing;
+                } else {
+                    rowsAbove[index] += missing;
+                }
+            }
+        }
+        previous = lines;
+    };
+    std::vector<int> lines(sides_.size());
+    for (int line = 0; line < referenceLines; ++line) {
+        bool anchored = true;
+        for (size_t index = 0; index < sides_.size() && anchored; ++index) {
+            lines[index] = index == reference ? line : partner[index][static_cast<size_t>(line)];
+            anchored = lines[index] >= 0;
+        }
+        if (anchored) {
+            anchor(lines);
+        }
+    }
+    for (size_t index = 0; index < sides_.size(); ++index) {
+        lines[index] = static_cast<int>(sides_[index]->lineStarts.size());
+    }
+    anchor(lines);
+
+    for (size_t index = 0; index < sides_.size(); ++index) {
+        Side& side = *sides_[index];
+        GtkTextBuffer* buffer = GTK_TEXT_BUFFER(side.buffer);
+        int height = lineHeight(side);
+        std::map<int, GtkTextTag*> tagsByPixels;
+        auto fillerTag = [&](const char* property, int pixels) {
+            std::string name = std::string("cv-") + property + "-" + std::to_string(pixels);
+            GtkTextTagTable* table = gtk_text_buffer_get_tag_table(buffer);
+            GtkTextTag* tag = gtk_text_tag_table_lookup(table, name.c_str());
+            if (tag == nullptr) {
+                tag = gtk_text_buffer_create_tag(buffer, name.c_str(), property, pixels, nullptr);
+                side.fillerTags.push_back(tag);
+            }
+            return tag;
+        };
+        int lineCount = static_cast<int>(side.lineStarts.size());
+        for (const auto& [line, rows] : rowsBelow[index]) {
+            int pixels = rows * height;
+            side.fillerBelow[line] = pixels;
+            GtkTextIter start, end;
+            lineIterators(buffer, line, 1, &start, &end);
+            gtk_text_buffer_apply_tag(buffer, fillerTag("pixels-below-lines", pixels), &start,
+                                      &end);
+        }
+        if (rowsAbove[index] > 0) {
+            side.fillerAbove = rowsAbove[index] * height;
+            if (lineCount == 0) {
+                // An empty text has no line to carry it.
+                gtk_text_view_set_bottom_margin(GTK_TEXT_VIEW(side.view), side.fillerAbove);
+            } else {
+                GtkTextIter start, end;
+                lineIterators(buffer, 0, 1, &start, &end);
+                gtk_text_buffer_apply_tag(buffer, fillerTag("pixels-above-lines", side.fillerAbove),
+                                          &start, &end);
+            }
+        }
+    }
+    for (auto& band : bands_) {
+        band->queue_draw();
+    }
+}
+
+void CorvaneFileComparisonView::setOptions(const Options& options) {
+    bool compareAgain = options.ignoreWhitespace != options_.ignoreWhitespace ||
+                        options.ignoreBlankLines != options_.ignoreBlankLines;
+    options_ = options;
+    for (auto& side : sides_) {
+        gtk_text_view_set_wrap_mode(GTK_TEXT_VIEW(side->view),
+                                    options_.wrapLines ? GTK_WRAP_WORD_CHAR : GTK_WRAP_NONE);
+    }
+    if (compareAgain && result_ && !result_->comparisons.empty()) {
+        currentChange_ = -1;
+        startComparing();
+    }
+}
+
+namespace {
+
+// The changes in the order a person walks them: by the line where they start in the first
+// pane of their pair, the first pair first.
+struct Change {
+    size_t pair;
+    const CorvaneChunk* chunk;
+};
+
+std::vector<Change> changesOf(const std::vector<CorvaneComparison>& comparisons) {
+    std::vector<Change> changes;
+    for (size_t pair = 0; pair < comparisons.size(); ++pair) {
+        for (const CorvaneChunk& chunk : comparisons[pair].chunks) {
+            if (chunk.kind != CorvaneChunk::Kind::equal) {
+                changes.push_back({pair, &chunk});
+            }
+        }
+    }
+    // Three panes: both pairs meet in the middle pane, so order by its lines.
+    if (comparisons.size() == 2) {
+        auto middleLine = [](const Change& change) {
+            return change.pair == 0 ? change.chunk->right.start : change.chunk->left.start;
+        };
+        std::stable_sort(changes.begin(), changes.end(), [&](const Change& a, const Change& b) {
+            return middleLine(a) < middleLine(b);
+        });
+    }
+    return changes;
+}
+
+}  // namespace
+
+bool CorvaneFileComparisonView::showChange(int index) {
+    if (!shown_ || !result_) {
+        return false;
+    }
+    std::vector<Change> changes = changesOf(result_->comparisons);
+    if (index < 0 || index >= static_cast<int>(changes.size())) {
+        return false;
+    }
+    currentChange_ = index;
+    const Change& change = changes[static_cast<size_t>(index)];
+    // Scroll the pane that has lines in the change; the others follow the shared scroll.
+    bool leftHasLines = change.chunk->left.count > 0;
+    Side& side = *sides_[change.pair + (leftHasLines ? 0 : 1)];
+    int line = leftHasLines ? change.chunk->left.start : change.chunk->right.start;
+    GtkTextIter iterator;
+    gtk_text_buffer_get_iter_at_line(GTK_TEXT_BUFFER(side.buffer), &iterator, line);
+    gtk_text_buffer_place_cursor(GTK_TEXT_BUFFER(side.buffer), &iterator);
+    gtk_text_view_scroll_to_iter(GTK_TEXT_VIEW(side.view), &iterator, 0.0, TRUE, 0.0, 0.3);
+    updateStatus();
+    return true;
+}
+
+bool CorvaneFileComparisonView::showNextChange() {
+    return showChange(currentChange_ + 1);
+}
+
+bool CorvaneFileComparisonView::showPreviousChange() {
+    return showChange(currentChange_ < 0 ? -1 : currentChange_ - 1);
+}
+
+bool CorvaneFileComparisonView::showFirstChange() {
+    return showChange(0);
+}
+
+bool CorvaneFileComparisonView::showLastChange() {
+    if (!result_) {
+        return false;
+    }
+    return showChange(static_cast<int>(changesOf(result_->comparisons).size()) - 1);
+}
+
+void CorvaneFileComparisonView::drawBands(const Cairo::RefPtr<Cairo::Context>& context, int width,
+                                          int height, size_t pair) {
+    if (!shown_ || !result_ || pair >= result_->comparisons.size()) {
+        return;
+    }
+    const Tints& colours = tints();
+    Side* both[2] = {sides_[pair].get(), sides_[pair + 1].get()};
+    // The top of a line in the band's coordinates; past the last line, the bottom of the text.
+    auto topOf = [&](Side& side, int line) {
+        GtkTextView* view = GTK_TEXT_VIEW(side.view);
+        GtkTextBuffer* buffer = GTK_TEXT_BUFFER(side.buffer);
+        GtkTextIter iterator;
+        int y = 0;
+        int lineHeightWithFiller = 0;
+        int lines = gtk_text_buffer_get_line_count(buffer);
+        if (line < lines) {
+            gtk_text_buffer_get_iter_at_line(buffer, &iterator, line);
+            gtk_text_view_get_line_yrange(view, &iterator, &y, &lineHeightWithFiller);
+        } else {
+            gtk_text_buffer_get_end_iter(buffer, &iterator);
+            gtk_text_view_get_line_yrange(view, &iterator, &y, &lineHeightWithFiller);
+            y += lineHeightWithFiller;
+        }
+        int windowX = 0;
+        int windowY = 0;
+        gtk_text_view_buffer_to_window_coords(view, GTK_TEXT_WINDOW_WIDGET, 0, y, &windowX,
+                                              &windowY);
+        graphene_point_t from = GRAPHENE_POINT_INIT(0.0f, static_cast<float>(windowY));
+        graphene_point_t to;
+        if (!gtk_widget_compute_point(side.view, GTK_WIDGET(bands_[pair]->gobj()), &from, &to)) {
+            return static_cast<double>(windowY);
+        }
+        return static_cast<double>(to.y);
+    };
+    // A side's range of a chunk: its lines without the filler below them, or for no lines the
+    // filler that stands in for them.
+    auto rangeOf = [&](Side& side, const CorvaneLineRange& range, double* top, double* bottom) {
+        if (range.count > 0) {
+            *top = topOf(side, range.start);
+            auto filler = side.fillerBelow.find(range.end() - 1);
+            *bottom =
+                topOf(side, range.end()) - (filler == side.fillerBelow.end() ? 0 : filler->second);
+        } else if (range.start == 0) {
+            *top = topOf(side, 0);
+            *bottom = *top + side.fillerAbove;
+        } else {
+            *bottom = topOf(side, range.start);
+            auto filler = side.fillerBelow.find(range.start - 1);
+            *top = *bottom - (filler == side.fillerBelow.end() ? 0 : filler->second);
+        }
+    };
+    // Only the chunks in view: those whose left lines meet the visible lines.
+    GdkRectangle visible;
+    gtk_text_view_get_visible_rect(GTK_TEXT_VIEW(both[0]->view), &visible);
+    GtkTextIter first, last;
+    int unused = 0;
+    gtk_text_view_get_line_at_y(GTK_TEXT_VIEW(both[0]->view), &first, visible.y, &unused);
+    gtk_text_view_get_line_at_y(GTK_TEXT_VIEW(both[0]->view), &last, visible.y + visible.height,
+                                &unused);
+    int firstLine = gtk_text_iter_get_line(&first) - 1;
+    int lastLine = gtk_text_iter_get_line(&last) + 1;
+    // Bands stay beside the text, clear of the headers.
+    graphene_point_t origin = GRAPHENE_POINT_INIT(0.0f, 0.0f);
+    graphene_point_t textTop;
+    if (gtk_widget_compute_point(both[0]->view, GTK_WIDGET(bands_[pair]->gobj()), &origin,
+                                 &textTop)) {
+        context->rectangle(0, textTop.y, width, height - textTop.y);
+        context->clip();
+    }
+    const auto& chunks = result_->comparisons[pair].chunks;
+    auto chunk = std::lower_bound(
+        chunks.begin(), chunks.end(), firstLine,
+        [](const CorvaneChunk& candidate, int line) { return candidate.left.end() < line; });
+    for (; chunk != chunks.end() && chunk->left.start <= lastLine; ++chunk) {
+        if (chunk->kind == CorvaneChunk::Kind::equal) {
+            continue;
+        }
+        double leftTop = 0, leftBottom = 0, rightTop = 0, rightBottom = 0;
+        rangeOf(*both[0], chunk->left, &leftTop, &leftBottom);
+        rangeOf(*both[1], chunk->right, &rightTop, &rightBottom);
+        if (std::max(leftBottom, rightBottom) < 0 || std::min(leftTop, rightTop) > height) {
+            continue;
+        }
+        const char* colour = chunk->kind == CorvaneChunk::Kind::changed   ? colours.changed
+                             : chunk->kind == CorvaneChunk::Kind::deleted ? colours.deleted
+                                                                          : colours.inserted;
+        Gdk::RGBA fill(colour);
+        Gdk::RGBA border(colours.bandBorder);
+        double middle = width / 2.0;
+        // Curved edges from the left range to the right one.
+        context->begin_new_path();
+        context->move_to(0, leftTop);
+        context->curve_to(middle, leftTop, middle, rightTop, width, rightTop);
+        context->line_to(width, rightBottom);
+        context->curve_to(middle, rightBottom, middle, leftBottom, 0, leftBottom);
+        context->close_path();
+        context->set_source_rgba(fill.get_red(), fill.get_green(), fill.get_blue(), 1.0);
+        context->fill_preserve();
+        context->set_source_rgba(border.get_red(), border.get_green(), border.get_blue(), 0.6);
+        context->set_line_width(1.0);
+        context->stroke();
+    }
+}
+
+std::string CorvaneFileComparisonView::describe() const {
+    nlohmann::json description;
+    description["state"] = shown_ ? "shown" : "loading";
+    description["message"] = shownMessage_;
+    int changes = 0;
+    if (result_) {
+        for (const auto& comparison : result_->comparisons) {
+            changes += comparison.changeCount();
+        }
+    }
+    description["changeCount"] = changes;
+    description["currentChange"] = currentChange_;
+    description["options"] = {{"ignoreWhitespace", options_.ignoreWhitespace},
+                              {"ignoreBlankLines", options_.ignoreBlankLines},
+                              {"wrapLines", options_.wrapLines}};
+    description["status"] = std::string(changeCount_.get_text());
+    nlohmann::json panes = nlohmann::json::array();
+    for (const auto& side : sides_) {
+        nlohmann::json pane;
+        pane["header"] = std::string(side->header.get_text());
+        pane["notice"] = std::string(side->notice.get_text());
+        pane["visible"] = panes_.get_visible();
+        GtkTextBuffer* buffer = GTK_TEXT_BUFFER(side->buffer);
+        pane["lineCount"] = side->lineStarts.size();
+        nlohmann::json firstLines = nlohmann::json::array();
+        for (int line = 0; line < 3 && line < gtk_text_buffer_get_line_count(buffer); ++line) {
+            GtkTextIter start, end;
+            gtk_text_buffer_get_iter_at_line(buffer, &start, line);
+            end = start;
+            if (!gtk_text_iter_ends_line(&end)) {
+                gtk_text_iter_forward_to_line_end(&end);
+            }
+            gchar* text = gtk_text_buffer_get_text(buffer, &start, &end, FALSE);
+            firstLines.push_back(text);
+            g_free(text);
+        }
+        pane["firstLines"] = firstLines;
+        nlohmann::json tinted = nlohmann::json::array();
+        for (const auto& tint : side->tinted) {
+            tinted.push_back({{"kind", tint.kind}, {"start", tint.start}, {"count", tint.count}});
+        }
+        pane["tinted"] = tinted;
+        pane["highlightedSpans"] = side->highlightedSpans;
+        int filler = side->fillerAbove;
+        for (const auto& [line, pixels] : side->fillerBelow) {
+            filler += pixels;
+        }
+        pane["fillerPixels"] = filler;
+        GtkSourceLanguage* language = gtk_source_buffer_get_language(side->buffer);
+        pane["language"] = language != nullptr ? gtk_source_language_get_id(language) : "";
+        panes.push_back(pane);
+    }
+    description["panes"] = panes;
+    return description.dump();
+}

@@ -1,0 +1,88 @@
+#pragma once
+
+#include <gtkmm.h>
+#include <gtksourceview/gtksource.h>
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "app/CorvaneComparison.h"
+#include "app/CorvaneDocument.h"
+#include "app/CorvaneText.h"
+#include "platform/CVHeldFile.h"
+
+// Two or three files side by side: read-only source panes with line numbers and highlighting,
+// blocks aligned by filler space below the line before a gap (no text is inserted), changed
+// blocks tinted, changed words highlighted, bands between the panes, one vertical scroll for
+// all. Reading and comparing run on a worker thread; the panes fill once they are done.
+class CorvaneFileComparisonView : public Gtk::Box {
+public:
+    struct Options {
+        bool ignoreWhitespace = false;
+        bool ignoreBlankLines = false;
+        bool wrapLines = false;
+    };
+
+    explicit CorvaneFileComparisonView(const CorvaneFileList& files);
+    ~CorvaneFileComparisonView() override;
+
+    const Options& options() const { return options_; }
+    // Changing the diff options compares again; wrapping only changes the panes.
+    void setOptions(const Options& options);
+
+    // Moves to a change and scrolls the panes to it; false when there is none that way.
+    bool showNextChange();
+    bool showPreviousChange();
+    bool showFirstChange();
+    bool showLastChange();
+
+    // What the tab shows: state ("loading" or "shown"), message, change count, the current
+    // change, the options, and per pane its header, notice, line count, first lines and tinted
+    // and highlighted ranges. A JSON object.
+    std::string describe() const;
+
+private:
+    struct Side;
+    struct Job;
+    struct Result;
+
+    void startComparing();
+    void show(std::shared_ptr<Result> result);
+    bool insertNextSlice();
+    void finishShowing();
+    void applyComparison();
+    void markBuffers();
+    void clearMarks();
+    void showMessage(const std::string& message);
+    bool showChange(int index);
+    void drawBands(const Cairo::RefPtr<Cairo::Context>& context, int width, int height,
+                   size_t pair);
+    int lineHeight(const Side& side) const;
+    void updateStatus();
+
+    std::vector<std::unique_ptr<Side>> sides_;
+    // The sides' files, held open by the document since the call.
+    std::vector<std::shared_ptr<CVHeldFile>> heldFiles_;
+    Options options_;
+
+    Gtk::Box statusBar_{Gtk::Orientation::HORIZONTAL};
+    Gtk::Spinner spinner_;
+    Gtk::Label changeCount_;
+    Gtk::Label message_;
+    Gtk::Box panes_{Gtk::Orientation::HORIZONTAL};
+    std::vector<std::unique_ptr<Gtk::DrawingArea>> bands_;
+
+    std::shared_ptr<Job> job_;
+    std::thread worker_;
+    std::shared_ptr<Result> result_;
+    size_t insertedSlices_ = 0;
+    bool shown_ = false;
+    std::string shownMessage_;
+    int currentChange_ = -1;
+    sigc::connection spinnerTimeout_;
+    sigc::connection insertIdle_;
+};

@@ -1,0 +1,351 @@
+#include "app/view/CorvaneWindow.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "app/CorvaneDocumentTitle.h"
+#include "app/view/CorvaneFileComparisonView.h"
+
+// One tab: its page, its title and, for a comparison of files, the comparison view.
+struct CorvaneWindow::Tab {
+    std::string GUID;
+    std::string title;
+    Gtk::Box label{Gtk::Orientation::HORIZONTAL};
+    Gtk::Label titleLabel;
+    Gtk::Button closeButton;
+    std::unique_ptr<Gtk::Widget> page;
+    CorvaneFileComparisonView* comparison = nullptr;
+    Gtk::Label* summary = nullptr;
+};
+
+namespace {
+
+constexpr const char* kToggles[] = {"ignore-whitespace", "ignore-blank-lines", "wrap-lines"};
+
+// What a document that is not a comparison of files shows for now: its items, one a line.
+std::string summaryOfDocument(const CorvaneDocument& document) {
+    std::string text = std::string("This ") + CorvaneDocument::nameOfKind(document.kind) + " has " +
+                       std::to_string(document.fileLists.size()) +
+                       (document.fileLists.size() == 1 ? " item" : " items") + ":\n";
+    for (const CorvaneFileList& list : document.fileLists) {
+        text += "\n";
+        if (list.relativePath) {
+            text += *list.relativePath + "   ";
+        }
+        for (size_t index = 0; index < list.files.size(); ++index) {
+            text += (index > 0 ? "  \u2194  " : "") + list.files[index];
+        }
+    }
+    for (const CorvaneFileList& list : document.announcedFileLists) {
+        text += "\nannounced: " + (list.relativePath ? *list.relativePath : std::string());
+    }
+    if (document.outputFile) {
+        text += "\n\nResult: " + *document.outputFile;
+    }
+    return text;
+}
+
+bool isComparisonOfFiles(const CorvaneDocument& document) {
+    return document.kind == CorvaneDocumentKind::diff && document.fileLists.size() == 1 &&
+           (document.fileLists.front().files.size() == 2 ||
+            document.fileLists.front().files.size() == 3);
+}
+
+}  // namespace
+
+CorvaneWindow::CorvaneWindow(CorvaneApplication& application) : application_(application) {
+    set_title("Corvane");
+    set_default_size(1280, 800);
+    set_titlebar(headerBar_);
+
+    auto previous = Gtk::make_managed<Gtk::Button>();
+    previous->set_icon_name("go-up-symbolic");
+    previous->set_tooltip_text("Previous change (Alt+Up)");
+    previous->set_action_name("win.previous-change");
+    auto next = Gtk::make_managed<Gtk::Button>();
+    next->set_icon_name("go-down-symbolic");
+    next->set_tooltip_text("Next change (Alt+Down)");
+    next->set_action_name("win.next-change");
+    headerBar_.pack_start(*previous);
+    headerBar_.pack_start(*next);
+
+    auto menu = Gio::Menu::create();
+    menu->append("Ignore Whitespace", "win.ignore-whitespace");
+    menu->append("Ignore Blank Lines", "win.ignore-blank-lines");
+    menu->append("Wrap Lines", "win.wrap-lines");
+    auto closeSection = Gio::Menu::create();
+    closeSection->append("Close Tab", "win.close-tab");
+    menu->append_section(closeSection);
+    auto menuButton = Gtk::make_managed<Gtk::MenuButton>();
+    menuButton->set_icon_name("open-menu-symbolic");
+    menuButton->set_menu_model(menu);
+    headerBar_.pack_end(*menuButton);
+
+    notebook_.set_scrollable(true);
+    notebook_.signal_switch_page().connect([this](Gtk::Widget*, guint) {
+        Glib::signal_idle().connect_once([this] { currentTabDidChange(); });
+    });
+    placeholder_.set_text("No documents are open.\nRun cvdiff to compare files.");
+    placeholder_.set_justify(Gtk::Justification::CENTER);
+    placeholder_.add_css_class("dim-label");
+    stack_.add(placeholder_, "empty");
+    stack_.add(notebook_, "tabs");
+    stack_.set_visible_child("empty");
+    set_child(stack_);
+
+    add_action("close-tab", [this] {
+        if (Tab* tab = currentTab()) {
+            application_.closeTab(tab->GUID);
+        }
+    });
+    // Closing the window closes every tab; also an action, for tests and scripts.
+    add_action("close-window", [this] { close(); });
+    add_action("next-change", [this] {
+        if (Tab* tab = currentTab(); tab && tab->comparison) {
+            tab->comparison->showNextChange();
+        }
+    });
+    add_action("previous-change", [this] {
+        if (Tab* tab = currentTab(); tab && tab->comparison) {
+            tab->comparison->showPreviousChange();
+        }
+    });
+    add_action("first-change", [this] {
+        if (Tab* tab = currentTab(); tab && tab->comparison) {
+            tab->comparison->showFirstChange();
+        }
+    });
+    add_action("last-change", [this] {
+        if (Tab* tab = currentTab(); tab && tab->comparison) {
+            tab->comparison->showLastChange();
+        }
+    });
+    for (const char* name : kToggles) {
+        toggles_[name] = add_action_bool(
+            name, [this, name] { setOption(name); }, false);
+    }
+
+    signal_close_request().connect(
+        [this] {
+            closeEverything();
+            return true;
+        },
+        false);
+}
+
+CorvaneWindow::~CorvaneWindow() {
+    closing_ = true;
+    while (notebook_.get_n_pages() > 0) {
+        notebook_.remove_page(0);
+    }
+    tabs_.clear();
+}
+
+void CorvaneWindow::setAccelerators(const Glib::RefPtr<Gtk::Application>& application) {
+    application->set_accels_for_action("win.close-tab", {"<Control>w"});
+    application->set_accels_for_action("win.next-change", {"<Alt>Down", "F7"});
+    application->set_accels_for_action("win.previous-change", {"<Alt>Up", "<Shift>F7"});
+    application->set_accels_for_action("win.first-change", {"<Alt>Home"});
+    application->set_accels_for_action("win.last-change", {"<Alt>End"});
+}
+
+void CorvaneWindow::documentDidChange(const CorvaneDocument& document) {
+    auto found = tabs_.find(document.GUID);
+    Tab* tab = found == tabs_.end() ? nullptr : found->second.get();
+    if (tab == nullptr) {
+        auto created = std::make_unique<Tab>();
+        tab = created.get();
+        tab->GUID = document.GUID;
+        tab->titleLabel.set_ellipsize(Pango::EllipsizeMode::MIDDLE);
+        tab->titleLabel.set_max_width_chars(40);
+        tab->closeButton.set_icon_name("window-close-symbolic");
+        tab->closeButton.add_css_class("flat");
+        tab->closeButton.set_tooltip_text("Close Tab (Ctrl+W)");
+        tab->closeButton.signal_clicked().connect(
+            [this, GUID = document.GUID] { application_.closeTab(GUID); });
+        tab->label.set_spacing(4);
+        tab->label.append(tab->titleLabel);
+        tab->label.append(tab->closeButton);
+        if (isComparisonOfFiles(document)) {
+            auto comparison =
+                std::make_unique<CorvaneFileComparisonView>(document.fileLists.front());
+            tab->comparison = comparison.get();
+            tab->page = std::move(comparison);
+        } else {
+            auto scroller = std::make_unique<Gtk::ScrolledWindow>();
+            auto summary = Gtk::make_managed<Gtk::Label>();
+            summary->set_xalign(0);
+            summary->set_yalign(0);
+            summary->set_margin(18);
+            summary->set_selectable(true);
+            scroller->set_child(*summary);
+            tab->summary = summary;
+            tab->page = std::move(scroller);
+        }
+        tabs_[document.GUID] = std::move(created);
+        int page = notebook_.append_page(*tab->page, tab->label);
+        notebook_.set_tab_reorderable(*tab->page, true);
+        stack_.set_visible_child("tabs");
+        notebook_.set_current_page(page);
+    }
+    tab->title = CorvaneDocumentTitle::titleOfDocument(document);
+    tab->titleLabel.set_text(tab->title);
+    tab->titleLabel.set_width_chars(std::min<int>(static_cast<int>(tab->title.size()), 40));
+    tab->label.set_tooltip_text(tab->title);
+    if (tab->summary != nullptr) {
+        tab->summary->set_text(summaryOfDocument(document));
+    }
+    currentTabDidChange();
+    present();
+}
+
+void CorvaneWindow::documentDidClose(const std::string& GUID) {
+    auto found = tabs_.find(GUID);
+    if (found == tabs_.end()) {
+        return;
+    }
+    int page = notebook_.page_num(*found->second->page);
+    if (page >= 0) {
+        notebook_.remove_page(page);
+    }
+    tabs_.erase(found);
+    if (tabs_.empty()) {
+        stack_.set_visible_child("empty");
+    }
+    currentTabDidChange();
+}
+
+CorvaneWindow::Tab* CorvaneWindow::currentTab() {
+    Gtk::Widget* page = notebook_.get_nth_page(notebook_.get_current_page());
+    for (auto& [GUID, tab] : tabs_) {
+        if (tab->page.get() == page) {
+            return tab.get();
+        }
+    }
+    return nullptr;
+}
+
+void CorvaneWindow::currentTabDidChange() {
+    if (closing_) {
+        return;
+    }
+    Tab* tab = currentTab();
+    set_title(tab != nullptr ? tab->title + " \u2014 Corvane" : "Corvane");
+    updateToggles();
+}
+
+void CorvaneWindow::updateToggles() {
+    Tab* tab = currentTab();
+    bool comparison = tab != nullptr && tab->comparison != nullptr;
+    CorvaneFileComparisonView::Options options;
+    if (comparison) {
+        options = tab->comparison->options();
+    }
+    toggles_["ignore-whitespace"]->change_state(options.ignoreWhitespace);
+    toggles_["ignore-blank-lines"]->change_state(options.ignoreBlankLines);
+    toggles_["wrap-lines"]->change_state(options.wrapLines);
+    for (const char* name : {"next-change", "previous-change", "first-change", "last-change"}) {
+        std::dynamic_pointer_cast<Gio::SimpleAction>(lookup_action(name))->set_enabled(comparison);
+    }
+    for (const char* name : kToggles) {
+        toggles_[name]->set_enabled(comparison);
+    }
+}
+
+void CorvaneWindow::setOption(const char* name) {
+    Tab* tab = currentTab();
+    if (tab == nullptr || tab->comparison == nullptr) {
+        return;
+    }
+    CorvaneFileComparisonView::Options options = tab->comparison->options();
+    std::string option = name;
+    bool* value = option == "ignore-whitespace"    ? &options.ignoreWhitespace
+                  : option == "ignore-blank-lines" ? &options.ignoreBlankLines
+                                                   : &options.wrapLines;
+    *value = !*value;
+    tab->comparison->setOptions(options);
+    toggles_[name]->change_state(*value);
+}
+
+std::optional<std::string> CorvaneWindow::describeDocument(const std::string& GUID) {
+    auto found = tabs_.find(GUID);
+    if (found == tabs_.end()) {
+        return std::nullopt;
+    }
+    Tab& tab = *found->second;
+    nlohmann::json description = nlohmann::json::object();
+    if (tab.comparison != nullptr) {
+        description = nlohmann::json::parse(tab.comparison->describe());
+    } else {
+        description["state"] = "shown";
+        description["message"] = std::string(tab.summary->get_text());
+    }
+    description["GUID"] = GUID;
+    description["title"] = std::string(tab.titleLabel.get_text());
+    description["current"] = currentTab() == &tab;
+    description["windowTitle"] = std::string(get_title());
+    description["tabCount"] = notebook_.get_n_pages();
+    return description.dump();
+}
+
+bool CorvaneWindow::activateAction(const std::string& GUID, const std::string& action,
+                                   std::string* whyNot) {
+    auto found = tabs_.find(GUID);
+    if (found == tabs_.end()) {
+        *whyNot = "No open document has the GUID " + GUID + ".";
+        return false;
+    }
+    auto windowAction = lookup_action(action);
+    if (!windowAction) {
+        *whyNot = "The window has no action " + action + ".";
+        return false;
+    }
+    notebook_.set_current_page(notebook_.page_num(*found->second->page));
+    currentTabDidChange();
+    if (!windowAction->get_enabled()) {
+        *whyNot = "The action " + action + " does not apply to this tab.";
+        return false;
+    }
+    windowAction->activate();
+    return true;
+}
+
+bool CorvaneWindow::saveScreenshot(const std::string& path, std::string* whyNot) {
+    int width = get_width();
+    int height = get_height();
+    auto paintable = Gtk::WidgetPaintable::create(*this);
+    GtkSnapshot* snapshot = gtk_snapshot_new();
+    gdk_paintable_snapshot(GDK_PAINTABLE(paintable->gobj()), snapshot, width, height);
+    GskRenderNode* node = gtk_snapshot_free_to_node(snapshot);
+    if (node == nullptr || width <= 0 || height <= 0) {
+        *whyNot = "The window has not been drawn yet.";
+        if (node != nullptr) {
+            gsk_render_node_unref(node);
+        }
+        return false;
+    }
+    GskRenderer* renderer = gtk_native_get_renderer(GTK_NATIVE(gobj()));
+    graphene_rect_t bounds =
+        GRAPHENE_RECT_INIT(0, 0, static_cast<float>(width), static_cast<float>(height));
+    GdkTexture* texture = gsk_renderer_render_texture(renderer, node, &bounds);
+    gsk_render_node_unref(node);
+    bool saved = texture != nullptr && gdk_texture_save_to_png(texture, path.c_str());
+    if (texture != nullptr) {
+        g_object_unref(texture);
+    }
+    if (!saved) {
+        *whyNot = "Could not save the screenshot to " + path + ".";
+    }
+    return saved;
+}
+
+void CorvaneWindow::closeEverything() {
+    std::vector<std::string> GUIDs;
+    for (const CorvaneDocument* document : application_.documents().documentsInOpeningOrder()) {
+        GUIDs.push_back(document->GUID);
+    }
+    for (const std::string& GUID : GUIDs) {
+        application_.closeTab(GUID);
+    }
+    application_.quit();
+}

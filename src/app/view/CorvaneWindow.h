@@ -1,0 +1,51 @@
+#pragma once
+
+#include <gtkmm.h>
+
+#include <map>
+#include <memory>
+#include <string>
+
+#include "app/CorvaneApplication.h"
+
+class CorvaneFileComparisonView;
+
+// The application's one window: a tab per document, the window actions that act on the current
+// tab (win.close-tab, win.close-window, win.next-change, win.previous-change, win.first-change,
+// win.last-change, and the toggles win.ignore-whitespace, win.ignore-blank-lines, win.wrap-lines)
+// and what the control interface asks of the window.
+class CorvaneWindow : public Gtk::ApplicationWindow, public CorvaneDocumentPresenter {
+public:
+    CorvaneWindow(CorvaneApplication& application);
+    ~CorvaneWindow() override;
+
+    // The keyboard shortcuts of the window's actions.
+    static void setAccelerators(const Glib::RefPtr<Gtk::Application>& application);
+
+    void documentDidChange(const CorvaneDocument& document) override;
+    void documentDidClose(const std::string& GUID) override;
+    std::optional<std::string> describeDocument(const std::string& GUID) override;
+    bool activateAction(const std::string& GUID, const std::string& action,
+                        std::string* whyNot) override;
+    bool saveScreenshot(const std::string& path, std::string* whyNot) override;
+
+    // Closes every tab, one notification each, then ends the application.
+    void closeEverything();
+
+private:
+    struct Tab;
+
+    Tab* currentTab();
+    void currentTabDidChange();
+    void updateToggles();
+    void setOption(const char* name);
+
+    CorvaneApplication& application_;
+    Gtk::HeaderBar headerBar_;
+    Gtk::Notebook notebook_;
+    Gtk::Label placeholder_;
+    Gtk::Stack stack_;
+    std::map<std::string, std::unique_ptr<Tab>> tabs_;
+    std::map<std::string, Glib::RefPtr<Gio::SimpleAction>> toggles_;
+    bool closing_ = false;
+};

@@ -1,0 +1,57 @@
+#include "app/view/CorvaneWindowApplication.h"
+
+#include <gtkmm.h>
+#include <gtksourceview/gtksource.h>
+
+#include <memory>
+
+#include "app/view/CorvaneEventSource.h"
+#include "app/view/CorvaneWindow.h"
+#include "platform/CVCorvaneContract.h"
+
+int CorvaneRunWithWindow(CorvaneApplication& application, const char* programName) {
+    // Threads GTK starts inherit the mask, so termination keeps arriving through the loop.
+    CorvaneApplication::blockTerminationSignals();
+    // Names first: a second instance ends here, before any window appears. The tool's call may
+    // arrive at once; it waits on the socket until the loop below runs.
+    if (!application.start()) {
+        return 1;
+    }
+    // Not unique: the application's name on the bus is owned by the sd-bus connection, after
+    // the proxy's, as the tool expects; GTK must not take it first.
+    auto gtkApplication = Gtk::Application::create(CVCorvaneContract::kApplicationBundleIdentifier,
+                                                   Gio::Application::Flags::NON_UNIQUE);
+    int status = 0;
+    std::unique_ptr<CorvaneWindow> window;
+    std::unique_ptr<CorvaneEventSource> source;
+    gtkApplication->signal_startup().connect([&] {
+        gtk_source_init();
+        // GtkSourceView's languages and styles, also when the session's XDG_DATA_DIRS leaves
+        // the system's folders out.
+        gtk_source_language_manager_append_search_path(gtk_source_language_manager_get_default(),
+                                                       CORVANE_GTKSOURCEVIEW_DATA
+                                                       "/language-specs");
+        gtk_source_style_scheme_manager_append_search_path(
+            gtk_source_style_scheme_manager_get_default(), CORVANE_GTKSOURCEVIEW_DATA "/styles");
+        CorvaneWindow::setAccelerators(gtkApplication);
+        window = std::make_unique<CorvaneWindow>(application);
+        gtkApplication->add_window(*window);
+        application.setPresenter(window.get());
+        source = std::make_unique<CorvaneEventSource>(application.event(), [&](int exitCode) {
+            status = exitCode;
+            application.setPresenter(nullptr);
+            gtkApplication->quit();
+        });
+    });
+    gtkApplication->signal_activate().connect([&] { window->present(); });
+    char* arguments[] = {const_cast<char*>(programName), nullptr};
+    gtkApplication->run(1, arguments);
+    application.setPresenter(nullptr);
+    source.reset();
+    if (window) {
+        gtkApplication->remove_window(*window);
+        window.reset();
+    }
+    gtk_source_finalize();
+    return status;
+}

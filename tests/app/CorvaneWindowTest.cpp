@@ -1,0 +1,190 @@
+// The application's window under Xvfb, driven through its actions as a person drives it with
+// keys, and read back through the control interface's description of a tab.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "CVTestBed.h"
+
+using ::testing::HasSubstr;
+using json = nlohmann::json;
+
+namespace {
+
+class ACorvaneWindow : public ::testing::Test {
+protected:
+    void SetUp() override {
+        // An X server of the test's own, on a display no other test uses.
+        std::string display = ":" + std::to_string(200 + getpid() % 5000);
+        bed_.start({"Xvfb", display, "-screen", "0", "1280x800x24", "-nolisten", "tcp"});
+        std::string socket = "/tmp/.X11-unix/X" + display.substr(1);
+        ASSERT_TRUE(CVWaitUntil([&] { return access(socket.c_str(), F_OK) == 0; }))
+            << "Xvfb did not come up";
+        // The software renderer: no GPU under Xvfb.
+        bed_.setEnvironment(
+            {{"DISPLAY", display},
+             {"GSK_RENDERER", "cairo"},
+             {"GTK_A11Y", "none"},
+             {"GDK_BACKEND", "x11"},
+             {"GDK_DEBUG", "gl-disable"},
+             // Under the leak checker: GTK's lifelong caches are not leaks.
+             {"LSAN_OPTIONS",
+              "fast_unwind_on_malloc=0:suppressions=" CVDIFF_SOURCE_DIR "/tests/app/lsan.supp"}});
+        application_ = bed_.startApplication(std::chrono::seconds(20));
+        ASSERT_TRUE(application_) << bed_.journal();
+    }
+
+    std::string write(const std::string& name, const std::string& content) {
+        std::string path = bed_.workDirectory() + "/" + name;
+        std::string folder = path.substr(0, path.rfind('/'));
+        bed_.run({"mkdir", "-p", folder});
+        std::ofstream(path, std::ios::binary) << content;
+        return path;
+    }
+
+    // Opens a comparison the way the tool does and answers its GUID.
+    std::string compare(const std::vector<std::string>& paths) {
+        CVCommandResult result = bed_.runTool(paths);
+        EXPECT_EQ(result.status, 0) << result.standardError;
+        json listing = json::parse(bed_.listDocuments().standardOutput);
+        return listing.empty() ? "" : listing.back()["GUID"].get<std::string>();
+    }
+
+    json describe(const std::string& GUID) {
+        CVCommandResult result = bed_.runApplication({"--describe", GUID});
+        EXPECT_EQ(result.status, 0) << result.standardError;
+        return result.status == 0 ? json::parse(result.standardOutput) : json::object();
+    }
+
+    // The tab's description once it shows its comparison.
+    json shown(const std::string& GUID) {
+        json description;
+        EXPECT_TRUE(CVWaitUntil([&] {
+            description = describe(GUID);
+            return description.value("state", "") == "shown";
+        })) << description.dump();
+        return description;
+    }
+
+    void activate(const std::string& GUID, const std::string& action) {
+        CVCommandResult result = bed_.runApplication({"--activate", GUID, action});
+        EXPECT_EQ(result.status, 0) << result.standardError;
+    }
+
+    static json tints(const json& pane) {
+        json kinds = json::array();
+        for (const json& tint : pane["tinted"]) {
+            kinds.push_back({tint["kind"], tint["start"], tint["count"]});
+        }
+        return kinds;
+    }
+
+    CVTestBed bed_;
+    std::shared_ptr<CVTestProcess> application_;
+};
+
+TEST_F(ACorvaneWindow, ShowsTwoFilesAlignedWithTheirChangesTintedAndWalksThem) {
+    std::string left = write("old/list.cpp", "one\ntwo\nthree\nfour\nfive\nsix\n");
+    std::string right = write("new/list.cpp", "one\nthree\nfour\nFIVE 5\nsix\nseven\n");
+    std::string GUID = compare({left, right});
+    json tab = shown(GUID);
+
+    EXPECT_EQ(tab["title"], "old/list.cpp \u2194 new/list.cpp");
+    EXPECT_EQ(tab["windowTitle"], "old/list.cpp \u2194 new/list.cpp \u2014 Corvane");
+    EXPECT_EQ(tab["changeCount"], 3);
+    EXPECT_EQ(tab["status"], "3 changes");
+    const json& panes = tab["panes"];
+    ASSERT_EQ(panes.size(), 2u);
+    EXPECT_EQ(panes[0]["header"], left);
+    EXPECT_EQ(panes[0]["firstLines"], json({"one", "two", "three"}));
+    EXPECT_EQ(panes[1]["firstLines"], json({"one", "three", "four"}));
+    EXPECT_EQ(panes[0]["language"], "cpp");
+    EXPECT_EQ(tints(panes[0]), json({{"deleted", 1, 1}, {"changed", 4, 1}}));
+    EXPECT_EQ(tints(panes[1]), json({{"changed", 3, 1}, {"inserted", 5, 1}}));
+    // "five" against "FIVE 5": the words are marked, not only the line.
+    EXPECT_GT(panes[0]["highlightedSpans"], 0);
+    EXPECT_GT(panes[1]["highlightedSpans"], 0);
+    // Each side gets filler for the line only the other has.
+    EXPECT_GT(panes[0]["fillerPixels"], 0);
+    EXPECT_GT(panes[1]["fillerPixels"], 0);
+
+    activate(GUID, "next-change");
+    activate(GUID, "next-change");
+    EXPECT_EQ(describe(GUID)["status"], "Change 2 of 3");
+    activate(GUID, "last-change");
+    EXPECT_EQ(describe(GUID)["currentChange"], 2);
+    activate(GUID, "first-change");
+    EXPECT_EQ(describe(GUID)["currentChange"], 0);
+
+    std::string screenshot = bed_.workDirectory() + "/window.png";
+    ASSERT_EQ(bed_.runApplication({"--screenshot", screenshot}).status, 0);
+    std::ifstream png(screenshot, std::ios::binary);
+    std::string signature(8, '\0');
+    png.read(signature.data(), 8);
+    EXPECT_EQ(signature, "\x89PNG\r\n\x1a\n");
+
+    activate(GUID, "close-tab");
+    EXPECT_TRUE(bed_.waitForJournalLine({"CVCloseTabNotification", GUID}));
+    EXPECT_EQ(bed_.listDocuments().standardOutput, "[]\n");
+    EXPECT_EQ(bed_.runApplication({"--describe", GUID}).status, 1);
+}
+
+TEST_F(ACorvaneWindow, SaysPlainlyWhatItCannotShowAsADiff) {
+    struct Case {
+        std::string left, right;
+        std::string status, message, notice;
+    };
+    std::string binary(
+        "\x7f"
+        "ELF\0\0\1",
+        7);
+    std::vector<Case> cases = {
+        {"a\nb\n", "a\nb\n", "Files are identical", "", ""},
+        {binary, binary + "x", "", "Binary files differ", ""},
+        {"caf\xe9\n", "caf\xe9!\n", "1 change", "", "Not UTF-8: shown as Latin-1"},
+    };
+    int number = 0;
+    for (const Case& sample : cases) {
+        ++number;
+        std::string GUID = compare({write("l" + std::to_string(number), sample.left),
+                                    write("r" + std::to_string(number), sample.right)});
+        json tab = shown(GUID);
+        EXPECT_EQ(tab["status"], sample.status) << number;
+        EXPECT_THAT(tab["message"].get<std::string>(), HasSubstr(sample.message)) << number;
+        EXPECT_EQ(tab["panes"][0]["notice"], sample.notice) << number;
+    }
+    // A side removed right after the call is still read: the document holds it open.
+    std::string gone = write("gone.txt", "still here\n");
+    std::string kept = compare({gone, write("kept.txt", "other\n")});
+    unlink(gone.c_str());
+    EXPECT_EQ(shown(kept)["panes"][0]["firstLines"][0], "still here");
+
+    // A side that cannot be read as a file: the reason in the tab.
+    std::string GUID = compare({write("plain.txt", "x\n"), "/dev/null"});
+    EXPECT_NE(shown(GUID)["message"], "");
+}
+
+TEST_F(ACorvaneWindow, IgnoresLineEndsUnderIgnoreWhitespaceAndClosesEveryTabWithTheWindow) {
+    std::string GUID = compare({write("dos.txt", "a\r\nb\r\n"), write("unix.txt", "a\nb\n")});
+    json tab = shown(GUID);
+    EXPECT_EQ(tab["changeCount"], 1);
+    EXPECT_EQ(tab["panes"][0]["notice"], "CRLF line ends");
+    activate(GUID, "ignore-whitespace");
+    tab = shown(GUID);
+    EXPECT_EQ(tab["options"]["ignoreWhitespace"], true);
+    EXPECT_EQ(tab["status"], "Files are identical");
+
+    std::string second = compare({write("x.txt", "x\n"), write("y.txt", "y\n")});
+    activate(second, "close-window");
+    EXPECT_TRUE(bed_.waitForJournalLine({"CVCloseTabNotification", GUID}));
+    EXPECT_TRUE(bed_.waitForJournalLine({"CVCloseTabNotification", second}));
+    EXPECT_TRUE(bed_.waitForJournalLine({"\"event\":\"quit\""}));
+    // It ends by itself, cleanly (under the sanitizers: without leaks).
+    EXPECT_EQ(application_->wait().status, 0) << application_->wait().standardError;
+}
+
+}  // namespace

@@ -37,21 +37,6 @@ CorvaneText unreadable(std::string reason, std::uint64_t size = 0) {
     return text;
 }
 
-// Latin-1 maps every byte to the code point of the same value.
-std::string utf8FromLatin1(std::string_view bytes) {
-    std::string text;
-    text.reserve(bytes.size() + bytes.size() / 8);
-    for (unsigned char byte : bytes) {
-        if (byte < 0x80) {
-            text.push_back(static_cast<char>(byte));
-        } else {
-            text.push_back(static_cast<char>(0xC0 | (byte >> 6)));
-            text.push_back(static_cast<char>(0x80 | (byte & 0x3F)));
-        }
-    }
-    return text;
-}
-
 std::string sizeInWords(std::uint64_t size) {
     char text[64];
     if (size >= (1ull << 30)) {
@@ -112,7 +97,7 @@ CorvaneText CorvaneReadText(int descriptor) {
     if (CVIsValidUTF8(bytes)) {
         text.utf8 = std::move(bytes);
     } else {
-        text.utf8 = utf8FromLatin1(bytes);
+        text.utf8 = CVUTF8FromLatin1(bytes);
         text.decodedAsLatin1 = true;
     }
     return text;

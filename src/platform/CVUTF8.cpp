@@ -60,3 +60,17 @@ std::string CVEscapingInvalidUTF8(std::string_view bytes) {
     }
     return escaped;
 }
+
+std::string CVUTF8FromLatin1(std::string_view bytes) {
+    std::string text;
+    text.reserve(bytes.size() + bytes.size() / 8);
+    for (unsigned char byte : bytes) {
+        if (byte < 0x80) {
+            text.push_back(static_cast<char>(byte));
+        } else {
+            text.push_back(static_cast<char>(0xC0 | (byte >> 6)));
+            text.push_back(static_cast<char>(0x80 | (byte & 0x3F)));
+        }
+    }
+    return text;
+}

@@ -12,3 +12,5 @@ bool CVIsValidUTF8(std::string_view bytes);
 // The bytes with every byte that is not part of a well-formed sequence written as "\xNN", for
 // naming such bytes in a message.
 std::string CVEscapingInvalidUTF8(std::string_view bytes);
+// The bytes read as Latin-1 (every byte the code point of the same value), in UTF-8.
+std::string CVUTF8FromLatin1(std::string_view bytes);

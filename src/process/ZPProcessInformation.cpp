@@ -46,17 +46,7 @@ std::string decodeText(std::string bytes) {
     if (CVIsValidUTF8(bytes)) {
         return bytes;
     }
-    std::string text;
-    text.reserve(bytes.size() * 2);
-    for (unsigned char byte : bytes) {
-        if (byte < 0x80) {
-            text.push_back(static_cast<char>(byte));
-        } else {
-            text.push_back(static_cast<char>(0xC0 | (byte >> 6)));
-            text.push_back(static_cast<char>(0x80 | (byte & 0x3F)));
-        }
-    }
-    return text;
+    return CVUTF8FromLatin1(bytes);
 }
 
 // The pieces between NUL characters; the NUL that ends the block does not start another piece.

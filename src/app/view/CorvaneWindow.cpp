@@ -3,8 +3,14 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "app/CorvaneChangesetItems.h"
 #include "app/CorvaneDocumentTitle.h"
+#include "app/CorvaneMerge.h"
+#include "app/CorvaneText.h"
+#include "app/view/CorvaneChangesetListView.h"
 #include "app/view/CorvaneFileComparisonView.h"
+#include "app/view/CorvaneMergeView.h"
+#include "platform/CVCorvaneContract.h"
 
 // One tab: its page, its title and, for a comparison of files, the comparison view.
 struct CorvaneWindow::Tab {
@@ -16,6 +22,12 @@ struct CorvaneWindow::Tab {
     std::unique_ptr<Gtk::Widget> page;
     CorvaneFileComparisonView* comparison = nullptr;
     Gtk::Label* summary = nullptr;
+    // A changeset: its rows, the list, and the pane that shows the selected item.
+    std::unique_ptr<CorvaneChangesetItems> items;
+    CorvaneChangesetListView* list = nullptr;
+    Gtk::Box* itemPane = nullptr;
+    // A merge.
+    CorvaneMergeView* merge = nullptr;
 };
 
 namespace {
@@ -43,6 +55,17 @@ std::string summaryOfDocument(const CorvaneDocument& document) {
         text += "\n\nResult: " + *document.outputFile;
     }
     return text;
+}
+
+bool isChangeset(const CorvaneDocument& document) {
+    return document.kind == CorvaneDocumentKind::changeset ||
+           document.kind == CorvaneDocumentKind::partialChangeset;
+}
+
+// One side of a merge, read now (merges are read whole to be merged); empty when unreadable.
+std::string mergeSide(const std::shared_ptr<CVHeldFile>& held) {
+    CorvaneText text = CorvaneReadText(held ? held->descriptor() : -1);
+    return text.kind == CorvaneText::Kind::text ? text.utf8 : std::string();
 }
 
 bool isComparisonOfFiles(const CorvaneDocument& document) {
@@ -95,7 +118,17 @@ CorvaneWindow::CorvaneWindow(CorvaneApplication& application) : application_(app
 
     add_action("close-tab", [this] {
         if (Tab* tab = currentTab()) {
-            application_.closeTab(tab->GUID);
+            closeTab(*tab);
+        }
+    });
+    add_action("next-item", [this] {
+        if (Tab* tab = currentTab(); tab && tab->list) {
+            tab->list->selectNext();
+        }
+    });
+    add_action("previous-item", [this] {
+        if (Tab* tab = currentTab(); tab && tab->list) {
+            tab->list->selectPrevious();
         }
     });
     // Closing the window closes every tab; also an action, for tests and scripts.
@@ -147,6 +180,8 @@ void CorvaneWindow::setAccelerators(const Glib::RefPtr<Gtk::Application>& applic
     application->set_accels_for_action("win.previous-change", {"<Alt>Up", "<Shift>F7"});
     application->set_accels_for_action("win.first-change", {"<Alt>Home"});
     application->set_accels_for_action("win.last-change", {"<Alt>End"});
+    application->set_accels_for_action("win.next-item", {"<Alt><Shift>Down"});
+    application->set_accels_for_action("win.previous-item", {"<Alt><Shift>Up"});
 }
 
 void CorvaneWindow::documentDidChange(const CorvaneDocument& document) {
@@ -161,12 +196,17 @@ void CorvaneWindow::documentDidChange(const CorvaneDocument& document) {
         tab->closeButton.set_icon_name("window-close-symbolic");
         tab->closeButton.add_css_class("flat");
         tab->closeButton.set_tooltip_text("Close Tab (Ctrl+W)");
-        tab->closeButton.signal_clicked().connect(
-            [this, GUID = document.GUID] { application_.closeTab(GUID); });
+        tab->closeButton.signal_clicked().connect([this, tab] { closeTab(*tab); });
         tab->label.set_spacing(4);
         tab->label.append(tab->titleLabel);
         tab->label.append(tab->closeButton);
-        if (isComparisonOfFiles(document)) {
+        if (isChangeset(document)) {
+            tab->page = makeChangesetPage(*tab, document);
+        } else if (document.kind == CorvaneDocumentKind::merge && document.outputFile &&
+                   !document.fileLists.empty() &&
+                   document.fileLists.front().heldFiles.size() >= 2) {
+            tab->page = makeMergePage(*tab, document);
+        } else if (isComparisonOfFiles(document)) {
             auto comparison =
                 std::make_unique<CorvaneFileComparisonView>(document.fileLists.front());
             tab->comparison = comparison.get();
@@ -195,8 +235,92 @@ void CorvaneWindow::documentDidChange(const CorvaneDocument& document) {
     if (tab->summary != nullptr) {
         tab->summary->set_text(summaryOfDocument(document));
     }
+    if (tab->list != nullptr) {
+        tab->list->refresh();  // new items appear without moving the selection
+    }
     currentTabDidChange();
     present();
+}
+
+void CorvaneWindow::closeTab(Tab& tab) {
+    if (tab.merge != nullptr) {
+        tab.merge->requestClose();  // asks first when choices would be lost
+    } else {
+        application_.closeTab(tab.GUID);
+    }
+}
+
+std::unique_ptr<Gtk::Widget> CorvaneWindow::makeChangesetPage(Tab& tab,
+                                                              const CorvaneDocument& document) {
+    auto paned = std::make_unique<Gtk::Paned>(Gtk::Orientation::HORIZONTAL);
+    tab.items = std::make_unique<CorvaneChangesetItems>(document);
+    auto* list = Gtk::make_managed<CorvaneChangesetListView>(*tab.items);
+    auto* itemPane = Gtk::make_managed<Gtk::Box>(Gtk::Orientation::VERTICAL);
+    auto* hint = Gtk::make_managed<Gtk::Label>("Select an item to compare it.");
+    hint->add_css_class("dim-label");
+    hint->set_expand(true);
+    itemPane->append(*hint);
+    paned->set_start_child(*list);
+    paned->set_end_child(*itemPane);
+    paned->set_resize_start_child(false);
+    paned->set_position(340);
+    tab.list = list;
+    tab.itemPane = itemPane;
+    list->onItemSelected = [this, &tab](size_t fileListIndex) {
+        const CorvaneDocument* current = application_.documents().documentWithGUID(tab.GUID);
+        if (current == nullptr || fileListIndex >= current->fileLists.size()) {
+            return;
+        }
+        while (Gtk::Widget* child = tab.itemPane->get_first_child()) {
+            tab.itemPane->remove(*child);
+        }
+        tab.comparison = nullptr;
+        const CorvaneFileList& item = current->fileLists[fileListIndex];
+        if (item.files.size() >= 2) {
+            auto* view = Gtk::make_managed<CorvaneFileComparisonView>(item);
+            view->set_expand(true);
+            tab.itemPane->append(*view);
+            tab.comparison = view;
+        } else {
+            // One side only: the file was added or deleted.
+            std::string word = item.status == 1 ? "Added: " : "Deleted: ";
+            auto* only = Gtk::make_managed<Gtk::Label>(
+                word + (item.files.empty() ? std::string() : item.files.front()));
+            only->set_expand(true);
+            only->set_selectable(true);
+            tab.itemPane->append(*only);
+        }
+    };
+    return paned;
+}
+
+std::unique_ptr<Gtk::Widget> CorvaneWindow::makeMergePage(Tab& tab,
+                                                          const CorvaneDocument& document) {
+    const CorvaneFileList& sides = document.fileLists.front();
+    std::optional<std::string> base;
+    std::vector<std::string> headers = {sides.files[0], sides.files[1]};
+    if (document.baseFile) {
+        auto held = CVHeldFile::open(*document.baseFile, false);
+        base = mergeSide(held);
+        headers.push_back(*document.baseFile);
+    }
+    auto merge =
+        std::make_unique<CorvaneMerge>(mergeSide(sides.heldFiles[0]), mergeSide(sides.heldFiles[1]),
+                                       std::move(base), *document.outputFile);
+    auto view = std::make_unique<CorvaneMergeView>(std::move(merge), std::move(headers));
+    // Resolved: the output is written; then the two notifications, as a waiting tool expects.
+    view->onResolved = [this, GUID = tab.GUID] {
+        application_.postNotification(CVCorvaneContract::kMergeFinishedByResolvingNotification,
+                                      GUID);
+        application_.closeTab(GUID);
+    };
+    view->onClosedWithoutResolving = [this, GUID = tab.GUID] {
+        application_.postNotification(CVCorvaneContract::kMergeFinishedWithoutResolvingNotification,
+                                      GUID);
+        application_.closeTab(GUID);
+    };
+    tab.merge = view.get();
+    return view;
 }
 
 void CorvaneWindow::documentDidClose(const std::string& GUID) {

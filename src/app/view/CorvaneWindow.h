@@ -36,6 +36,12 @@ private:
     struct Tab;
 
     Tab* currentTab();
+    // Closes the tab as a person would: a merge asks first and says it finished unresolved.
+    void closeTab(Tab& tab);
+    // A changeset's list of items beside the comparison of the selected one.
+    std::unique_ptr<Gtk::Widget> makeChangesetPage(Tab& tab, const CorvaneDocument& document);
+    // A merge: the sides, the base and the result being built.
+    std::unique_ptr<Gtk::Widget> makeMergePage(Tab& tab, const CorvaneDocument& document);
     void currentTabDidChange();
     void updateToggles();
     void setOption(const char* name);

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
@@ -185,6 +186,106 @@ TEST_F(ACorvaneWindow, IgnoresLineEndsUnderIgnoreWhitespaceAndClosesEveryTabWith
     EXPECT_TRUE(bed_.waitForJournalLine({"\"event\":\"quit\""}));
     // It ends by itself, cleanly (under the sanitizers: without leaks).
     EXPECT_EQ(application_->wait().status, 0) << application_->wait().standardError;
+}
+
+// Real git runs against the window: a merge resolved by a person's choice, one left unresolved,
+// and a difftool run of several files in one tab.
+class ACorvaneWindowWithGit : public ACorvaneWindow {
+protected:
+    std::string repository;
+
+    void SetUp() override {
+        ACorvaneWindow::SetUp();
+        repository = bed_.workDirectory() + "/repository";
+        bed_.setEnvironment({{"GIT_CONFIG_NOSYSTEM", "1"},
+                             {"GIT_AUTHOR_NAME", "Test"},
+                             {"GIT_AUTHOR_EMAIL", "test@example.invalid"},
+                             {"GIT_COMMITTER_NAME", "Test"},
+                             {"GIT_COMMITTER_EMAIL", "test@example.invalid"}});
+        shell(
+            "git init -q . && git config mergetool.cvdiff.cmd "
+            "'cvdiff --merge --output \"$MERGED\" --base \"$BASE\" \"$LOCAL\" \"$REMOTE\"' && "
+            "git config mergetool.cvdiff.trustExitCode true && git config mergetool.keepBackup "
+            "false");
+    }
+
+    CVCommandResult shell(const std::string& script, bool expectSuccess = true) {
+        std::filesystem::create_directories(repository);
+        CVCommandResult result = bed_.run(
+            {"sh", "-c", script},
+            {.workingDirectory = repository,
+             .environment = {{"PATH", bed_.bundlePath() + "/Contents/MacOS:/usr/bin:/bin"}},
+             .deadline = std::chrono::seconds(60)});
+        if (expectSuccess) {
+            EXPECT_EQ(result.status, 0) << script << "\n" << result.standardError;
+        }
+        return result;
+    }
+
+    // A conflict on the one line both branches changed.
+    void makeConflict() {
+        shell(
+            "printf 'a\\nb\\nc\\n' > f.txt && git add f.txt && git commit -qm base && "
+            "git checkout -qb other && printf 'a\\nTHEIRS\\nc\\n' > f.txt && git commit -qam "
+            "theirs && "
+            "git checkout -q - && printf 'a\\nOURS\\nc\\n' > f.txt && git commit -qam ours && "
+            "(git merge -q other || true)");
+    }
+
+    std::string waitForDocument() {
+        std::string GUID;
+        EXPECT_TRUE(CVWaitUntil(
+            [&] {
+                json listing = json::parse(bed_.listDocuments().standardOutput);
+                GUID = listing.empty() ? "" : listing.back()["GUID"].get<std::string>();
+                return !GUID.empty();
+            },
+            std::chrono::seconds(30)));
+        return GUID;
+    }
+};
+
+TEST_F(ACorvaneWindowWithGit, ResolvesAGitMergeByTakingASideAndGitRecordsIt) {
+    makeConflict();
+    auto mergetool = bed_.start(
+        {"sh", "-c", "cd \"$0\" && git mergetool --tool=cvdiff", repository},
+        {.environment = {{"PATH", bed_.bundlePath() + "/Contents/MacOS:/usr/bin:/bin"}}});
+    std::string GUID = waitForDocument();
+    activate(GUID, "take-left");
+    activate(GUID, "resolve");
+    CVCommandResult result = mergetool->wait(std::chrono::seconds(30));
+    EXPECT_EQ(result.status, 0) << result.standardError;
+    EXPECT_EQ(readFile(repository + "/f.txt"), "a\nOURS\nc\n");
+    EXPECT_EQ(shell("git diff --name-only --diff-filter=U").standardOutput, "");
+}
+
+TEST_F(ACorvaneWindowWithGit, LeavesTheConflictInPlaceWhenTheMergeIsClosedUnresolved) {
+    makeConflict();
+    auto mergetool = bed_.start(
+        {"sh", "-c", "cd \"$0\" && git mergetool --tool=cvdiff", repository},
+        {.environment = {{"PATH", bed_.bundlePath() + "/Contents/MacOS:/usr/bin:/bin"}}});
+    std::string GUID = waitForDocument();
+    activate(GUID, "close-tab");  // nothing chosen: closes without asking
+    CVCommandResult result = mergetool->wait(std::chrono::seconds(30));
+    EXPECT_NE(result.status, 0);
+    EXPECT_EQ(shell("git diff --name-only --diff-filter=U").standardOutput, "f.txt\n");
+}
+
+TEST_F(ACorvaneWindowWithGit, ShowsAWholeDifftoolRunInOneTabWithEveryFilesStatus) {
+    shell(
+        "printf 'one\\n' > kept.txt && printf 'old\\n' > gone.txt && printf 'x\\n' > moved.txt && "
+        "git add -A && git commit -qm one && printf 'two\\n' > kept.txt && git rm -q gone.txt && "
+        "git mv moved.txt renamed.txt && printf 'new\\n' > added.txt && git add -A && "
+        "git -c difftool.cvdiff.cmd='cvdiff --partial-changeset \"$LOCAL\" \"$REMOTE\"' "
+        "difftool -y --tool=cvdiff --cached -M");
+    std::string GUID = waitForDocument();
+    ASSERT_EQ(json::parse(bed_.listDocuments().standardOutput).size(), 1u);
+    json description = describe(GUID);
+    std::string text = description.dump();
+    for (const char* row : {"M kept.txt (modified)", "D gone.txt (deleted)", "A added.txt (added)",
+                            "R moved.txt -> renamed.txt (renamed)"}) {
+        EXPECT_NE(text.find(row), std::string::npos) << row << " in " << text;
+    }
 }
 
 }  // namespace

@@ -121,6 +121,30 @@ CorvaneWindow::CorvaneWindow(CorvaneApplication& application) : application_(app
             closeTab(*tab);
         }
     });
+    // A merge's choices, also as window actions so that keys, menus and scripts reach them.
+    const std::pair<const char*, CorvaneMerge::Choice> choices[] = {
+        {"take-left", CorvaneMerge::Choice::left},
+        {"take-right", CorvaneMerge::Choice::right},
+        {"take-left-then-right", CorvaneMerge::Choice::leftThenRight},
+        {"take-right-then-left", CorvaneMerge::Choice::rightThenLeft},
+        {"take-base", CorvaneMerge::Choice::base}};
+    for (const auto& [name, choice] : choices) {
+        add_action(name, [this, choice = choice] {
+            if (Tab* tab = currentTab(); tab && tab->merge) {
+                tab->merge->take(choice);
+            }
+        });
+    }
+    add_action("next-conflict", [this] {
+        if (Tab* tab = currentTab(); tab && tab->merge) {
+            tab->merge->showNextConflict();
+        }
+    });
+    add_action("resolve", [this] {
+        if (Tab* tab = currentTab(); tab && tab->merge) {
+            tab->merge->resolve();
+        }
+    });
     add_action("next-item", [this] {
         if (Tab* tab = currentTab(); tab && tab->list) {
             tab->list->selectNext();
@@ -402,7 +426,23 @@ std::optional<std::string> CorvaneWindow::describeDocument(const std::string& GU
         description = nlohmann::json::parse(tab.comparison->describe());
     } else {
         description["state"] = "shown";
+    }
+    if (tab.summary != nullptr) {
         description["message"] = std::string(tab.summary->get_text());
+    }
+    if (tab.items != nullptr) {
+        // The rows as the list shows them: "M path (modified)", pending ones marked.
+        nlohmann::json rows = nlohmann::json::array();
+        for (size_t position = 0; position < tab.items->count(); ++position) {
+            CorvaneChangesetItems::Row row = tab.items->row(position);
+            rows.push_back(std::string(CorvaneChangeLetter(row.kind)) + " " + row.path +
+                           (row.newPath ? " -> " + *row.newPath : std::string()) + " (" +
+                           CorvaneChangeWord(row.kind) + ")" + (row.pending ? " pending" : ""));
+        }
+        description["items"] = rows;
+    }
+    if (tab.merge != nullptr) {
+        description["conflictsLeft"] = tab.merge->merge().conflictsLeft();
     }
     description["GUID"] = GUID;
     description["title"] = std::string(tab.titleLabel.get_text());

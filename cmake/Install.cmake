@@ -35,6 +35,7 @@ install(CODE "
 ")
 install(FILES data/com.corvane.Corvane.svg
         DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps)
+string(TIMESTAMP CORVANE_RELEASE_DATE "%Y-%m-%d" UTC)
 configure_file(data/com.corvane.Corvane.metainfo.xml.in
                ${CMAKE_BINARY_DIR}/com.corvane.Corvane.metainfo.xml @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/com.corvane.Corvane.metainfo.xml
@@ -44,7 +45,7 @@ install(FILES ${CMAKE_BINARY_DIR}/com.corvane.Corvane.metainfo.xml
 find_program(SCDOC scdoc)
 if(SCDOC)
     set(man_pages)
-    foreach(page cvdiff.1 corvane.1)
+    foreach(page cvdiff.1 corvane.1 defaults.1)
         set(source ${PROJECT_SOURCE_DIR}/docs/man/${page}.scd)
         set(output ${CMAKE_BINARY_DIR}/man/${page}.gz)
         add_custom_command(OUTPUT ${output}
@@ -70,6 +71,9 @@ install(FILES completions/cvdiff.fish completions/corvane.fish
 install(FILES README.md docs/vcs-setup.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(FILES data/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(FILES ${CMAKE_BINARY_DIR}/changelog.Debian.gz DESTINATION ${CMAKE_INSTALL_DOCDIR})
+# The package is built from this repository, not uploaded to Debian: no bug to close.
+install(FILES data/lintian-overrides DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides
+        RENAME cvdiff)
 
 # The Debian package: cpack -G DEB in the build folder.
 set(CPACK_PACKAGE_NAME cvdiff)
@@ -78,15 +82,17 @@ set(CPACK_PACKAGE_CONTACT "Corvane developers <developers@corvane.com>")
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "compare and merge files, folders and changesets")
 set(CPACK_PACKAGE_DESCRIPTION
-    "cvdiff hands files, folders and changesets from the command line or from a version control\n\
-system (git, Subversion, Mercurial, Breezy, Perforce) to Corvane, which compares and merges\n\
-them. A merge's exit status says whether it was resolved.")
+    "cvdiff hands files, folders and changesets from the command line or from a\n\
+version control system (git, Subversion, Mercurial, Breezy, Perforce) to\n\
+Corvane, which compares and merges them. A merge's exit status says whether it\n\
+was resolved.")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION devel)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "dbus-session-bus | default-dbus-session-bus")
+# cvdiff reaches Corvane over the session bus, which every desktop session has.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "dbus-user-session | dbus-session-bus")
 set(CPACK_DEBIAN_PACKAGE_HOMEPAGE "https://corvane.com/")
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_STRIP_FILES ON)

@@ -9,6 +9,8 @@ packages=(
     googletest libgtest-dev libgmock-dev libbenchmark-dev
     dbus-daemon dbus-bin
     git subversion mercurial brz
+    scdoc dpkg-dev lintian appstream nlohmann-json3-dev
+    libgtkmm-4.0-dev libgtksourceview-5-dev libgit2-dev xvfb xauth
 )
 
 missing=()
@@ -29,5 +31,5 @@ else
     sudo=
 fi
 export DEBIAN_FRONTEND=noninteractive
-$sudo apt-get update -qq
-$sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
+$sudo apt-get update
+$sudo apt-get install -y --no-install-recommends "${missing[@]}"

@@ -9,8 +9,7 @@ packages=(
     googletest libgtest-dev libgmock-dev libbenchmark-dev
     dbus-daemon dbus-bin
     git subversion mercurial brz
-    scdoc dpkg-dev lintian appstream nlohmann-json3-dev
-    libgtkmm-4.0-dev libgtksourceview-5-dev libgit2-dev xvfb xauth
+    scdoc dpkg-dev lintian appstream
 )
 
 missing=()

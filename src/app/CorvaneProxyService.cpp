@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "app/CorvaneApplication.h"
+#include "app/CorvaneAuthorization.h"
 #include "app/CorvaneInvocationReader.h"
 #include "app/CorvaneNames.h"
 #include "model/CVKeyedCoding.h"
@@ -41,9 +42,9 @@ int requestAuthorizationForPath(sd_bus_message* message, void* userdata, sd_bus_
     if (result < 0) {
         return result;
     }
-    // File access is not mediated on this platform yet: the request is answered, nothing granted.
     CorvaneApplication::of(userdata).recordCallWithArguments(
         CVCorvaneContract::kProxyInterface, "requestAuthorizationForPath", CVJSONQuoted(path));
+    CorvaneAuthorization::answerRequestForPath(path);
     return sd_bus_reply_method_return(message, "");
 }
 

@@ -74,7 +74,10 @@ std::optional<std::string> CVCLIInterpreter::interpretArguments(
         sleep(kDebuggerWaitSeconds);
     }
 
+    obtainSandboxFileAccess();
+
     workingDirectory_ = CVPaths::currentDirectory();
+    adoptSandboxWorkingDirectory();
 
     bool parsed;
     std::optional<CVError> parseError;

@@ -109,6 +109,11 @@ public:
     void sendCoordinatedDocumentInvocation(
         const std::shared_ptr<CVCLISerializedDiffInvocation>& invocation);
     void sendAuthorizationRequest();
+    // Inside an app sandbox: obtains the user's grant of file access, asking the application
+    // once; a second refusal ends the process with status 1 (CVCLIInterpreterSandbox.cpp).
+    void obtainSandboxFileAccess();
+    // Inside an app sandbox, the shell's "PWD" becomes the working directory when it differs.
+    void adoptSandboxWorkingDirectory();
     void wait(bool shouldWait, const std::shared_ptr<CVDistributedNotificationWaiter>& observer);
 
     // CVCLIArgumentParserDelegate.

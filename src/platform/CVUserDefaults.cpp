@@ -129,6 +129,10 @@ bool CVUserDefaults::setString(const std::string& value, const std::string& key)
     return store(key, plist_new_string(value.c_str()));
 }
 
+bool CVUserDefaults::setData(const std::vector<uint8_t>& value, const std::string& key) {
+    return store(key, plist_new_data(reinterpret_cast<const char*>(value.data()), value.size()));
+}
+
 bool CVUserDefaults::removeObjectForKey(const std::string& key) {
     return store(key, nullptr);
 }

@@ -38,6 +38,7 @@ public:
     bool setBool(bool value, const std::string& key);
     bool setInteger(int64_t value, const std::string& key);
     bool setString(const std::string& value, const std::string& key);
+    bool setData(const std::vector<uint8_t>& value, const std::string& key);
     bool removeObjectForKey(const std::string& key);
     // Removes the whole domain.
     bool removeDomain();

@@ -858,7 +858,7 @@ void CorvaneFileComparisonView::drawBands(const Cairo::RefPtr<Cairo::Context>& c
         int windowY = 0;
         gtk_text_view_buffer_to_window_coords(view, GTK_TEXT_WINDOW_WIDGET, 0, y, &windowX,
                                               &windowY);
-        graphene_point_t from = GRAPHENE_POINT_INIT(0.0f, static_cast<float>(windowY));
+        graphene_point_t from{0.0f, static_cast<float>(windowY)};
         graphene_point_t to;
         if (!gtk_widget_compute_point(side.view, GTK_WIDGET(bands_[pair]->gobj()), &from, &to)) {
             return static_cast<double>(windowY);
@@ -893,7 +893,7 @@ void CorvaneFileComparisonView::drawBands(const Cairo::RefPtr<Cairo::Context>& c
     int firstLine = gtk_text_iter_get_line(&first) - 1;
     int lastLine = gtk_text_iter_get_line(&last) + 1;
     // Bands stay beside the text, clear of the headers.
-    graphene_point_t origin = GRAPHENE_POINT_INIT(0.0f, 0.0f);
+    graphene_point_t origin{0.0f, 0.0f};
     graphene_point_t textTop;
     if (gtk_widget_compute_point(both[0]->view, GTK_WIDGET(bands_[pair]->gobj()), &origin,
                                  &textTop)) {

@@ -489,8 +489,7 @@ bool CorvaneWindow::saveScreenshot(const std::string& path, std::string* whyNot)
         return false;
     }
     GskRenderer* renderer = gtk_native_get_renderer(GTK_NATIVE(gobj()));
-    graphene_rect_t bounds =
-        GRAPHENE_RECT_INIT(0, 0, static_cast<float>(width), static_cast<float>(height));
+    graphene_rect_t bounds{{0.0f, 0.0f}, {static_cast<float>(width), static_cast<float>(height)}};
     GdkTexture* texture = gsk_renderer_render_texture(renderer, node, &bounds);
     gsk_render_node_unref(node);
     bool saved = texture != nullptr && gdk_texture_save_to_png(texture, path.c_str());

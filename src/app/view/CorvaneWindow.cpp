@@ -128,55 +128,35 @@ CorvaneWindow::CorvaneWindow(CorvaneApplication& application) : application_(app
         {"take-left-then-right", CorvaneMerge::Choice::leftThenRight},
         {"take-right-then-left", CorvaneMerge::Choice::rightThenLeft},
         {"take-base", CorvaneMerge::Choice::base}};
-    for (const auto& [name, choice] : choices) {
-        add_action(name, [this, choice = choice] {
-            if (Tab* tab = currentTab(); tab && tab->merge) {
-                tab->merge->take(choice);
+    // An action on the current tab's view of one kind; it does nothing on other tabs.
+    auto addTabAction = [this](const char* name, auto view, auto act) {
+        add_action(name, [this, view, act] {
+            if (Tab* tab = currentTab(); tab && tab->*view) {
+                act(*(tab->*view));
             }
         });
+    };
+    for (const auto& [name, choice] : choices) {
+        addTabAction(name, &Tab::merge,
+                     [choice = choice](CorvaneMergeView& merge) { merge.take(choice); });
     }
-    add_action("next-conflict", [this] {
-        if (Tab* tab = currentTab(); tab && tab->merge) {
-            tab->merge->showNextConflict();
-        }
-    });
-    add_action("resolve", [this] {
-        if (Tab* tab = currentTab(); tab && tab->merge) {
-            tab->merge->resolve();
-        }
-    });
-    add_action("next-item", [this] {
-        if (Tab* tab = currentTab(); tab && tab->list) {
-            tab->list->selectNext();
-        }
-    });
-    add_action("previous-item", [this] {
-        if (Tab* tab = currentTab(); tab && tab->list) {
-            tab->list->selectPrevious();
-        }
-    });
+    addTabAction("next-conflict", &Tab::merge,
+                 [](CorvaneMergeView& merge) { merge.showNextConflict(); });
+    addTabAction("resolve", &Tab::merge, [](CorvaneMergeView& merge) { merge.resolve(); });
+    addTabAction("next-item", &Tab::list,
+                 [](CorvaneChangesetListView& list) { list.selectNext(); });
+    addTabAction("previous-item", &Tab::list,
+                 [](CorvaneChangesetListView& list) { list.selectPrevious(); });
     // Closing the window closes every tab; also an action, for tests and scripts.
     add_action("close-window", [this] { close(); });
-    add_action("next-change", [this] {
-        if (Tab* tab = currentTab(); tab && tab->comparison) {
-            tab->comparison->showNextChange();
-        }
-    });
-    add_action("previous-change", [this] {
-        if (Tab* tab = currentTab(); tab && tab->comparison) {
-            tab->comparison->showPreviousChange();
-        }
-    });
-    add_action("first-change", [this] {
-        if (Tab* tab = currentTab(); tab && tab->comparison) {
-            tab->comparison->showFirstChange();
-        }
-    });
-    add_action("last-change", [this] {
-        if (Tab* tab = currentTab(); tab && tab->comparison) {
-            tab->comparison->showLastChange();
-        }
-    });
+    addTabAction("next-change", &Tab::comparison,
+                 [](CorvaneFileComparisonView& comparison) { comparison.showNextChange(); });
+    addTabAction("previous-change", &Tab::comparison,
+                 [](CorvaneFileComparisonView& comparison) { comparison.showPreviousChange(); });
+    addTabAction("first-change", &Tab::comparison,
+                 [](CorvaneFileComparisonView& comparison) { comparison.showFirstChange(); });
+    addTabAction("last-change", &Tab::comparison,
+                 [](CorvaneFileComparisonView& comparison) { comparison.showLastChange(); });
     for (const char* name : kToggles) {
         toggles_[name] = add_action_bool(
             name, [this, name] { setOption(name); }, false);

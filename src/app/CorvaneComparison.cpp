@@ -230,15 +230,46 @@ CorvaneInlineDiff CorvaneCompareInline(const std::vector<std::string_view>& left
         rightTokens.size() > kCorvaneInlineTokenLimit) {
         return result;
     }
-    std::optional<std::vector<Hunk>> hunks = diffHunks(leftBuffer, rightBuffer, 0, nullptr);
-    if (!hunks) {
-        return result;
+    // The tokens both sides begin and end with are not changed; what is left between is often
+    // a single token a side (one word edited), which needs no diff at all.
+    auto text = [](const std::vector<std::string_view>& lines, const Token& token) {
+        return lines[static_cast<std::size_t>(token.line)].substr(
+            static_cast<std::size_t>(token.start),
+            static_cast<std::size_t>(token.end - token.start));
+    };
+    auto same = [&](std::size_t leftIndex, std::size_t rightIndex) {
+        const Token& a = leftTokens[leftIndex];
+        const Token& b = rightTokens[rightIndex];
+        // A line's end matches only a line's end.
+        bool aEnds = a.start == a.end;
+        bool bEnds = b.start == b.end;
+        return aEnds == bEnds && text(leftLines, a) == text(rightLines, b);
+    };
+    std::size_t prefix = 0;
+    while (prefix < leftTokens.size() && prefix < rightTokens.size() && same(prefix, prefix)) {
+        ++prefix;
     }
+    std::size_t suffix = 0;
+    while (suffix < leftTokens.size() - prefix && suffix < rightTokens.size() - prefix &&
+           same(leftTokens.size() - 1 - suffix, rightTokens.size() - 1 - suffix)) {
+        ++suffix;
+    }
+    std::size_t leftMiddle = leftTokens.size() - prefix - suffix;
+    std::size_t rightMiddle = rightTokens.size() - prefix - suffix;
     std::vector<bool> leftChanged(leftTokens.size());
     std::vector<bool> rightChanged(rightTokens.size());
-    for (const Hunk& hunk : *hunks) {
-        std::fill_n(leftChanged.begin() + hunk.leftStart, hunk.leftCount, true);
-        std::fill_n(rightChanged.begin() + hunk.rightStart, hunk.rightCount, true);
+    if (leftMiddle <= 1 || rightMiddle <= 1) {
+        std::fill_n(leftChanged.begin() + static_cast<std::ptrdiff_t>(prefix), leftMiddle, true);
+        std::fill_n(rightChanged.begin() + static_cast<std::ptrdiff_t>(prefix), rightMiddle, true);
+    } else {
+        std::optional<std::vector<Hunk>> hunks = diffHunks(leftBuffer, rightBuffer, 0, nullptr);
+        if (!hunks) {
+            return result;
+        }
+        for (const Hunk& hunk : *hunks) {
+            std::fill_n(leftChanged.begin() + hunk.leftStart, hunk.leftCount, true);
+            std::fill_n(rightChanged.begin() + hunk.rightStart, hunk.rightCount, true);
+        }
     }
     result.left = spansOf(leftTokens, leftChanged, leftLines.size());
     result.right = spansOf(rightTokens, rightChanged, rightLines.size());

@@ -107,6 +107,25 @@ TEST(AnInlineDiff, LeavesLinesWithoutSpansWhenOneSideIsAllNew) {
     EXPECT_EQ(diff.right, (std::vector<std::vector<CorvaneSpan>>{{}, {{0, 10}}}));
 }
 
+TEST(AnInlineDiff, MarksOneEditedStretchWithoutLosingTheLineBreaks) {
+    using Spans = std::vector<std::vector<CorvaneSpan>>;
+    struct Case {
+        std::vector<std::string_view> left, right;
+        Spans leftSpans, rightSpans;
+    };
+    const Case cases[] = {
+        {{"v = compute(a);\n"}, {"v = recompute(a);\n"}, {{{4, 11}}}, {{{4, 13}}}},
+        {{"a b"}, {"a x b"}, {{}}, {{{2, 4}}}},
+        {{"a b", "c"}, {"a b c"}, {{}, {}}, {{{3, 4}}}},
+        {{"x = 1;"}, {"x = 1;", ""}, {{}}, {{}, {}}},
+    };
+    for (const Case& test : cases) {
+        CorvaneInlineDiff diff = CorvaneCompareInline(test.left, test.right);
+        EXPECT_EQ(diff.left, test.leftSpans) << test.left[0];
+        EXPECT_EQ(diff.right, test.rightSpans) << test.right[0];
+    }
+}
+
 class ASide : public ::testing::Test {
 protected:
     TemporaryFolder folder;

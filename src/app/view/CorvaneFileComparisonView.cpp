@@ -1,5 +1,7 @@
 #include "app/view/CorvaneFileComparisonView.h"
 
+#include "app/view/CorvaneSourceView.h"
+
 #include <algorithm>
 #include <cstring>
 #include <fstream>
@@ -37,6 +39,33 @@ const Tints& tints() {
     static const Tints dark = {"#1e3b25", "#4a2528", "#1f2e4b", "#2f6b3d",
                                "#843a40", "#33528a", "#5b6575"};
     return prefersDark() ? dark : light;
+}
+
+// What a pane shows of a change: lines only it has, lines only the other has, or changed lines.
+enum class Mark { inserted, deleted, changed };
+
+const char* nameOf(Mark kind) {
+    return kind == Mark::inserted ? "inserted" : kind == Mark::deleted ? "deleted" : "changed";
+}
+
+const char* colourOf(Mark kind, bool words) {
+    const Tints& colours = tints();
+    switch (kind) {
+        case Mark::inserted:
+            return words ? colours.insertedWords : colours.inserted;
+        case Mark::deleted:
+            return words ? colours.deletedWords : colours.deleted;
+        case Mark::changed:
+            break;
+    }
+    return words ? colours.changedWords : colours.changed;
+}
+
+GdkRGBA rgba(const char* colour, float alpha = 1.0f) {
+    GdkRGBA result{};
+    gdk_rgba_parse(&result, colour);
+    result.alpha = alpha;
+    return result;
 }
 
 std::string_view lineOf(std::string_view text, const std::vector<size_t>& starts, int line) {
@@ -107,14 +136,23 @@ struct CorvaneFileComparisonView::Side {
     // Filler below a line (pixels), and above the first one.
     std::map<int, int> fillerBelow;
     int fillerAbove = 0;
+    // What the comparison marks in this pane, painted below the text as it comes into view:
+    // tinted line ranges (in order), changed words by line, and the gaps where the other pane
+    // has lines this one has not (before the line given).
     struct Tint {
-        std::string kind;
+        Mark kind;
         int start = 0;
         int count = 0;
     };
     std::vector<Tint> tinted;
+    std::map<int, std::vector<CorvaneSpan>> changedWords;
     int highlightedSpans = 0;
+    std::vector<Tint> gaps;
     std::vector<GtkTextTag*> fillerTags;
+
+    void paintBelowText(GtkSnapshot* snapshot, const GdkRectangle& visible) const;
+    // The pixels a line's own rows take, without the filler below it.
+    void rowsOfLines(int first, int count, double* top, double* bottom) const;
 
     ~Side() {
         if (buffer != nullptr) {
@@ -123,14 +161,142 @@ struct CorvaneFileComparisonView::Side {
     }
 };
 
+void CorvaneFileComparisonView::Side::rowsOfLines(int first, int count, double* top,
+                                                  double* bottom) const {
+    GtkTextView* text = GTK_TEXT_VIEW(view);
+    GtkTextBuffer* textBuffer = GTK_TEXT_BUFFER(buffer);
+    GtkTextIter iterator;
+    int y = 0;
+    int height = 0;
+    gtk_text_buffer_get_iter_at_line(textBuffer, &iterator, first);
+    gtk_text_view_get_line_yrange(text, &iterator, &y, &height);
+    *top = y + (first == 0 ? fillerAbove : 0);
+    int last = first + count - 1;
+    if (last != first) {
+        gtk_text_buffer_get_iter_at_line(textBuffer, &iterator, last);
+        gtk_text_view_get_line_yrange(text, &iterator, &y, &height);
+    }
+    auto filler = fillerBelow.find(last);
+    *bottom = y + height - (filler == fillerBelow.end() ? 0 : filler->second);
+}
+
+void CorvaneFileComparisonView::Side::paintBelowText(GtkSnapshot* snapshot,
+                                                     const GdkRectangle& visible) const {
+    if (tinted.empty() && gaps.empty()) {
+        return;
+    }
+    GtkTextView* text = GTK_TEXT_VIEW(view);
+    GtkTextBuffer* textBuffer = GTK_TEXT_BUFFER(buffer);
+    GtkTextIter iterator;
+    int unused = 0;
+    gtk_text_view_get_line_at_y(text, &iterator, visible.y, &unused);
+    int firstLine = gtk_text_iter_get_line(&iterator);
+    gtk_text_view_get_line_at_y(text, &iterator, visible.y + visible.height, &unused);
+    int lastLine = gtk_text_iter_get_line(&iterator);
+    auto across = [&](double top, double bottom) {
+        return graphene_rect_t{
+            {static_cast<float>(visible.x), static_cast<float>(top)},
+            {static_cast<float>(visible.width), static_cast<float>(bottom - top)}};
+    };
+
+    auto tint = std::lower_bound(
+        tinted.begin(), tinted.end(), firstLine,
+        [](const Tint& candidate, int line) { return candidate.start + candidate.count <= line; });
+    for (; tint != tinted.end() && tint->start <= lastLine; ++tint) {
+        double top = 0, bottom = 0;
+        rowsOfLines(tint->start, tint->count, &top, &bottom);
+        GdkRGBA colour = rgba(colourOf(tint->kind, false));
+        graphene_rect_t area = across(top, bottom);
+        gtk_snapshot_append_color(snapshot, &colour, &area);
+    }
+
+    // A gap stands where the other pane's lines are: the filler there, faintly tinted and edged.
+    auto gap =
+        std::lower_bound(gaps.begin(), gaps.end(), firstLine,
+                         [](const Tint& candidate, int line) { return candidate.start < line; });
+    for (; gap != gaps.end() && gap->start <= lastLine + 1; ++gap) {
+        double top = 0, bottom = 0;
+        if (gap->start == 0) {
+            bottom = fillerAbove;
+        } else {
+            gtk_text_buffer_get_iter_at_line(textBuffer, &iterator, gap->start - 1);
+            int y = 0, height = 0;
+            gtk_text_view_get_line_yrange(text, &iterator, &y, &height);
+            auto filler = fillerBelow.find(gap->start - 1);
+            bottom = y + height;
+            top = bottom - (filler == fillerBelow.end() ? 0 : filler->second);
+        }
+        GdkRGBA faint = rgba(colourOf(gap->kind, false), 0.45f);
+        GdkRGBA edge = rgba(colourOf(gap->kind, true));
+        graphene_rect_t area = across(top, bottom);
+        gtk_snapshot_append_color(snapshot, &faint, &area);
+        graphene_rect_t topEdge = across(top, top + 1);
+        gtk_snapshot_append_color(snapshot, &edge, &topEdge);
+        if (bottom - top > 1) {
+            graphene_rect_t bottomEdge = across(bottom - 1, bottom);
+            gtk_snapshot_append_color(snapshot, &edge, &bottomEdge);
+        }
+    }
+
+    // Changed words, on the rows where their characters are.
+    for (auto line = changedWords.lower_bound(firstLine);
+         line != changedWords.end() && line->first <= lastLine; ++line) {
+        auto kind = std::upper_bound(
+            tinted.begin(), tinted.end(), line->first,
+            [](int number, const Tint& candidate) { return number < candidate.start; });
+        Mark mark = kind != tinted.begin() ? std::prev(kind)->kind : Mark::changed;
+        GdkRGBA colour = rgba(colourOf(mark, true));
+        GtkTextIter lineStart;
+        gtk_text_buffer_get_iter_at_line(textBuffer, &lineStart, line->first);
+        int lineBytes = gtk_text_iter_get_bytes_in_line(&lineStart);
+        for (const CorvaneSpan& span : line->second) {
+            if (span.start >= span.end || span.end > lineBytes) {
+                continue;
+            }
+            GtkTextIter start, end;
+            gtk_text_buffer_get_iter_at_line_index(textBuffer, &start, line->first, span.start);
+            gtk_text_buffer_get_iter_at_line_index(textBuffer, &end, line->first, span.end);
+            GdkRectangle from, to;
+            gtk_text_view_get_iter_location(text, &start, &from);
+            gtk_text_view_get_iter_location(text, &end, &to);
+            if (from.y == to.y) {
+                graphene_rect_t area{
+                    {static_cast<float>(from.x), static_cast<float>(from.y)},
+                    {static_cast<float>(to.x - from.x), static_cast<float>(from.height)}};
+                gtk_snapshot_append_color(snapshot, &colour, &area);
+                continue;
+            }
+            // A wrapped span: to the end of its first row, whole rows, then its last row's start.
+            float right = static_cast<float>(visible.x + visible.width);
+            graphene_rect_t first{
+                {static_cast<float>(from.x), static_cast<float>(from.y)},
+                {right - static_cast<float>(from.x), static_cast<float>(from.height)}};
+            graphene_rect_t middle{{0.0f, static_cast<float>(from.y + from.height)},
+                                   {right, static_cast<float>(to.y - from.y - from.height)}};
+            graphene_rect_t last{{0.0f, static_cast<float>(to.y)},
+                                 {static_cast<float>(to.x), static_cast<float>(to.height)}};
+            for (const graphene_rect_t* area : {&first, &middle, &last}) {
+                if (area->size.width > 0 && area->size.height > 0) {
+                    gtk_snapshot_append_color(snapshot, &colour, area);
+                }
+            }
+        }
+    }
+}
+
 struct CorvaneFileComparisonView::Job {
     std::atomic<bool> cancelled{false};
     CorvaneFileComparisonView* view = nullptr;
 };
 
-struct CorvaneFileComparisonView::Result {
+// The sides as read, shared by every comparison of them (the options may change).
+struct CorvaneFileComparisonView::Texts {
     std::vector<CorvaneText> texts;
     std::vector<std::vector<size_t>> lineStarts;
+};
+
+struct CorvaneFileComparisonView::Result {
+    std::shared_ptr<const Texts> sides;
     // Pair i compares side i with side i + 1.
     std::vector<CorvaneComparison> comparisons;
     // For each pair, the changed words of its changed chunks, by chunk index.
@@ -141,6 +307,7 @@ struct CorvaneFileComparisonView::Result {
 
 CorvaneFileComparisonView::CorvaneFileComparisonView(const CorvaneFileList& files)
     : Gtk::Box(Gtk::Orientation::VERTICAL), heldFiles_(files.heldFiles) {
+    createdAt_ = g_get_monotonic_time();
     statusBar_.set_spacing(8);
     statusBar_.set_margin(6);
     statusBar_.set_margin_start(12);
@@ -166,8 +333,14 @@ CorvaneFileComparisonView::CorvaneFileComparisonView(const CorvaneFileList& file
         side->path = files.files[index];
         side->caption = side->path;
         side->buffer = gtk_source_buffer_new(nullptr);
+        // The panes are read-only: an undo history would keep a second copy of every insertion.
+        gtk_text_buffer_set_enable_undo(GTK_TEXT_BUFFER(side->buffer), FALSE);
         gtk_source_buffer_set_style_scheme(side->buffer, scheme);
-        side->view = gtk_source_view_new_with_buffer(side->buffer);
+        Side* painted = side.get();
+        side->view = CorvaneSourceViewNew(
+            side->buffer, [painted](GtkSnapshot* snapshot, const GdkRectangle& visible) {
+                painted->paintBelowText(snapshot, visible);
+            });
         GtkTextView* text = GTK_TEXT_VIEW(side->view);
         gtk_text_view_set_editable(text, FALSE);
         gtk_text_view_set_monospace(text, TRUE);
@@ -235,6 +408,7 @@ CorvaneFileComparisonView::CorvaneFileComparisonView(const CorvaneFileList& file
 }
 
 CorvaneFileComparisonView::~CorvaneFileComparisonView() {
+    stopMeasuringFirstPaint();
     spinnerTimeout_.disconnect();
     insertIdle_.disconnect();
     if (job_) {
@@ -274,25 +448,30 @@ void CorvaneFileComparisonView::startComparing() {
     }
     std::vector<std::shared_ptr<CVHeldFile>> held = heldFiles_;
     // The texts read earlier are read again only when there are none yet.
-    std::shared_ptr<Result> previous = result_;
+    std::shared_ptr<const Texts> previous = texts_;
     CorvaneDiffOptions diffOptions{options_.ignoreWhitespace, options_.ignoreBlankLines};
     worker_ = std::thread([job = job_, paths, held, previous, diffOptions] {
         auto result = std::make_shared<Result>();
-        if (previous) {
-            result->texts = previous->texts;
-            result->lineStarts = previous->lineStarts;
-        } else {
+        result->sides = previous;
+        if (!previous) {
+            auto texts = std::make_shared<Texts>();
             for (size_t index = 0; index < paths.size(); ++index) {
-                result->texts.push_back(readSide(index < held.size() ? held[index] : nullptr));
-                result->lineStarts.push_back(CorvaneLineStarts(result->texts.back().utf8));
+                texts->texts.push_back(readSide(index < held.size() ? held[index] : nullptr));
+                texts->lineStarts.push_back(CorvaneLineStarts(texts->texts.back().utf8));
             }
+            result->sides = texts;
         }
-        bool allText = std::all_of(result->texts.begin(), result->texts.end(),
+        const std::vector<CorvaneText>& texts = result->sides->texts;
+        bool allText = std::all_of(texts.begin(), texts.end(),
                                    [](auto& text) { return text.kind == CorvaneText::Kind::text; });
+        // New texts go into the panes while they are being compared.
+        if (!previous && allText) {
+            deliver(job, result->sides, nullptr);
+        }
         if (allText) {
-            for (size_t pair = 0; pair + 1 < result->texts.size() && !job->cancelled; ++pair) {
-                const std::string& left = result->texts[pair].utf8;
-                const std::string& right = result->texts[pair + 1].utf8;
+            for (size_t pair = 0; pair + 1 < texts.size() && !job->cancelled; ++pair) {
+                const std::string& left = texts[pair].utf8;
+                const std::string& right = texts[pair + 1].utf8;
                 result->comparisons.push_back(
                     CorvaneCompare(left, right, diffOptions, &job->cancelled));
                 auto& inlines = result->inlines.emplace_back();
@@ -306,49 +485,59 @@ void CorvaneFileComparisonView::startComparing() {
                     }
                     std::vector<std::string_view> leftLines, rightLines;
                     for (int line = chunk.left.start; line < chunk.left.end(); ++line) {
-                        leftLines.push_back(lineOf(left, result->lineStarts[pair], line));
+                        leftLines.push_back(lineOf(left, result->sides->lineStarts[pair], line));
                     }
                     for (int line = chunk.right.start; line < chunk.right.end(); ++line) {
-                        rightLines.push_back(lineOf(right, result->lineStarts[pair + 1], line));
+                        rightLines.push_back(
+                            lineOf(right, result->sides->lineStarts[pair + 1], line));
                     }
                     inlines[index] = CorvaneCompareInline(leftLines, rightLines);
                 }
             }
-        } else if (result->texts.size() == 2 &&
-                   result->texts[0].kind == CorvaneText::Kind::binary &&
-                   result->texts[1].kind == CorvaneText::Kind::binary &&
-                   result->texts[0].size == result->texts[1].size) {
+        } else if (texts.size() == 2 && texts[0].kind == CorvaneText::Kind::binary &&
+                   texts[1].kind == CorvaneText::Kind::binary && texts[0].size == texts[1].size) {
             result->binaryIdentical = sameBytes(paths[0], paths[1]);
         }
-        if (job->cancelled) {
-            return;
-        }
-        // Back to the main thread; the view may be gone by then.
-        auto* delivery = new std::pair<std::shared_ptr<Job>, std::shared_ptr<Result>>(job, result);
-        // At the bus's priority: a window busy redrawing must not hold the result back.
-        g_idle_add_full(
-            G_PRIORITY_DEFAULT,
-            [](gpointer data) -> gboolean {
-                auto* delivered =
-                    static_cast<std::pair<std::shared_ptr<Job>, std::shared_ptr<Result>>*>(data);
-                if (delivered->first->view != nullptr && !delivered->first->cancelled) {
-                    delivered->first->view->show(delivered->second);
-                }
-                return G_SOURCE_REMOVE;
-            },
-            delivery,
-            [](gpointer data) {
-                delete static_cast<std::pair<std::shared_ptr<Job>, std::shared_ptr<Result>>*>(data);
-            });
+        deliver(job, result->sides, result);
     });
 }
 
-void CorvaneFileComparisonView::show(std::shared_ptr<Result> result) {
-    bool reading = !result_;
-    result_ = std::move(result);
+void CorvaneFileComparisonView::deliver(const std::shared_ptr<Job>& job,
+                                        std::shared_ptr<const Texts> texts,
+                                        std::shared_ptr<Result> result) {
+    if (job->cancelled) {
+        return;
+    }
+    struct Delivery {
+        std::shared_ptr<Job> job;
+        std::shared_ptr<const Texts> texts;
+        std::shared_ptr<Result> result;
+    };
+    // Back to the main thread; the view may be gone by then. At the bus's priority: a window
+    // busy redrawing must not hold the result back.
+    g_idle_add_full(
+        G_PRIORITY_DEFAULT,
+        [](gpointer data) -> gboolean {
+            auto* delivery = static_cast<Delivery*>(data);
+            CorvaneFileComparisonView* view = delivery->job->view;
+            if (view != nullptr && !delivery->job->cancelled) {
+                if (delivery->result) {
+                    view->show(delivery->result);
+                } else {
+                    view->showTexts(delivery->texts);
+                }
+            }
+            return G_SOURCE_REMOVE;
+        },
+        new Delivery{job, std::move(texts), std::move(result)},
+        [](gpointer data) { delete static_cast<Delivery*>(data); });
+}
+
+void CorvaneFileComparisonView::takeTexts(std::shared_ptr<const Texts> texts) {
+    texts_ = std::move(texts);
     for (size_t index = 0; index < sides_.size(); ++index) {
         Side& side = *sides_[index];
-        const CorvaneText& text = result_->texts[index];
+        const CorvaneText& text = texts_->texts[index];
         std::string notice;
         if (text.decodedAsLatin1) {
             notice = "Not UTF-8: shown as Latin-1";
@@ -357,14 +546,36 @@ void CorvaneFileComparisonView::show(std::shared_ptr<Result> result) {
             notice += std::string(notice.empty() ? "" : " \u00b7 ") + "CRLF line ends";
         }
         side.notice.set_text(notice);
-        side.lineStarts = result_->lineStarts[index];
+        side.lineStarts = texts_->lineStarts[index];
     }
+}
 
+void CorvaneFileComparisonView::showTexts(std::shared_ptr<const Texts> texts) {
+    takeTexts(std::move(texts));
+    // The text goes in slice by slice; the marks follow once every pane is full and the
+    // comparison is there.
+    // The text goes in while the panes show no buffer: a view lays out again on every
+    // insertion, which makes filling a large buffer many times slower.
+    for (auto& side : sides_) {
+        GtkSourceBuffer* empty = gtk_source_buffer_new(nullptr);
+        gtk_text_view_set_buffer(GTK_TEXT_VIEW(side->view), GTK_TEXT_BUFFER(empty));
+        g_object_unref(empty);
+    }
+    // At the bus's priority, so both are served in turn while a large text goes in.
+    insertIdle_ =
+        Glib::signal_idle().connect([this] { return insertNextSlice(); }, Glib::PRIORITY_DEFAULT);
+}
+
+void CorvaneFileComparisonView::show(std::shared_ptr<Result> result) {
+    result_ = std::move(result);
+    if (texts_ != result_->sides) {
+        takeTexts(result_->sides);
+    }
+    const std::vector<CorvaneText>& texts = texts_->texts;
     std::vector<std::string> problems;
     for (size_t index = 0; index < sides_.size(); ++index) {
-        const CorvaneText& text = result_->texts[index];
-        if (text.kind == CorvaneText::Kind::unreadable) {
-            problems.push_back(sides_[index]->path + ": " + text.reason);
+        if (texts[index].kind == CorvaneText::Kind::unreadable) {
+            problems.push_back(sides_[index]->path + ": " + texts[index].reason);
         }
     }
     if (!problems.empty()) {
@@ -375,40 +586,27 @@ void CorvaneFileComparisonView::show(std::shared_ptr<Result> result) {
         showMessage(text);
         return;
     }
-    bool anyBinary = std::any_of(result_->texts.begin(), result_->texts.end(),
+    bool anyBinary = std::any_of(texts.begin(), texts.end(),
                                  [](auto& text) { return text.kind == CorvaneText::Kind::binary; });
     if (anyBinary) {
         std::string text =
             result_->binaryIdentical ? "Binary files are identical" : "Binary files differ";
         for (size_t index = 0; index < sides_.size(); ++index) {
-            text += "\n" + sides_[index]->path + ": " + sizeText(result_->texts[index].size) +
-                    (result_->texts[index].kind == CorvaneText::Kind::binary ? "" : " of text");
+            text += "\n" + sides_[index]->path + ": " + sizeText(texts[index].size) +
+                    (texts[index].kind == CorvaneText::Kind::binary ? "" : " of text");
         }
         showMessage(text);
         return;
     }
-    if (reading) {
-        // The text goes in slice by slice; the marks follow once every pane is full.
-        insertedSlices_ = 0;
-        // The text goes in while the panes show no buffer: a view lays out again on every
-        // insertion, which makes filling a large buffer many times slower.
-        for (auto& side : sides_) {
-            GtkTextBuffer* empty = gtk_text_buffer_new(nullptr);
-            gtk_text_view_set_buffer(GTK_TEXT_VIEW(side->view), empty);
-            g_object_unref(empty);
-        }
-        // At the bus's priority, so both are served in turn while a large text goes in.
-        insertIdle_ = Glib::signal_idle().connect([this] { return insertNextSlice(); },
-                                                  Glib::PRIORITY_DEFAULT);
-        return;
+    if (textsInserted_) {
+        finishShowing();
     }
-    finishShowing();
 }
 
 bool CorvaneFileComparisonView::insertNextSlice() {
     for (size_t index = 0; index < sides_.size(); ++index) {
         Side& side = *sides_[index];
-        const std::string& text = result_->texts[index].utf8;
+        const std::string& text = texts_->texts[index].utf8;
         if (side.insertedBytes >= text.size()) {
             continue;
         }
@@ -431,7 +629,13 @@ bool CorvaneFileComparisonView::insertNextSlice() {
         side.insertedBytes = end;
         return true;
     }
-    finishShowing();
+    textsInserted_ = true;
+    for (auto& side : sides_) {
+        gtk_text_view_set_buffer(GTK_TEXT_VIEW(side->view), GTK_TEXT_BUFFER(side->buffer));
+    }
+    if (result_ && result_->sides == texts_) {
+        finishShowing();
+    }
     return false;
 }
 
@@ -440,8 +644,8 @@ void CorvaneFileComparisonView::finishShowing() {
     bool lineEndsDiffer = false;
     for (size_t index = 0; index < sides_.size(); ++index) {
         Side& side = *sides_[index];
-        const CorvaneText& text = result_->texts[index];
-        if (text.hasCRLF != result_->texts.front().hasCRLF) {
+        const CorvaneText& text = texts_->texts[index];
+        if (text.hasCRLF != texts_->texts.front().hasCRLF) {
             lineEndsDiffer = true;
         }
         if (gtk_source_buffer_get_language(side.buffer) == nullptr) {
@@ -472,7 +676,34 @@ void CorvaneFileComparisonView::finishShowing() {
     spinner_.stop();
     spinner_.set_visible(false);
     shown_ = true;
+    measureFirstPaint();
     updateStatus();
+}
+
+void CorvaneFileComparisonView::measureFirstPaint() {
+    if (firstPaintMilliseconds_ >= 0) {
+        return;
+    }
+    // The next frame the panes are part of is the first that shows the comparison.
+    add_tick_callback([this](const Glib::RefPtr<Gdk::FrameClock>& clock) {
+        firstPaintClock_ = clock;
+        firstPaintHandler_ = g_signal_connect_swapped(
+            clock->gobj(), "after-paint", G_CALLBACK(+[](CorvaneFileComparisonView* view) {
+                view->firstPaintMilliseconds_ =
+                    static_cast<double>(g_get_monotonic_time() - view->createdAt_) / 1000.0;
+                view->stopMeasuringFirstPaint();
+            }),
+            this);
+        return false;
+    });
+}
+
+void CorvaneFileComparisonView::stopMeasuringFirstPaint() {
+    if (firstPaintClock_ && firstPaintHandler_ != 0) {
+        g_signal_handler_disconnect(firstPaintClock_->gobj(), firstPaintHandler_);
+    }
+    firstPaintHandler_ = 0;
+    firstPaintClock_.reset();
 }
 
 void CorvaneFileComparisonView::showMessage(const std::string& message) {
@@ -481,6 +712,7 @@ void CorvaneFileComparisonView::showMessage(const std::string& message) {
     spinner_.set_visible(false);
     panes_.set_visible(false);
     shown_ = true;
+    measureFirstPaint();
     shownMessage_ = message;
     changeCount_.set_text("");
     message_.set_text(message);
@@ -525,34 +757,23 @@ void CorvaneFileComparisonView::clearMarks() {
         GtkTextBuffer* buffer = GTK_TEXT_BUFFER(side->buffer);
         GtkTextIter start, end;
         gtk_text_buffer_get_bounds(buffer, &start, &end);
-        GtkTextTagTable* table = gtk_text_buffer_get_tag_table(buffer);
-        for (const char* name : {"cv-inserted", "cv-deleted", "cv-changed", "cv-inserted-words",
-                                 "cv-deleted-words", "cv-changed-words"}) {
-            if (GtkTextTag* tag = gtk_text_tag_table_lookup(table, name)) {
-                gtk_text_buffer_remove_tag(buffer, tag, &start, &end);
-            }
-        }
         for (GtkTextTag* tag : side->fillerTags) {
             gtk_text_buffer_remove_tag(buffer, tag, &start, &end);
         }
         side->fillerBelow.clear();
         side->fillerAbove = 0;
         side->tinted.clear();
+        side->changedWords.clear();
+        side->gaps.clear();
         side->highlightedSpans = 0;
         gtk_text_view_set_bottom_margin(GTK_TEXT_VIEW(side->view), 0);
     }
 }
 
 void CorvaneFileComparisonView::applyComparison() {
-    // Tags go in while the panes show no buffer: a view relays its lines out on every change.
-    for (auto& side : sides_) {
-        GtkTextBuffer* empty = gtk_text_buffer_new(nullptr);
-        gtk_text_view_set_buffer(GTK_TEXT_VIEW(side->view), empty);
-        g_object_unref(empty);
-    }
     markBuffers();
     for (auto& side : sides_) {
-        gtk_text_view_set_buffer(GTK_TEXT_VIEW(side->view), GTK_TEXT_BUFFER(side->buffer));
+        gtk_widget_queue_draw(side->view);
     }
     for (auto& band : bands_) {
         band->queue_draw();
@@ -561,18 +782,6 @@ void CorvaneFileComparisonView::applyComparison() {
 
 void CorvaneFileComparisonView::markBuffers() {
     clearMarks();
-    const Tints& colours = tints();
-    auto tagNamed = [](GtkTextBuffer* buffer, const char* name, const char* property,
-                       const char* colour) {
-        GtkTextTagTable* table = gtk_text_buffer_get_tag_table(buffer);
-        GtkTextTag* tag = gtk_text_tag_table_lookup(table, name);
-        if (tag == nullptr) {
-            tag = gtk_text_buffer_create_tag(buffer, name, property, colour, nullptr);
-            // Above the highlighting's tags.
-            gtk_text_tag_set_priority(tag, gtk_text_tag_table_get_size(table) - 1);
-        }
-        return tag;
-    };
     auto lineIterators = [](GtkTextBuffer* buffer, int first, int count, GtkTextIter* start,
                             GtkTextIter* end) {
         gtk_text_buffer_get_iter_at_line(buffer, start, first);
@@ -582,7 +791,7 @@ void CorvaneFileComparisonView::markBuffers() {
         }
     };
 
-    // Tints and changed words.
+    // Tints and changed words, painted as the panes draw.
     for (size_t pair = 0; pair < result_->comparisons.size(); ++pair) {
         const auto& chunks = result_->comparisons[pair].chunks;
         Side* both[2] = {sides_[pair].get(), sides_[pair + 1].get()};
@@ -593,22 +802,15 @@ void CorvaneFileComparisonView::markBuffers() {
             }
             for (int which = 0; which < 2; ++which) {
                 const CorvaneLineRange& range = which == 0 ? chunk.left : chunk.right;
+                Mark kind = chunk.kind == CorvaneChunk::Kind::changed ? Mark::changed
+                            : which == 0                              ? Mark::deleted
+                                                                      : Mark::inserted;
                 if (range.count == 0) {
+                    // The other pane's lines go here.
+                    both[which]->gaps.push_back(
+                        {which == 0 ? Mark::inserted : Mark::deleted, range.start, 0});
                     continue;
                 }
-                // What one pane shows of a change: lines only it has, or changed lines.
-                const char* kind = chunk.kind == CorvaneChunk::Kind::changed ? "changed"
-                                   : which == 0                              ? "deleted"
-                                                                             : "inserted";
-                const char* colour = kind[0] == 'c'   ? colours.changed
-                                     : kind[0] == 'd' ? colours.deleted
-                                                      : colours.inserted;
-                GtkTextBuffer* buffer = GTK_TEXT_BUFFER(both[which]->buffer);
-                GtkTextTag* tag = tagNamed(buffer, (std::string("cv-") + kind).c_str(),
-                                           "paragraph-background", colour);
-                GtkTextIter start, end;
-                lineIterators(buffer, range.start, range.count, &start, &end);
-                gtk_text_buffer_apply_tag(buffer, tag, &start, &end);
                 both[which]->tinted.push_back({kind, range.start, range.count});
             }
             auto found = result_->inlines[pair].find(index);
@@ -618,27 +820,22 @@ void CorvaneFileComparisonView::markBuffers() {
             for (int which = 0; which < 2; ++which) {
                 const auto& lines = which == 0 ? found->second.left : found->second.right;
                 const CorvaneLineRange& range = which == 0 ? chunk.left : chunk.right;
-                GtkTextBuffer* buffer = GTK_TEXT_BUFFER(both[which]->buffer);
-                GtkTextTag* tag =
-                    tagNamed(buffer, "cv-changed-words", "background", colours.changedWords);
                 for (size_t line = 0; line < lines.size() && line < size_t(range.count); ++line) {
-                    int number = range.start + static_cast<int>(line);
-                    GtkTextIter lineStart;
-                    gtk_text_buffer_get_iter_at_line(buffer, &lineStart, number);
-                    int lineBytes = gtk_text_iter_get_bytes_in_line(&lineStart);
-                    for (const CorvaneSpan& span : lines[line]) {
-                        if (span.start >= span.end || span.end > lineBytes) {
-                            continue;
-                        }
-                        GtkTextIter start, end;
-                        gtk_text_buffer_get_iter_at_line_index(buffer, &start, number, span.start);
-                        gtk_text_buffer_get_iter_at_line_index(buffer, &end, number, span.end);
-                        gtk_text_buffer_apply_tag(buffer, tag, &start, &end);
-                        ++both[which]->highlightedSpans;
+                    if (lines[line].empty()) {
+                        continue;
                     }
+                    auto& words = both[which]->changedWords[range.start + static_cast<int>(line)];
+                    words.insert(words.end(), lines[line].begin(), lines[line].end());
+                    both[which]->highlightedSpans += static_cast<int>(lines[line].size());
                 }
             }
         }
+    }
+    // The middle pane of three is marked by both of its pairs.
+    for (auto& side : sides_) {
+        auto byStart = [](const Side::Tint& a, const Side::Tint& b) { return a.start < b.start; };
+        std::stable_sort(side->tinted.begin(), side->tinted.end(), byStart);
+        std::stable_sort(side->gaps.begin(), side->gaps.end(), byStart);
     }
 
     // Alignment: lines that are equal across every pane are anchors; between two anchors each
@@ -946,6 +1143,9 @@ std::string CorvaneFileComparisonView::describe() const {
         }
     }
     description["changeCount"] = changes;
+    if (firstPaintMilliseconds_ >= 0) {
+        description["firstPaintMilliseconds"] = firstPaintMilliseconds_;
+    }
     description["currentChange"] = currentChange_;
     description["options"] = {{"ignoreWhitespace", options_.ignoreWhitespace},
                               {"ignoreBlankLines", options_.ignoreBlankLines},
@@ -974,7 +1174,8 @@ std::string CorvaneFileComparisonView::describe() const {
         pane["firstLines"] = firstLines;
         nlohmann::json tinted = nlohmann::json::array();
         for (const auto& tint : side->tinted) {
-            tinted.push_back({{"kind", tint.kind}, {"start", tint.start}, {"count", tint.count}});
+            tinted.push_back(
+                {{"kind", nameOf(tint.kind)}, {"start", tint.start}, {"count", tint.count}});
         }
         pane["tinted"] = tinted;
         pane["highlightedSpans"] = side->highlightedSpans;

@@ -42,15 +42,22 @@ public:
 
     // What the tab shows: state ("loading" or "shown"), message, change count, the current
     // change, the options, and per pane its header, notice, line count, first lines and tinted
-    // and highlighted ranges. A JSON object.
+    // and highlighted ranges, and once painted how many milliseconds after the view was made its
+    // first frame showed the comparison ("firstPaintMilliseconds"). A JSON object.
     std::string describe() const;
 
 private:
     struct Side;
     struct Job;
+    struct Texts;
     struct Result;
 
     void startComparing();
+    // From the worker: the texts (shown while they are compared), then the comparison.
+    static void deliver(const std::shared_ptr<Job>& job, std::shared_ptr<const Texts> texts,
+                        std::shared_ptr<Result> result);
+    void takeTexts(std::shared_ptr<const Texts> texts);
+    void showTexts(std::shared_ptr<const Texts> texts);
     void show(std::shared_ptr<Result> result);
     bool insertNextSlice();
     void finishShowing();
@@ -63,6 +70,8 @@ private:
                    size_t pair);
     int lineHeight(const Side& side) const;
     void updateStatus();
+    void measureFirstPaint();
+    void stopMeasuringFirstPaint();
 
     std::vector<std::unique_ptr<Side>> sides_;
     // The sides' files, held open by the document since the call.
@@ -78,11 +87,18 @@ private:
 
     std::shared_ptr<Job> job_;
     std::thread worker_;
+    std::shared_ptr<const Texts> texts_;
+    bool textsInserted_ = false;
     std::shared_ptr<Result> result_;
-    size_t insertedSlices_ = 0;
     bool shown_ = false;
     std::string shownMessage_;
     int currentChange_ = -1;
     sigc::connection spinnerTimeout_;
     sigc::connection insertIdle_;
+    // When the view was made (the tab opens right after the call is answered), and how long
+    // after that the first frame showing the comparison was painted; -1 until then.
+    gint64 createdAt_ = 0;
+    double firstPaintMilliseconds_ = -1;
+    Glib::RefPtr<Gdk::FrameClock> firstPaintClock_;
+    gulong firstPaintHandler_ = 0;
 };

@@ -33,6 +33,20 @@ int CorvaneRunWithWindow(CorvaneApplication& application, const char* programNam
                                                        "/language-specs");
         gtk_source_style_scheme_manager_append_search_path(
             gtk_source_style_scheme_manager_get_default(), CORVANE_GTKSOURCEVIEW_DATA "/styles");
+        // The first comparison should not pay for reading the language and style definitions
+        // and the MIME database: they are read while nothing else is happening.
+        Glib::signal_idle().connect_once(
+            [] {
+                gtk_source_language_manager_get_language_ids(
+                    gtk_source_language_manager_get_default());
+                GtkSourceStyleSchemeManager* schemes =
+                    gtk_source_style_scheme_manager_get_default();
+                gtk_source_style_scheme_manager_get_scheme(schemes, "Adwaita");
+                gtk_source_style_scheme_manager_get_scheme(schemes, "Adwaita-dark");
+                gboolean uncertain = FALSE;
+                g_free(g_content_type_guess("warm-up.c", nullptr, 0, &uncertain));
+            },
+            Glib::PRIORITY_LOW);
         CorvaneWindow::setAccelerators(gtkApplication);
         window = std::make_unique<CorvaneWindow>(application);
         gtkApplication->add_window(*window);

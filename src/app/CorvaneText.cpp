@@ -1,6 +1,7 @@
 #include "app/CorvaneText.h"
 
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -56,6 +57,12 @@ CorvaneText CorvaneReadText(int descriptor) {
     }
     if (fstat(descriptor, &status) != 0) {
         return unreadable(std::string("The file could not be read: ") + strerror(errno) + ".");
+    }
+    if (S_ISCHR(status.st_mode) && status.st_rdev == makedev(1, 3)) {
+        // /dev/null: the side of a file that was added or deleted. Nothing, shown as empty.
+        CorvaneText text;
+        text.absent = true;
+        return text;
     }
     if (!S_ISREG(status.st_mode)) {
         return unreadable("This is not a regular file (" + kindOfSpecialFile(status.st_mode) +

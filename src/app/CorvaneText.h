@@ -11,6 +11,9 @@ struct CorvaneText {
     std::string utf8;
     // The bytes were not UTF-8 and were read as Latin-1.
     bool decodedAsLatin1 = false;
+    // There is no file on this side (the caller passed /dev/null for an added or deleted file):
+    // an empty text.
+    bool absent = false;
     // At least one line ends in CR LF.
     bool hasCRLF = false;
     // For an unreadable side: a sentence a person understands ("not a regular file (a pipe)").

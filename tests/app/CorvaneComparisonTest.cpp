@@ -109,17 +109,17 @@ TEST(AnInlineDiff, LeavesLinesWithoutSpansWhenOneSideIsAllNew) {
 
 TEST(AnInlineDiff, MarksOneEditedStretchWithoutLosingTheLineBreaks) {
     using Spans = std::vector<std::vector<CorvaneSpan>>;
-    struct Case {
+    struct InlineCase {
         std::vector<std::string_view> left, right;
         Spans leftSpans, rightSpans;
     };
-    const Case cases[] = {
+    const InlineCase cases[] = {
         {{"v = compute(a);\n"}, {"v = recompute(a);\n"}, {{{4, 11}}}, {{{4, 13}}}},
         {{"a b"}, {"a x b"}, {{}}, {{{2, 4}}}},
         {{"a b", "c"}, {"a b c"}, {{}, {}}, {{{3, 4}}}},
         {{"x = 1;"}, {"x = 1;", ""}, {{}}, {{}, {}}},
     };
-    for (const Case& test : cases) {
+    for (const InlineCase& test : cases) {
         CorvaneInlineDiff diff = CorvaneCompareInline(test.left, test.right);
         EXPECT_EQ(diff.left, test.leftSpans) << test.left[0];
         EXPECT_EQ(diff.right, test.rightSpans) << test.right[0];
@@ -166,6 +166,20 @@ TEST_F(ASide, IsUnreadableWithAReasonWhenItIsAPipeOrClosed) {
     EXPECT_EQ(pipeSide.reason, "This is not a regular file (a pipe), so it is not read.");
 
     EXPECT_EQ(CorvaneReadText(-1).reason, "The file could not be opened.");
+
+    int zero = open("/dev/zero", O_RDONLY | O_CLOEXEC);
+    EXPECT_EQ(CorvaneReadText(zero).reason,
+              "This is not a regular file (a device), so it is not read.");
+    close(zero);
+}
+
+TEST_F(ASide, IsAnAbsentEmptyTextWhenItIsTheNullDevice) {
+    int null = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    CorvaneText side = CorvaneReadText(null);
+    close(null);
+    EXPECT_EQ(side.kind, CorvaneText::Kind::text);
+    EXPECT_TRUE(side.absent);
+    EXPECT_EQ(side.utf8, "");
 }
 
 TEST(AHeldFile, StillReadsWhatItHeldAfterItsPathIsGoneAndRemovesACaptureWhenReleased) {

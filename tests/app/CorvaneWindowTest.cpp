@@ -165,8 +165,15 @@ TEST_F(ACorvaneWindow, SaysPlainlyWhatItCannotShowAsADiff) {
     EXPECT_EQ(shown(kept)["panes"][0]["firstLines"][0], "still here");
 
     // A side that cannot be read as a file: the reason in the tab.
-    std::string GUID = compare({write("plain.txt", "x\n"), "/dev/null"});
-    EXPECT_NE(shown(GUID)["message"], "");
+    std::string GUID = compare({write("plain.txt", "x\n"), "/dev/zero"});
+    EXPECT_THAT(shown(GUID)["message"].get<std::string>(), HasSubstr("(a device)"));
+
+    // /dev/null stands for a deleted (or added) file: its lines against no file.
+    json deleted = shown(compare({write("deleted.txt", "x\ny\n"), "/dev/null"}));
+    EXPECT_EQ(deleted["panes"][1]["header"], "No file");
+    EXPECT_EQ(deleted["panes"][1]["notice"], "No file on this side");
+    EXPECT_EQ(deleted["panes"][0]["tinted"],
+              json::parse(R"([{"kind":"deleted","start":0,"count":2}])"));
 }
 
 TEST_F(ACorvaneWindow, IgnoresLineEndsUnderIgnoreWhitespaceAndClosesEveryTabWithTheWindow) {

@@ -1,6 +1,7 @@
 #include "app/view/CorvaneFileComparisonView.h"
 
 #include "app/view/CorvaneSourceView.h"
+#include "model/CVCLISerializedFileList.h"
 
 #include <algorithm>
 #include <cstring>
@@ -328,10 +329,19 @@ CorvaneFileComparisonView::CorvaneFileComparisonView(const CorvaneFileList& file
     GtkSourceStyleSchemeManager* schemes = gtk_source_style_scheme_manager_get_default();
     GtkSourceStyleScheme* scheme = gtk_source_style_scheme_manager_get_scheme(
         schemes, prefersDark() ? "Adwaita-dark" : "Adwaita");
-    for (size_t index = 0; index < files.files.size(); ++index) {
+    // A file that was added or deleted is compared with no file on the other side.
+    std::vector<std::string> paths = files.files;
+    heldFiles_.resize(paths.size());
+    if (paths.size() == 1 && (files.status == CVCLISerializedFileList::added ||
+                              files.status == CVCLISerializedFileList::deleted)) {
+        auto at = files.status == CVCLISerializedFileList::added ? 0 : 1;
+        paths.insert(paths.begin() + at, std::string());
+        heldFiles_.insert(heldFiles_.begin() + at, nullptr);
+    }
+    for (size_t index = 0; index < paths.size(); ++index) {
         auto side = std::make_unique<Side>();
-        side->path = files.files[index];
-        side->caption = side->path;
+        side->path = paths[index];
+        side->caption = side->path.empty() ? "No file" : side->path;
         side->buffer = gtk_source_buffer_new(nullptr);
         // The panes are read-only: an undo history would keep a second copy of every insertion.
         gtk_text_buffer_set_enable_undo(GTK_TEXT_BUFFER(side->buffer), FALSE);
@@ -456,7 +466,13 @@ void CorvaneFileComparisonView::startComparing() {
         if (!previous) {
             auto texts = std::make_shared<Texts>();
             for (size_t index = 0; index < paths.size(); ++index) {
-                texts->texts.push_back(readSide(index < held.size() ? held[index] : nullptr));
+                if (paths[index].empty()) {
+                    CorvaneText absent;
+                    absent.absent = true;
+                    texts->texts.push_back(absent);
+                } else {
+                    texts->texts.push_back(readSide(held[index]));
+                }
                 texts->lineStarts.push_back(CorvaneLineStarts(texts->texts.back().utf8));
             }
             result->sides = texts;
@@ -539,6 +555,9 @@ void CorvaneFileComparisonView::takeTexts(std::shared_ptr<const Texts> texts) {
         Side& side = *sides_[index];
         const CorvaneText& text = texts_->texts[index];
         std::string notice;
+        if (text.absent) {
+            notice = "No file on this side";
+        }
         if (text.decodedAsLatin1) {
             notice = "Not UTF-8: shown as Latin-1";
         }

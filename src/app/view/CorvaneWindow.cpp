@@ -10,6 +10,7 @@
 #include "app/view/CorvaneChangesetListView.h"
 #include "app/view/CorvaneFileComparisonView.h"
 #include "app/view/CorvaneMergeView.h"
+#include "model/CVCLISerializedFileList.h"
 #include "platform/CVCorvaneContract.h"
 
 // One tab: its page, its title and, for a comparison of files, the comparison view.
@@ -68,10 +69,16 @@ std::string mergeSide(const std::shared_ptr<CVHeldFile>& held) {
     return text.kind == CorvaneText::Kind::text ? text.utf8 : std::string();
 }
 
+// Two or three files, or one that was added or deleted (the other side was /dev/null).
+bool isComparisonOfFiles(const CorvaneFileList& files) {
+    return files.files.size() == 2 || files.files.size() == 3 ||
+           (files.files.size() == 1 && (files.status == CVCLISerializedFileList::added ||
+                                        files.status == CVCLISerializedFileList::deleted));
+}
+
 bool isComparisonOfFiles(const CorvaneDocument& document) {
     return document.kind == CorvaneDocumentKind::diff && document.fileLists.size() == 1 &&
-           (document.fileLists.front().files.size() == 2 ||
-            document.fileLists.front().files.size() == 3);
+           isComparisonOfFiles(document.fileLists.front());
 }
 
 }  // namespace
@@ -280,16 +287,14 @@ std::unique_ptr<Gtk::Widget> CorvaneWindow::makeChangesetPage(Tab& tab,
         }
         tab.comparison = nullptr;
         const CorvaneFileList& item = current->fileLists[fileListIndex];
-        if (item.files.size() >= 2) {
+        if (isComparisonOfFiles(item)) {
             auto* view = Gtk::make_managed<CorvaneFileComparisonView>(item);
             view->set_expand(true);
             tab.itemPane->append(*view);
             tab.comparison = view;
         } else {
-            // One side only: the file was added or deleted.
-            std::string word = item.status == 1 ? "Added: " : "Deleted: ";
             auto* only = Gtk::make_managed<Gtk::Label>(
-                word + (item.files.empty() ? std::string() : item.files.front()));
+                item.files.empty() ? std::string("This item names no file.") : item.files.front());
             only->set_expand(true);
             only->set_selectable(true);
             tab.itemPane->append(*only);

@@ -74,6 +74,11 @@ std::string titleOfDocument(const CorvaneDocument& document) {
                    : "Changeset of " + std::to_string(document.announcedFileLists.size()) +
                          " files";
     }
+    // A merge is named after the file it writes; its sides are temporary copies more often
+    // than not (git mergetool's NAME_LOCAL_PID.EXT).
+    if (document.kind == CorvaneDocumentKind::merge && document.outputFile) {
+        return distinguishingNames({*document.outputFile}).front() + " (merge)";
+    }
     const CorvaneFileList& first = document.fileLists.front();
     std::string title;
     if (first.label && !first.label->empty()) {

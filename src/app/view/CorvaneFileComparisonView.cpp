@@ -326,9 +326,6 @@ CorvaneFileComparisonView::CorvaneFileComparisonView(const CorvaneFileList& file
     panes_.set_hexpand(true);
     append(panes_);
 
-    GtkSourceStyleSchemeManager* schemes = gtk_source_style_scheme_manager_get_default();
-    GtkSourceStyleScheme* scheme = gtk_source_style_scheme_manager_get_scheme(
-        schemes, prefersDark() ? "Adwaita-dark" : "Adwaita");
     // A file that was added or deleted is compared with no file on the other side.
     std::vector<std::string> paths = files.files;
     heldFiles_.resize(paths.size());
@@ -345,18 +342,13 @@ CorvaneFileComparisonView::CorvaneFileComparisonView(const CorvaneFileList& file
         side->buffer = gtk_source_buffer_new(nullptr);
         // The panes are read-only: an undo history would keep a second copy of every insertion.
         gtk_text_buffer_set_enable_undo(GTK_TEXT_BUFFER(side->buffer), FALSE);
-        gtk_source_buffer_set_style_scheme(side->buffer, scheme);
         Side* painted = side.get();
         side->view = CorvaneSourceViewNew(
             side->buffer, [painted](GtkSnapshot* snapshot, const GdkRectangle& visible) {
                 painted->paintBelowText(snapshot, visible);
             });
-        GtkTextView* text = GTK_TEXT_VIEW(side->view);
-        gtk_text_view_set_editable(text, FALSE);
-        gtk_text_view_set_monospace(text, TRUE);
-        gtk_text_view_set_left_margin(text, 6);
-        gtk_source_view_set_show_line_numbers(GTK_SOURCE_VIEW(side->view), TRUE);
-        gtk_source_view_set_highlight_current_line(GTK_SOURCE_VIEW(side->view), FALSE);
+        gtk_text_view_set_editable(GTK_TEXT_VIEW(side->view), FALSE);
+        CorvaneStyleSourceView(side->view);
         // A line's number stays beside its first row, above the filler that may follow it.
         GtkSourceGutter* gutter =
             gtk_source_view_get_gutter(GTK_SOURCE_VIEW(side->view), GTK_TEXT_WINDOW_LEFT);
@@ -414,10 +406,24 @@ CorvaneFileComparisonView::CorvaneFileComparisonView(const CorvaneFileList& file
             band->queue_draw();
         }
     });
+    // The tints are chosen as they are painted; the text's scheme follows the desktop too.
+    if (auto settings = Gtk::Settings::get_default()) {
+        themeChanged_ =
+            settings->property_gtk_application_prefer_dark_theme().signal_changed().connect([this] {
+                for (auto& side : sides_) {
+                    gtk_source_buffer_set_style_scheme(side->buffer, CorvaneStyleScheme());
+                    gtk_widget_queue_draw(side->view);
+                }
+                for (auto& band : bands_) {
+                    band->queue_draw();
+                }
+            });
+    }
     startComparing();
 }
 
 CorvaneFileComparisonView::~CorvaneFileComparisonView() {
+    themeChanged_.disconnect();
     stopMeasuringFirstPaint();
     spinnerTimeout_.disconnect();
     insertIdle_.disconnect();
@@ -659,7 +665,6 @@ bool CorvaneFileComparisonView::insertNextSlice() {
 }
 
 void CorvaneFileComparisonView::finishShowing() {
-    GtkSourceLanguageManager* languages = gtk_source_language_manager_get_default();
     bool lineEndsDiffer = false;
     for (size_t index = 0; index < sides_.size(); ++index) {
         Side& side = *sides_[index];
@@ -668,14 +673,7 @@ void CorvaneFileComparisonView::finishShowing() {
             lineEndsDiffer = true;
         }
         if (gtk_source_buffer_get_language(side.buffer) == nullptr) {
-            gboolean uncertain = FALSE;
-            gchar* contentType = g_content_type_guess(
-                side.path.c_str(), reinterpret_cast<const guchar*>(text.utf8.data()),
-                std::min<size_t>(text.utf8.size(), 4096), &uncertain);
-            GtkSourceLanguage* language = gtk_source_language_manager_guess_language(
-                languages, side.path.c_str(), uncertain ? nullptr : contentType);
-            g_free(contentType);
-            gtk_source_buffer_set_language(side.buffer, language);
+            gtk_source_buffer_set_language(side.buffer, CorvaneGuessLanguage(side.path, text.utf8));
         }
         GtkTextIter start;
         gtk_text_buffer_get_start_iter(GTK_TEXT_BUFFER(side.buffer), &start);

@@ -95,6 +95,7 @@ private:
     int currentChange_ = -1;
     sigc::connection spinnerTimeout_;
     sigc::connection insertIdle_;
+    sigc::connection themeChanged_;
     // When the view was made (the tab opens right after the call is answered), and how long
     // after that the first frame showing the comparison was painted; -1 until then.
     gint64 createdAt_ = 0;

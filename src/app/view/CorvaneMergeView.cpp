@@ -1,15 +1,33 @@
 #include "app/view/CorvaneMergeView.h"
 
+#include <gtksourceview/gtksource.h>
+
 #include <algorithm>
+
+#include "app/view/CorvaneSourceView.h"
 
 namespace {
 
 using Choice = CorvaneMerge::Choice;
 
+// A source pane, highlighted as the output file's language; the container that takes it owns it.
+Gtk::TextView* sourcePane(const std::string& text, GtkSourceLanguage* language) {
+    GtkWidget* view = gtk_source_view_new();
+    CorvaneStyleSourceView(view);
+    GtkSourceBuffer* buffer = GTK_SOURCE_BUFFER(gtk_text_view_get_buffer(GTK_TEXT_VIEW(view)));
+    gtk_text_buffer_set_enable_undo(GTK_TEXT_BUFFER(buffer), FALSE);
+    gtk_source_buffer_set_language(buffer, language);
+    gtk_text_buffer_set_text(GTK_TEXT_BUFFER(buffer), text.data(), static_cast<int>(text.size()));
+    return Gtk::manage(Glib::wrap(GTK_TEXT_VIEW(view)));
+}
+
 Gtk::Widget& paneWithHeader(const std::string& header, Gtk::TextView& text) {
     auto* box = Gtk::make_managed<Gtk::Box>(Gtk::Orientation::VERTICAL);
     auto* caption = Gtk::make_managed<Gtk::Label>(header);
     caption->set_xalign(0);
+    caption->set_margin(6);
+    caption->add_css_class("heading");
+    caption->set_tooltip_text(header);
     caption->set_ellipsize(Pango::EllipsizeMode::START);
     auto* scroller = Gtk::make_managed<Gtk::ScrolledWindow>();
     scroller->set_child(text);
@@ -89,19 +107,17 @@ CorvaneMergeView::CorvaneMergeView(std::unique_ptr<CorvaneMerge> merge,
         sides.emplace_back(headers[2], &*merge_->base());
     }
     sides.emplace_back(headers[1], &merge_->right());
+    GtkSourceLanguage* language = CorvaneGuessLanguage(merge_->outputPath(), merge_->left());
     for (const auto& [header, text] : sides) {
-        auto view = std::make_unique<Gtk::TextView>();
+        Gtk::TextView* view = sourcePane(*text, language);
         view->set_editable(false);
-        view->set_monospace(true);
-        view->get_buffer()->set_text(*text);
         sides_.append(paneWithHeader(header, *view));
-        sideViews_.push_back(std::move(view));
     }
     sides_.set_homogeneous(true);
     sides_.set_spacing(6);
 
-    result_.set_monospace(true);
-    auto buffer = result_.get_buffer();
+    result_ = sourcePane("", language);
+    auto buffer = result_->get_buffer();
     conflictTag_ = buffer->create_tag("conflict");
     conflictTag_->property_paragraph_background() = "rgba(224, 27, 36, 0.18)";
     currentTag_ = buffer->create_tag("current");
@@ -124,7 +140,7 @@ CorvaneMergeView::CorvaneMergeView(std::unique_ptr<CorvaneMerge> merge,
     });
 
     vertical_.set_start_child(sides_);
-    vertical_.set_end_child(paneWithHeader("Result", result_));
+    vertical_.set_end_child(paneWithHeader("Result: " + merge_->outputPath(), *result_));
     vertical_.set_vexpand(true);
     append(toolbar_);
     append(message_);
@@ -136,7 +152,7 @@ CorvaneMergeView::CorvaneMergeView(std::unique_ptr<CorvaneMerge> merge,
 void CorvaneMergeView::showResult() {
     updatingResult_ = true;
     shownResult_ = merge_->resultText();
-    result_.get_buffer()->set_text(shownResult_);
+    result_->get_buffer()->set_text(shownResult_);
     updatingResult_ = false;
     updateStatus();
 }
@@ -155,8 +171,8 @@ Gtk::TextBuffer::iterator CorvaneMergeView::iteratorAt(size_t byteOffset) {
         shownResult_.begin(), shownResult_.begin() + static_cast<long>(byteOffset), '\n'));
     size_t lineStart = shownResult_.rfind('\n', byteOffset == 0 ? 0 : byteOffset - 1);
     lineStart = lineStart == std::string::npos || byteOffset == 0 ? 0 : lineStart + 1;
-    return result_.get_buffer()->get_iter_at_line_index(line,
-                                                        static_cast<int>(byteOffset - lineStart));
+    return result_->get_buffer()->get_iter_at_line_index(line,
+                                                         static_cast<int>(byteOffset - lineStart));
 }
 
 void CorvaneMergeView::resultInserted(const Gtk::TextBuffer::iterator& at,
@@ -198,7 +214,7 @@ void CorvaneMergeView::updateStatus() {
     enable("previous-conflict", hasCurrent_ && merge_->previousConflict(current_).has_value());
 
     // Marks: every unresolved conflict in red, the current conflict in blue.
-    auto buffer = result_.get_buffer();
+    auto buffer = result_->get_buffer();
     buffer->remove_all_tags(buffer->begin(), buffer->end());
     std::vector<size_t> offsets = merge_->regionOffsets();
     for (size_t region = 0; region < regions.size(); ++region) {
@@ -221,8 +237,8 @@ bool CorvaneMergeView::showNextConflict() {
     hasCurrent_ = true;
     updateStatus();
     auto at = iteratorAt(merge_->regionOffsets()[current_]);
-    result_.get_buffer()->place_cursor(at);
-    result_.scroll_to(at, 0.2);
+    result_->get_buffer()->place_cursor(at);
+    result_->scroll_to(at, 0.2);
     return true;
 }
 
@@ -237,8 +253,8 @@ bool CorvaneMergeView::showPreviousConflict() {
     current_ = *previous;
     updateStatus();
     auto at = iteratorAt(merge_->regionOffsets()[current_]);
-    result_.get_buffer()->place_cursor(at);
-    result_.scroll_to(at, 0.2);
+    result_->get_buffer()->place_cursor(at);
+    result_->scroll_to(at, 0.2);
     return true;
 }
 

@@ -59,8 +59,8 @@ private:
     Gtk::Label message_;
     Gtk::Paned vertical_{Gtk::Orientation::VERTICAL};
     Gtk::Box sides_{Gtk::Orientation::HORIZONTAL};
-    std::vector<std::unique_ptr<Gtk::TextView>> sideViews_;
-    Gtk::TextView result_;
+    // The result pane, owned by its container.
+    Gtk::TextView* result_ = nullptr;
     Glib::RefPtr<Gtk::TextBuffer::Tag> conflictTag_, currentTag_;
     std::unique_ptr<Gtk::MessageDialog> dialog_;
     std::function<void()> answer_;

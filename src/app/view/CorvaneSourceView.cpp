@@ -1,5 +1,9 @@
 #include "app/view/CorvaneSourceView.h"
 
+#include <gtk/gtk.h>
+
+#include <algorithm>
+
 namespace {
 
 struct CorvaneSourceView {
@@ -50,4 +54,35 @@ GtkWidget* CorvaneSourceViewNew(GtkSourceBuffer* buffer, CorvaneBelowTextPainter
         g_object_new(corvane_source_view_get_type(), "buffer", buffer, nullptr));
     view->painter = new CorvaneBelowTextPainter(std::move(painter));
     return GTK_WIDGET(view);
+}
+
+GtkSourceStyleScheme* CorvaneStyleScheme() {
+    GtkSettings* settings = gtk_settings_get_default();
+    gboolean dark = FALSE;
+    if (settings != nullptr) {
+        g_object_get(settings, "gtk-application-prefer-dark-theme", &dark, nullptr);
+    }
+    return gtk_source_style_scheme_manager_get_scheme(gtk_source_style_scheme_manager_get_default(),
+                                                      dark ? "Adwaita-dark" : "Adwaita");
+}
+
+GtkSourceLanguage* CorvaneGuessLanguage(const std::string& path, std::string_view text) {
+    gboolean uncertain = FALSE;
+    gchar* contentType =
+        g_content_type_guess(path.c_str(), reinterpret_cast<const guchar*>(text.data()),
+                             std::min<size_t>(text.size(), 4096), &uncertain);
+    GtkSourceLanguage* language = gtk_source_language_manager_guess_language(
+        gtk_source_language_manager_get_default(), path.c_str(), uncertain ? nullptr : contentType);
+    g_free(contentType);
+    return language;
+}
+
+void CorvaneStyleSourceView(GtkWidget* view) {
+    GtkTextView* text = GTK_TEXT_VIEW(view);
+    gtk_text_view_set_monospace(text, TRUE);
+    gtk_text_view_set_left_margin(text, 6);
+    gtk_source_view_set_show_line_numbers(GTK_SOURCE_VIEW(view), TRUE);
+    gtk_source_view_set_highlight_current_line(GTK_SOURCE_VIEW(view), FALSE);
+    gtk_source_buffer_set_style_scheme(GTK_SOURCE_BUFFER(gtk_text_view_get_buffer(text)),
+                                       CorvaneStyleScheme());
 }

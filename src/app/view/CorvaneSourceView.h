@@ -3,6 +3,8 @@
 #include <gtksourceview/gtksource.h>
 
 #include <functional>
+#include <string>
+#include <string_view>
 
 // Paints below a source view's text, in buffer coordinates, given the part of the buffer that is
 // visible. Called on every frame: it should paint only what is visible.
@@ -12,3 +14,13 @@ using CorvaneBelowTextPainter =
 // A GtkSourceView whose owner paints below its text: tints that cost nothing until they are
 // seen, where text tags would be applied to the whole buffer before the first frame.
 GtkWidget* CorvaneSourceViewNew(GtkSourceBuffer* buffer, CorvaneBelowTextPainter painter);
+
+// The style scheme the panes use: GtkSourceView's Adwaita, dark when the desktop prefers dark.
+GtkSourceStyleScheme* CorvaneStyleScheme();
+
+// The language of a file for highlighting, from its name and the start of its text; null for
+// plain text.
+GtkSourceLanguage* CorvaneGuessLanguage(const std::string& path, std::string_view text);
+
+// Makes a source view read as a diff pane: monospace, line numbers, a small margin, the scheme.
+void CorvaneStyleSourceView(GtkWidget* view);

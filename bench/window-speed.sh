@@ -31,6 +31,7 @@ if [ "${COLD:-0}" != 1 ]; then
     cvdiff "$work/a" "$work/b"
     sleep 1
 fi
+before=$(grep VmRSS "/proc/$(pgrep -n -x Corvane)/status" | tr -s ' ')
 start=$(date +%s.%N)
 cvdiff "$work/left.cpp" "$work/right.cpp"
 called=$(date +%s.%N)
@@ -44,7 +45,7 @@ echo "files: $(du -h "$work/left.cpp" | cut -f1) each, $lines lines, $changes ch
 echo "call answered (tool's run): $(echo "($called - $start) * 1000" | bc) ms"
 echo "tab opened to first frame showing the comparison (measured inside): ${painted#*:} ms"
 grep -o '"microseconds":[0-9.]*' "$CORVANE_JOURNAL" | tail -1 | sed 's/^/application own time per request /'
-grep VmHWM "/proc/$pid/status"
+echo "before the call: $before; peak: $(grep VmHWM "/proc/$pid/status" | tr -s ' ')"
 Corvane --quit
 eval "$(scripts/testbed.sh stop)" >/dev/null
 rm -rf "$work"

@@ -226,10 +226,6 @@ CorvaneInlineDiff CorvaneCompareInline(const std::vector<std::string_view>& left
     std::string rightBuffer;
     std::vector<Token> leftTokens = tokenize(leftLines, leftBuffer);
     std::vector<Token> rightTokens = tokenize(rightLines, rightBuffer);
-    if (leftTokens.size() > kCorvaneInlineTokenLimit ||
-        rightTokens.size() > kCorvaneInlineTokenLimit) {
-        return result;
-    }
     // The tokens both sides begin and end with are not changed; what is left between is often
     // a single token a side (one word edited), which needs no diff at all.
     auto text = [](const std::vector<std::string_view>& lines, const Token& token) {
@@ -258,6 +254,9 @@ CorvaneInlineDiff CorvaneCompareInline(const std::vector<std::string_view>& left
     std::size_t rightMiddle = rightTokens.size() - prefix - suffix;
     std::vector<bool> leftChanged(leftTokens.size());
     std::vector<bool> rightChanged(rightTokens.size());
+    if (leftMiddle > kCorvaneInlineTokenLimit || rightMiddle > kCorvaneInlineTokenLimit) {
+        return result;
+    }
     if (leftMiddle <= 1 || rightMiddle <= 1) {
         std::fill_n(leftChanged.begin() + static_cast<std::ptrdiff_t>(prefix), leftMiddle, true);
         std::fill_n(rightChanged.begin() + static_cast<std::ptrdiff_t>(prefix), rightMiddle, true);

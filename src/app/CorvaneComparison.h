@@ -65,8 +65,9 @@ struct CorvaneInlineDiff {
 
 // The changed words of a changed chunk: each side is cut into words, runs of white space and
 // single marks, and the two sequences are diffed. Spans never split a UTF-8 sequence. Lines may
-// end with their line feed (ignored). Past kCorvaneInlineTokenLimit tokens a side, the chunk is
-// left without spans (its lines stay tinted as a whole).
+// end with their line feed (ignored). When what differs between the tokens both sides begin and
+// end with is past kCorvaneInlineTokenLimit tokens a side, the chunk is left without spans (its
+// lines stay tinted as a whole).
 CorvaneInlineDiff CorvaneCompareInline(const std::vector<std::string_view>& leftLines,
                                        const std::vector<std::string_view>& rightLines);
 inline constexpr std::size_t kCorvaneInlineTokenLimit = 100000;

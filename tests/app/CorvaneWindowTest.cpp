@@ -134,6 +134,36 @@ TEST_F(ACorvaneWindow, ShowsTwoFilesAlignedWithTheirChangesTintedAndWalksThem) {
     EXPECT_EQ(bed_.runApplication({"--describe", GUID}).status, 1);
 }
 
+TEST_F(ACorvaneWindow, ShowsTextsTooLargeForASourceViewInPlainPanesWithTheSameMarks) {
+    // Past 200,000 lines, and a line of 100 KB: plain panes, drawn from the text.
+    std::string many;
+    for (int line = 0; line < 200005; ++line) {
+        many += "line " + std::to_string(line) + "\n";
+    }
+    std::string changed = many;
+    changed.replace(changed.find("line 150000\n"), 11, "line 150000 changed");
+    std::string wide(100000, 'w');
+    struct LargeCase {
+        std::string left, right;
+        int changedLine;
+    };
+    const LargeCase cases[] = {{many, changed, 150000}, {wide + "\n", wide + "x\n", 0}};
+    int number = 0;
+    for (const LargeCase& sample : cases) {
+        ++number;
+        std::string GUID = compare({write("large-l" + std::to_string(number), sample.left),
+                                    write("large-r" + std::to_string(number), sample.right)});
+        json tab = shown(GUID);
+        EXPECT_EQ(tab["panes"][0]["large"], true) << number;
+        EXPECT_EQ(tab["panes"][0]["notice"], "Large text: shown plain") << number;
+        EXPECT_EQ(tab["changeCount"], 1) << number;
+        EXPECT_EQ(tints(tab["panes"][1]), json({{"changed", sample.changedLine, 1}})) << number;
+        EXPECT_GT(tab["panes"][1]["highlightedSpans"], 0) << number;
+        activate(GUID, "next-change");
+        EXPECT_EQ(describe(GUID)["status"], "Change 1 of 1") << number;
+    }
+}
+
 TEST_F(ACorvaneWindow, SaysPlainlyWhatItCannotShowAsADiff) {
     struct Case {
         std::string left, right;

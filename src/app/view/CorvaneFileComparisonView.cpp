@@ -1,5 +1,6 @@
 #include "app/view/CorvaneFileComparisonView.h"
 
+#include "app/view/CorvaneLargeTextPane.h"
 #include "app/view/CorvaneSourceView.h"
 #include "model/CVCLISerializedFileList.h"
 
@@ -15,6 +16,11 @@ namespace {
 constexpr size_t kSliceBytes = 1 << 20;
 // Changed words are looked for in chunks up to this many lines a side.
 constexpr int kInlineLineLimit = 200;
+// Texts past any of these are shown in plain large-text panes: a source view would take seconds
+// and several times the text's size in memory to hold them.
+constexpr size_t kLargeTextBytes = 8 << 20;
+constexpr size_t kLargeTextLines = 200000;
+constexpr size_t kLargeTextLineBytes = 64 << 10;
 // The spinner appears when the comparison takes longer than this.
 constexpr unsigned kSpinnerDelayMilliseconds = 100;
 
@@ -133,7 +139,11 @@ struct CorvaneFileComparisonView::Side {
     Gtk::Label notice;
     Gtk::ScrolledWindow scroller;
     size_t insertedBytes = 0;
-    std::vector<size_t> lineStarts;
+    // Where each line of the side's text begins (the texts' own, not a copy).
+    const std::vector<size_t>* lineStarts = nullptr;
+    int lineCount() const {
+        return lineStarts == nullptr ? 0 : static_cast<int>(lineStarts->size());
+    }
     // Filler below a line (pixels), and above the first one.
     std::map<int, int> fillerBelow;
     int fillerAbove = 0;
@@ -151,9 +161,24 @@ struct CorvaneFileComparisonView::Side {
     std::vector<Tint> gaps;
     std::vector<GtkTextTag*> fillerTags;
 
+    // For a text too large for the source view: the pane that shows it instead (owned by box).
+    CorvaneLargeTextPane* large = nullptr;
+
     void paintBelowText(GtkSnapshot* snapshot, const GdkRectangle& visible) const;
-    // The pixels a line's own rows take, without the filler below it.
+    // Geometry, in content coordinates (before scrolling), for either kind of pane:
+    // the pixels a line's own rows take, without the filler below it;
     void rowsOfLines(int first, int count, double* top, double* bottom) const;
+    // the top of a line, or past the last one the bottom of everything;
+    double topOfLine(int line) const;
+    // the line at y, and the part of the content in view;
+    int lineAtY(double y) const;
+    GdkRectangle visible() const;
+    // where the bytes [start, end) of a line are, one rectangle per row they take;
+    std::vector<graphene_rect_t> areasOfBytes(int line, int start, int end,
+                                              const GdkRectangle& visible) const;
+    // the widget the content is drawn in, and a content y in its coordinates.
+    GtkWidget* canvas() const { return large != nullptr ? GTK_WIDGET(large->gobj()) : view; }
+    double canvasY(double y) const;
 
     ~Side() {
         if (buffer != nullptr) {
@@ -164,6 +189,12 @@ struct CorvaneFileComparisonView::Side {
 
 void CorvaneFileComparisonView::Side::rowsOfLines(int first, int count, double* top,
                                                   double* bottom) const {
+    int last = first + count - 1;
+    if (large != nullptr) {
+        *top = large->topOfLine(first);
+        *bottom = large->bottomOfLine(last);
+        return;
+    }
     GtkTextView* text = GTK_TEXT_VIEW(view);
     GtkTextBuffer* textBuffer = GTK_TEXT_BUFFER(buffer);
     GtkTextIter iterator;
@@ -172,7 +203,6 @@ void CorvaneFileComparisonView::Side::rowsOfLines(int first, int count, double* 
     gtk_text_buffer_get_iter_at_line(textBuffer, &iterator, first);
     gtk_text_view_get_line_yrange(text, &iterator, &y, &height);
     *top = y + (first == 0 ? fillerAbove : 0);
-    int last = first + count - 1;
     if (last != first) {
         gtk_text_buffer_get_iter_at_line(textBuffer, &iterator, last);
         gtk_text_view_get_line_yrange(text, &iterator, &y, &height);
@@ -181,19 +211,102 @@ void CorvaneFileComparisonView::Side::rowsOfLines(int first, int count, double* 
     *bottom = y + height - (filler == fillerBelow.end() ? 0 : filler->second);
 }
 
+double CorvaneFileComparisonView::Side::topOfLine(int line) const {
+    if (large != nullptr) {
+        return line < large->lineCount() ? large->topOfLine(line) : large->contentHeight();
+    }
+    GtkTextView* text = GTK_TEXT_VIEW(view);
+    GtkTextBuffer* textBuffer = GTK_TEXT_BUFFER(buffer);
+    GtkTextIter iterator;
+    int y = 0;
+    int height = 0;
+    if (line < gtk_text_buffer_get_line_count(textBuffer)) {
+        gtk_text_buffer_get_iter_at_line(textBuffer, &iterator, line);
+        gtk_text_view_get_line_yrange(text, &iterator, &y, &height);
+        return y;
+    }
+    gtk_text_buffer_get_end_iter(textBuffer, &iterator);
+    gtk_text_view_get_line_yrange(text, &iterator, &y, &height);
+    return y + height;
+}
+
+int CorvaneFileComparisonView::Side::lineAtY(double y) const {
+    if (large != nullptr) {
+        return large->lineAtY(y);
+    }
+    GtkTextIter iterator;
+    int unused = 0;
+    gtk_text_view_get_line_at_y(GTK_TEXT_VIEW(view), &iterator, static_cast<int>(y), &unused);
+    return gtk_text_iter_get_line(&iterator);
+}
+
+GdkRectangle CorvaneFileComparisonView::Side::visible() const {
+    if (large != nullptr) {
+        return *large->visibleRect().gobj();
+    }
+    GdkRectangle rectangle;
+    gtk_text_view_get_visible_rect(GTK_TEXT_VIEW(view), &rectangle);
+    return rectangle;
+}
+
+double CorvaneFileComparisonView::Side::canvasY(double y) const {
+    if (large != nullptr) {
+        return y - large->visibleRect().get_y();
+    }
+    int windowX = 0;
+    int windowY = 0;
+    gtk_text_view_buffer_to_window_coords(GTK_TEXT_VIEW(view), GTK_TEXT_WINDOW_WIDGET, 0,
+                                          static_cast<int>(y), &windowX, &windowY);
+    return windowY;
+}
+
+std::vector<graphene_rect_t> CorvaneFileComparisonView::Side::areasOfBytes(
+    int line, int start, int end, const GdkRectangle& visible) const {
+    if (large != nullptr) {
+        auto [left, right] = large->spanX(line, start, end);
+        return {graphene_rect_t{
+            {static_cast<float>(left), static_cast<float>(large->topOfLine(line))},
+            {static_cast<float>(right - left), static_cast<float>(large->rowHeight())}}};
+    }
+    GtkTextView* text = GTK_TEXT_VIEW(view);
+    GtkTextBuffer* textBuffer = GTK_TEXT_BUFFER(buffer);
+    GtkTextIter lineStart;
+    gtk_text_buffer_get_iter_at_line(textBuffer, &lineStart, line);
+    if (end > gtk_text_iter_get_bytes_in_line(&lineStart)) {
+        return {};
+    }
+    GtkTextIter from, to;
+    gtk_text_buffer_get_iter_at_line_index(textBuffer, &from, line, start);
+    gtk_text_buffer_get_iter_at_line_index(textBuffer, &to, line, end);
+    GdkRectangle a, b;
+    gtk_text_view_get_iter_location(text, &from, &a);
+    gtk_text_view_get_iter_location(text, &to, &b);
+    auto area = [](double x, double y, double width, double height) {
+        return graphene_rect_t{{static_cast<float>(x), static_cast<float>(y)},
+                               {static_cast<float>(width), static_cast<float>(height)}};
+    };
+    if (a.y == b.y) {
+        return {area(a.x, a.y, b.x - a.x, a.height)};
+    }
+    // A wrapped span: to the end of its first row, whole rows, then its last row's start.
+    double right = visible.x + visible.width;
+    std::vector<graphene_rect_t> areas = {area(a.x, a.y, right - a.x, a.height)};
+    if (b.y > a.y + a.height) {
+        areas.push_back(area(0, a.y + a.height, right, b.y - a.y - a.height));
+    }
+    if (b.x > 0) {
+        areas.push_back(area(0, b.y, b.x, b.height));
+    }
+    return areas;
+}
+
 void CorvaneFileComparisonView::Side::paintBelowText(GtkSnapshot* snapshot,
                                                      const GdkRectangle& visible) const {
     if (tinted.empty() && gaps.empty()) {
         return;
     }
-    GtkTextView* text = GTK_TEXT_VIEW(view);
-    GtkTextBuffer* textBuffer = GTK_TEXT_BUFFER(buffer);
-    GtkTextIter iterator;
-    int unused = 0;
-    gtk_text_view_get_line_at_y(text, &iterator, visible.y, &unused);
-    int firstLine = gtk_text_iter_get_line(&iterator);
-    gtk_text_view_get_line_at_y(text, &iterator, visible.y + visible.height, &unused);
-    int lastLine = gtk_text_iter_get_line(&iterator);
+    int firstLine = lineAtY(visible.y);
+    int lastLine = lineAtY(visible.y + visible.height);
     auto across = [&](double top, double bottom) {
         return graphene_rect_t{
             {static_cast<float>(visible.x), static_cast<float>(top)},
@@ -220,12 +333,10 @@ void CorvaneFileComparisonView::Side::paintBelowText(GtkSnapshot* snapshot,
         if (gap->start == 0) {
             bottom = fillerAbove;
         } else {
-            gtk_text_buffer_get_iter_at_line(textBuffer, &iterator, gap->start - 1);
-            int y = 0, height = 0;
-            gtk_text_view_get_line_yrange(text, &iterator, &y, &height);
+            double unused = 0;
+            rowsOfLines(gap->start - 1, 1, &unused, &top);
             auto filler = fillerBelow.find(gap->start - 1);
-            bottom = y + height;
-            top = bottom - (filler == fillerBelow.end() ? 0 : filler->second);
+            bottom = top + (filler == fillerBelow.end() ? 0 : filler->second);
         }
         GdkRGBA faint = rgba(colourOf(gap->kind, false), 0.45f);
         GdkRGBA edge = rgba(colourOf(gap->kind, true));
@@ -247,38 +358,14 @@ void CorvaneFileComparisonView::Side::paintBelowText(GtkSnapshot* snapshot,
             [](int number, const Tint& candidate) { return number < candidate.start; });
         Mark mark = kind != tinted.begin() ? std::prev(kind)->kind : Mark::changed;
         GdkRGBA colour = rgba(colourOf(mark, true));
-        GtkTextIter lineStart;
-        gtk_text_buffer_get_iter_at_line(textBuffer, &lineStart, line->first);
-        int lineBytes = gtk_text_iter_get_bytes_in_line(&lineStart);
         for (const CorvaneSpan& span : line->second) {
-            if (span.start >= span.end || span.end > lineBytes) {
+            if (span.start >= span.end) {
                 continue;
             }
-            GtkTextIter start, end;
-            gtk_text_buffer_get_iter_at_line_index(textBuffer, &start, line->first, span.start);
-            gtk_text_buffer_get_iter_at_line_index(textBuffer, &end, line->first, span.end);
-            GdkRectangle from, to;
-            gtk_text_view_get_iter_location(text, &start, &from);
-            gtk_text_view_get_iter_location(text, &end, &to);
-            if (from.y == to.y) {
-                graphene_rect_t area{
-                    {static_cast<float>(from.x), static_cast<float>(from.y)},
-                    {static_cast<float>(to.x - from.x), static_cast<float>(from.height)}};
-                gtk_snapshot_append_color(snapshot, &colour, &area);
-                continue;
-            }
-            // A wrapped span: to the end of its first row, whole rows, then its last row's start.
-            float right = static_cast<float>(visible.x + visible.width);
-            graphene_rect_t first{
-                {static_cast<float>(from.x), static_cast<float>(from.y)},
-                {right - static_cast<float>(from.x), static_cast<float>(from.height)}};
-            graphene_rect_t middle{{0.0f, static_cast<float>(from.y + from.height)},
-                                   {right, static_cast<float>(to.y - from.y - from.height)}};
-            graphene_rect_t last{{0.0f, static_cast<float>(to.y)},
-                                 {static_cast<float>(to.x), static_cast<float>(to.height)}};
-            for (const graphene_rect_t* area : {&first, &middle, &last}) {
-                if (area->size.width > 0 && area->size.height > 0) {
-                    gtk_snapshot_append_color(snapshot, &colour, area);
+            for (const graphene_rect_t& area :
+                 areasOfBytes(line->first, span.start, span.end, visible)) {
+                if (area.size.width > 0 && area.size.height > 0) {
+                    gtk_snapshot_append_color(snapshot, &colour, &area);
                 }
             }
         }
@@ -294,6 +381,9 @@ struct CorvaneFileComparisonView::Job {
 struct CorvaneFileComparisonView::Texts {
     std::vector<CorvaneText> texts;
     std::vector<std::vector<size_t>> lineStarts;
+
+    // Whether a text is too large, or has too long a line, for a source view.
+    bool needLargePanes() const;
 };
 
 struct CorvaneFileComparisonView::Result {
@@ -571,12 +661,80 @@ void CorvaneFileComparisonView::takeTexts(std::shared_ptr<const Texts> texts) {
             notice += std::string(notice.empty() ? "" : " \u00b7 ") + "CRLF line ends";
         }
         side.notice.set_text(notice);
-        side.lineStarts = texts_->lineStarts[index];
+        side.lineStarts = &texts_->lineStarts[index];
     }
+}
+
+bool CorvaneFileComparisonView::Texts::needLargePanes() const {
+    for (size_t index = 0; index < texts.size(); ++index) {
+        const std::vector<size_t>& starts = lineStarts[index];
+        if (texts[index].utf8.size() > kLargeTextBytes || starts.size() > kLargeTextLines) {
+            return true;
+        }
+        for (size_t line = 0; line < starts.size(); ++line) {
+            size_t end = line + 1 < starts.size() ? starts[line + 1] : texts[index].utf8.size();
+            if (end - starts[line] > kLargeTextLineBytes) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+void CorvaneFileComparisonView::useLargePanes() {
+    largeVertical_ = Gtk::Adjustment::create(0, 0, 1);
+    std::vector<Gtk::Scrollbar*> bars;
+    for (auto& side : sides_) {
+        side->scroller.set_visible(false);
+        auto horizontal = Gtk::Adjustment::create(0, 0, 1);
+        auto* pane = Gtk::make_managed<CorvaneLargeTextPane>(largeVertical_, horizontal);
+        Side* painted = side.get();
+        pane->paintBelowText = [painted](GtkSnapshot* snapshot, const GdkRectangle& visible) {
+            painted->paintBelowText(snapshot, visible);
+        };
+        side->large = pane;
+        side->box.append(*pane);
+        auto* bar = Gtk::make_managed<Gtk::Scrollbar>(horizontal, Gtk::Orientation::HORIZONTAL);
+        side->box.append(*bar);
+        bars.push_back(bar);
+        std::string notice = side->notice.get_text();
+        side->notice.set_text(notice + (notice.empty() ? "" : " \u00b7 ") +
+                              "Large text: shown plain");
+    }
+    auto* vertical = Gtk::make_managed<Gtk::Scrollbar>(largeVertical_, Gtk::Orientation::VERTICAL);
+    panes_.append(*vertical);
+    // Scroll bars only where there is something to scroll.
+    auto showWhenScrollable = [](Gtk::Scrollbar* bar) {
+        auto adjustment = bar->get_adjustment();
+        adjustment->signal_changed().connect([bar, adjustment] {
+            bar->set_visible(adjustment->get_upper() - adjustment->get_lower() >
+                             adjustment->get_page_size());
+        });
+    };
+    showWhenScrollable(vertical);
+    for (Gtk::Scrollbar* bar : bars) {
+        showWhenScrollable(bar);
+    }
+    largeVertical_->signal_value_changed().connect([this] {
+        for (auto& band : bands_) {
+            band->queue_draw();
+        }
+    });
 }
 
 void CorvaneFileComparisonView::showTexts(std::shared_ptr<const Texts> texts) {
     takeTexts(std::move(texts));
+    if (texts_->needLargePanes()) {
+        useLargePanes();
+        for (size_t index = 0; index < sides_.size(); ++index) {
+            sides_[index]->large->setText(texts_->texts[index].utf8, &texts_->lineStarts[index]);
+        }
+        textsInserted_ = true;
+        if (result_ && result_->sides == texts_) {
+            finishShowing();
+        }
+        return;
+    }
     // The text goes in slice by slice; the marks follow once every pane is full and the
     // comparison is there.
     // The text goes in while the panes show no buffer: a view lays out again on every
@@ -665,6 +823,11 @@ bool CorvaneFileComparisonView::insertNextSlice() {
 }
 
 void CorvaneFileComparisonView::finishShowing() {
+    if (largeVertical_) {
+        applyComparison();
+        showShown();
+        return;
+    }
     bool lineEndsDiffer = false;
     for (size_t index = 0; index < sides_.size(); ++index) {
         Side& side = *sides_[index];
@@ -689,6 +852,10 @@ void CorvaneFileComparisonView::finishShowing() {
         gtk_source_space_drawer_set_enable_matrix(drawer, lineEndsDiffer);
     }
     applyComparison();
+    showShown();
+}
+
+void CorvaneFileComparisonView::showShown() {
     spinnerTimeout_.disconnect();
     spinner_.stop();
     spinner_.set_visible(false);
@@ -761,6 +928,9 @@ void CorvaneFileComparisonView::updateStatus() {
 }
 
 int CorvaneFileComparisonView::lineHeight(const Side& side) const {
+    if (side.large != nullptr) {
+        return side.large->rowHeight();
+    }
     auto* layout = gtk_widget_create_pango_layout(side.view, "Xy");
     int width = 0;
     int height = 0;
@@ -790,7 +960,7 @@ void CorvaneFileComparisonView::clearMarks() {
 void CorvaneFileComparisonView::applyComparison() {
     markBuffers();
     for (auto& side : sides_) {
-        gtk_widget_queue_draw(side->view);
+        gtk_widget_queue_draw(side->canvas());
     }
     for (auto& band : bands_) {
         band->queue_draw();
@@ -858,7 +1028,7 @@ void CorvaneFileComparisonView::markBuffers() {
     // Alignment: lines that are equal across every pane are anchors; between two anchors each
     // pane gets filler below its last line up to the tallest pane's line count.
     size_t reference = sides_.size() == 3 ? 1 : 0;
-    int referenceLines = static_cast<int>(sides_[reference]->lineStarts.size());
+    int referenceLines = sides_[reference]->lineCount();
     // For each pair, the other side's line of each reference line, -1 where not equal.
     std::vector<std::vector<int>> partner(sides_.size());
     for (size_t index = 0; index < sides_.size(); ++index) {
@@ -912,7 +1082,7 @@ void CorvaneFileComparisonView::markBuffers() {
         }
     }
     for (size_t index = 0; index < sides_.size(); ++index) {
-        lines[index] = static_cast<int>(sides_[index]->lineStarts.size());
+        lines[index] = sides_[index]->lineCount();
     }
     anchor(lines);
 
@@ -931,7 +1101,15 @@ void CorvaneFileComparisonView::markBuffers() {
             }
             return tag;
         };
-        int lineCount = static_cast<int>(side.lineStarts.size());
+        int lineCount = side.lineCount();
+        if (side.large != nullptr) {
+            for (const auto& [line, rows] : rowsBelow[index]) {
+                side.fillerBelow[line] = rows * height;
+            }
+            side.fillerAbove = rowsAbove[index] * height;
+            side.large->setFiller(side.fillerAbove, side.fillerBelow);
+            continue;
+        }
         for (const auto& [line, rows] : rowsBelow[index]) {
             int pixels = rows * height;
             side.fillerBelow[line] = pixels;
@@ -1018,6 +1196,12 @@ bool CorvaneFileComparisonView::showChange(int index) {
     bool leftHasLines = change.chunk->left.count > 0;
     Side& side = *sides_[change.pair + (leftHasLines ? 0 : 1)];
     int line = leftHasLines ? change.chunk->left.start : change.chunk->right.start;
+    if (side.large != nullptr) {
+        largeVertical_->set_value(side.large->topOfLine(line) -
+                                  0.3 * largeVertical_->get_page_size());
+        updateStatus();
+        return true;
+    }
     GtkTextIter iterator;
     gtk_text_buffer_get_iter_at_line(GTK_TEXT_BUFFER(side.buffer), &iterator, line);
     gtk_text_buffer_place_cursor(GTK_TEXT_BUFFER(side.buffer), &iterator);
@@ -1054,28 +1238,12 @@ void CorvaneFileComparisonView::drawBands(const Cairo::RefPtr<Cairo::Context>& c
     Side* both[2] = {sides_[pair].get(), sides_[pair + 1].get()};
     // The top of a line in the band's coordinates; past the last line, the bottom of the text.
     auto topOf = [&](Side& side, int line) {
-        GtkTextView* view = GTK_TEXT_VIEW(side.view);
-        GtkTextBuffer* buffer = GTK_TEXT_BUFFER(side.buffer);
-        GtkTextIter iterator;
-        int y = 0;
-        int lineHeightWithFiller = 0;
-        int lines = gtk_text_buffer_get_line_count(buffer);
-        if (line < lines) {
-            gtk_text_buffer_get_iter_at_line(buffer, &iterator, line);
-            gtk_text_view_get_line_yrange(view, &iterator, &y, &lineHeightWithFiller);
-        } else {
-            gtk_text_buffer_get_end_iter(buffer, &iterator);
-            gtk_text_view_get_line_yrange(view, &iterator, &y, &lineHeightWithFiller);
-            y += lineHeightWithFiller;
-        }
-        int windowX = 0;
-        int windowY = 0;
-        gtk_text_view_buffer_to_window_coords(view, GTK_TEXT_WINDOW_WIDGET, 0, y, &windowX,
-                                              &windowY);
-        graphene_point_t from{0.0f, static_cast<float>(windowY)};
+        double y = side.canvasY(side.topOfLine(line));
+        graphene_point_t from{0.0f, static_cast<float>(y)};
         graphene_point_t to;
-        if (!gtk_widget_compute_point(side.view, GTK_WIDGET(bands_[pair]->gobj()), &from, &to)) {
-            return static_cast<double>(windowY);
+        if (!gtk_widget_compute_point(side.canvas(), GTK_WIDGET(bands_[pair]->gobj()), &from,
+                                      &to)) {
+            return y;
         }
         return static_cast<double>(to.y);
     };
@@ -1097,19 +1265,13 @@ void CorvaneFileComparisonView::drawBands(const Cairo::RefPtr<Cairo::Context>& c
         }
     };
     // Only the chunks in view: those whose left lines meet the visible lines.
-    GdkRectangle visible;
-    gtk_text_view_get_visible_rect(GTK_TEXT_VIEW(both[0]->view), &visible);
-    GtkTextIter first, last;
-    int unused = 0;
-    gtk_text_view_get_line_at_y(GTK_TEXT_VIEW(both[0]->view), &first, visible.y, &unused);
-    gtk_text_view_get_line_at_y(GTK_TEXT_VIEW(both[0]->view), &last, visible.y + visible.height,
-                                &unused);
-    int firstLine = gtk_text_iter_get_line(&first) - 1;
-    int lastLine = gtk_text_iter_get_line(&last) + 1;
+    GdkRectangle visible = both[0]->visible();
+    int firstLine = both[0]->lineAtY(visible.y) - 1;
+    int lastLine = both[0]->lineAtY(visible.y + visible.height) + 1;
     // Bands stay beside the text, clear of the headers.
     graphene_point_t origin{0.0f, 0.0f};
     graphene_point_t textTop;
-    if (gtk_widget_compute_point(both[0]->view, GTK_WIDGET(bands_[pair]->gobj()), &origin,
+    if (gtk_widget_compute_point(both[0]->canvas(), GTK_WIDGET(bands_[pair]->gobj()), &origin,
                                  &textTop)) {
         context->rectangle(0, textTop.y, width, height - textTop.y);
         context->clip();
@@ -1174,10 +1336,21 @@ std::string CorvaneFileComparisonView::describe() const {
         pane["header"] = std::string(side->header.get_text());
         pane["notice"] = std::string(side->notice.get_text());
         pane["visible"] = panes_.get_visible();
+        pane["large"] = side->large != nullptr;
         GtkTextBuffer* buffer = GTK_TEXT_BUFFER(side->buffer);
-        pane["lineCount"] = side->lineStarts.size();
+        pane["lineCount"] = side->lineCount();
         nlohmann::json firstLines = nlohmann::json::array();
-        for (int line = 0; line < 3 && line < gtk_text_buffer_get_line_count(buffer); ++line) {
+        for (int line = 0; side->large != nullptr && line < 3 && line < side->lineCount(); ++line) {
+            std::string_view text =
+                lineOf(texts_->texts[&side - &sides_.front()].utf8, *side->lineStarts, line);
+            while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) {
+                text.remove_suffix(1);
+            }
+            firstLines.push_back(std::string(text.substr(0, 200)));
+        }
+        for (int line = 0;
+             side->large == nullptr && line < 3 && line < gtk_text_buffer_get_line_count(buffer);
+             ++line) {
             GtkTextIter start, end;
             gtk_text_buffer_get_iter_at_line(buffer, &start, line);
             end = start;

@@ -58,6 +58,9 @@ private:
                         std::shared_ptr<Result> result);
     void takeTexts(std::shared_ptr<const Texts> texts);
     void showTexts(std::shared_ptr<const Texts> texts);
+    // Puts a plain large-text pane in place of each source view.
+    void useLargePanes();
+    void showShown();
     void show(std::shared_ptr<Result> result);
     bool insertNextSlice();
     void finishShowing();
@@ -84,6 +87,8 @@ private:
     Gtk::Label message_;
     Gtk::Box panes_{Gtk::Orientation::HORIZONTAL};
     std::vector<std::unique_ptr<Gtk::DrawingArea>> bands_;
+    // The scroll the large-text panes share, once they are used.
+    Glib::RefPtr<Gtk::Adjustment> largeVertical_;
 
     std::shared_ptr<Job> job_;
     std::thread worker_;

@@ -10,6 +10,8 @@
 #include <nlohmann/json.hpp>
 
 #include "CVTestBed.h"
+#include "app/CorvaneComparison.h"
+#include "app/view/CorvaneWrapping.h"
 
 using ::testing::HasSubstr;
 using json = nlohmann::json;
@@ -162,6 +164,41 @@ TEST_F(ACorvaneWindow, ShowsTextsTooLargeForASourceViewInPlainPanesWithTheSameMa
         activate(GUID, "next-change");
         EXPECT_EQ(describe(GUID)["status"], "Change 1 of 1") << number;
     }
+}
+
+TEST(WrappedRows, FollowTheColumnsOfEachLine) {
+    struct RowCase {
+        std::string text;
+        int columns;
+        std::vector<int> starts;
+    };
+    const RowCase cases[] = {
+        {"abcd\n\nabcdefghi\n", 4, {0, 1, 2, 5}},     // exactly full, empty, over two rows
+        {"\tx\n", 8, {0, 2}},                         // a tab runs to column 8
+        {"\xe6\xbc\xa2\xe5\xad\x97\r\n", 3, {0, 2}},  // two wide characters, CR LF
+        {"last without a line feed", 100, {0, 1}},
+    };
+    for (const RowCase& sample : cases) {
+        EXPECT_EQ(
+            CorvaneWrappedRowStarts(sample.text, CorvaneLineStarts(sample.text), sample.columns),
+            sample.starts)
+            << sample.text;
+    }
+}
+
+TEST_F(ACorvaneWindow, KeepsWrappedLinesAlignedByTheRowsTheyTake) {
+    std::string GUID =
+        compare({write("wide-left.txt", "short\n" + std::string(400, 'a') + "\nend\n"),
+                 write("wide-right.txt", "short\nbrief\nend\n")});
+    json tab = shown(GUID);
+    EXPECT_EQ(tab["panes"][1]["fillerPixels"], 0);
+    activate(GUID, "wrap-lines");
+    tab = shown(GUID);
+    EXPECT_EQ(tab["options"]["wrapLines"], true);
+    EXPECT_EQ(tab["panes"][0]["fillerPixels"], 0);
+    EXPECT_GT(tab["panes"][1]["fillerPixels"], 0);
+    activate(GUID, "wrap-lines");
+    EXPECT_EQ(shown(GUID)["panes"][1]["fillerPixels"], 0);
 }
 
 TEST_F(ACorvaneWindow, SaysPlainlyWhatItCannotShowAsADiff) {

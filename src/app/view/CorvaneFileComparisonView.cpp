@@ -2,9 +2,11 @@
 
 #include "app/view/CorvaneLargeTextPane.h"
 #include "app/view/CorvaneSourceView.h"
+#include "app/view/CorvaneWrapping.h"
 #include "model/CVCLISerializedFileList.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -496,6 +498,14 @@ CorvaneFileComparisonView::CorvaneFileComparisonView(const CorvaneFileList& file
             band->queue_draw();
         }
     });
+    // Wrapped lines take rows according to the panes' width.
+    for (auto& side : sides_) {
+        side->scroller.get_hadjustment()->signal_changed().connect([this] {
+            if (options_.wrapLines) {
+                alignAgain();
+            }
+        });
+    }
     // The tints are chosen as they are painted; the text's scheme follows the desktop too.
     if (auto settings = Gtk::Settings::get_default()) {
         themeChanged_ =
@@ -513,6 +523,7 @@ CorvaneFileComparisonView::CorvaneFileComparisonView(const CorvaneFileList& file
 }
 
 CorvaneFileComparisonView::~CorvaneFileComparisonView() {
+    alignIdle_.disconnect();
     themeChanged_.disconnect();
     stopMeasuringFirstPaint();
     spinnerTimeout_.disconnect();
@@ -838,9 +849,18 @@ void CorvaneFileComparisonView::finishShowing() {
         if (gtk_source_buffer_get_language(side.buffer) == nullptr) {
             gtk_source_buffer_set_language(side.buffer, CorvaneGuessLanguage(side.path, text.utf8));
         }
-        GtkTextIter start;
-        gtk_text_buffer_get_start_iter(GTK_TEXT_BUFFER(side.buffer), &start);
-        gtk_text_buffer_place_cursor(GTK_TEXT_BUFFER(side.buffer), &start);
+        GtkTextBuffer* buffer = GTK_TEXT_BUFFER(side.buffer);
+        GtkTextIter start, end;
+        gtk_text_buffer_get_bounds(buffer, &start, &end);
+        // Wrapped rows break between characters, never with a hyphen that is not in the file.
+        GtkTextTagTable* table = gtk_text_buffer_get_tag_table(buffer);
+        GtkTextTag* noHyphens = gtk_text_tag_table_lookup(table, "cv-no-hyphens");
+        if (noHyphens == nullptr) {
+            noHyphens = gtk_text_buffer_create_tag(buffer, "cv-no-hyphens", "insert-hyphens", FALSE,
+                                                   nullptr);
+        }
+        gtk_text_buffer_apply_tag(buffer, noHyphens, &start, &end);
+        gtk_text_buffer_place_cursor(buffer, &start);
     }
     // Line ends are shown where the panes' line ends differ.
     for (auto& side : sides_) {
@@ -924,6 +944,43 @@ void CorvaneFileComparisonView::updateStatus() {
                 "Change " + std::to_string(currentChange_ + 1) + " of " + std::to_string(changes);
         }
         changeCount_.set_text(text);
+    }
+}
+
+double CorvaneFileComparisonView::rowPitch(const Side& side) const {
+    auto* layout = gtk_widget_create_pango_layout(side.view, "Xy");
+    int width = 0;
+    int height = 0;
+    pango_layout_get_size(layout, &width, &height);
+    g_object_unref(layout);
+    return std::max(static_cast<double>(height) / PANGO_SCALE, 1.0);
+}
+
+int CorvaneFileComparisonView::columnsPerRow(const Side& side) const {
+    if (side.large != nullptr) {
+        return 0;
+    }
+    GtkTextView* text = GTK_TEXT_VIEW(side.view);
+    GdkRectangle visible;
+    gtk_text_view_get_visible_rect(text, &visible);
+    int usable =
+        visible.width - gtk_text_view_get_left_margin(text) - gtk_text_view_get_right_margin(text);
+    auto* layout = gtk_widget_create_pango_layout(side.view, "0000000000");
+    int width = 0;
+    int height = 0;
+    pango_layout_get_pixel_size(layout, &width, &height);
+    g_object_unref(layout);
+    return width > 0 ? usable * 10 / width : 0;
+}
+
+void CorvaneFileComparisonView::alignAgain() {
+    if (!alignIdle_.connected()) {
+        alignIdle_ = Glib::signal_idle().connect([this] {
+            if (shown_ && result_ && !result_->comparisons.empty()) {
+                applyComparison();
+            }
+            return false;
+        });
     }
 }
 
@@ -1050,21 +1107,52 @@ void CorvaneFileComparisonView::markBuffers() {
             }
         }
     }
-    std::vector<std::map<int, int>> rowsBelow(sides_.size());
-    std::vector<int> rowsAbove(sides_.size(), 0);
+    // The pixels lines take: a row each, or the rows each wraps into (rows within a wrapped
+    // line are set closer than lines, at the font's own spacing). Between two anchors, every
+    // pane is filled up to the height of the tallest.
+    std::vector<std::vector<long>> pixelStarts(sides_.size());
+    std::vector<int> heights(sides_.size());
+    for (size_t index = 0; index < sides_.size(); ++index) {
+        Side& side = *sides_[index];
+        heights[index] = lineHeight(side);
+        int columns = options_.wrapLines ? columnsPerRow(side) : 0;
+        if (columns <= 0) {
+            continue;
+        }
+        std::vector<int> rows =
+            CorvaneWrappedRowStarts(texts_->texts[index].utf8, *side.lineStarts, columns);
+        double pitch = rowPitch(side);
+        auto& starts = pixelStarts[index];
+        starts.assign(rows.size(), 0);
+        for (size_t line = 0; line + 1 < rows.size(); ++line) {
+            starts[line + 1] =
+                starts[line] + static_cast<long>(std::ceil((rows[line + 1] - rows[line]) * pitch));
+        }
+    }
+    auto pixelsBefore = [&](size_t index, int line) {
+        return pixelStarts[index].empty() ? static_cast<long>(line) * heights[index]
+                                          : pixelStarts[index][static_cast<size_t>(line)];
+    };
+    std::vector<std::map<int, int>> pixelsBelow(sides_.size());
+    std::vector<int> pixelsAbove(sides_.size(), 0);
     std::vector<int> previous(sides_.size(), -1);
+    // The pixels from the previous anchor (itself included) down to an anchor line.
+    auto heightUpTo = [&](size_t index, const std::vector<int>& lines) {
+        return pixelsBefore(index, lines[index]) -
+               pixelsBefore(index, std::max(previous[index], 0));
+    };
     auto anchor = [&](const std::vector<int>& lines) {
-        int tallest = 0;
+        long tallest = 0;
         for (size_t index = 0; index < sides_.size(); ++index) {
-            tallest = std::max(tallest, lines[index] - previous[index] - 1);
+            tallest = std::max(tallest, heightUpTo(index, lines));
         }
         for (size_t index = 0; index < sides_.size(); ++index) {
-            int missing = tallest - (lines[index] - previous[index] - 1);
+            auto missing = static_cast<int>(tallest - heightUpTo(index, lines));
             if (missing > 0) {
                 if (lines[index] > 0) {
-                    rowsBelow[index][lines[index] - 1] += missing;
+                    pixelsBelow[index][lines[index] - 1] += missing;
                 } else {
-                    rowsAbove[index] += missing;
+                    pixelsAbove[index] += missing;
                 }
             }
         }
@@ -1089,7 +1177,6 @@ void CorvaneFileComparisonView::markBuffers() {
     for (size_t index = 0; index < sides_.size(); ++index) {
         Side& side = *sides_[index];
         GtkTextBuffer* buffer = GTK_TEXT_BUFFER(side.buffer);
-        int height = lineHeight(side);
         std::map<int, GtkTextTag*> tagsByPixels;
         auto fillerTag = [&](const char* property, int pixels) {
             std::string name = std::string("cv-") + property + "-" + std::to_string(pixels);
@@ -1103,23 +1190,20 @@ void CorvaneFileComparisonView::markBuffers() {
         };
         int lineCount = side.lineCount();
         if (side.large != nullptr) {
-            for (const auto& [line, rows] : rowsBelow[index]) {
-                side.fillerBelow[line] = rows * height;
-            }
-            side.fillerAbove = rowsAbove[index] * height;
+            side.fillerBelow = pixelsBelow[index];
+            side.fillerAbove = pixelsAbove[index];
             side.large->setFiller(side.fillerAbove, side.fillerBelow);
             continue;
         }
-        for (const auto& [line, rows] : rowsBelow[index]) {
-            int pixels = rows * height;
+        for (const auto& [line, pixels] : pixelsBelow[index]) {
             side.fillerBelow[line] = pixels;
             GtkTextIter start, end;
             lineIterators(buffer, line, 1, &start, &end);
             gtk_text_buffer_apply_tag(buffer, fillerTag("pixels-below-lines", pixels), &start,
                                       &end);
         }
-        if (rowsAbove[index] > 0) {
-            side.fillerAbove = rowsAbove[index] * height;
+        if (pixelsAbove[index] > 0) {
+            side.fillerAbove = pixelsAbove[index];
             if (lineCount == 0) {
                 // An empty text has no line to carry it.
                 gtk_text_view_set_bottom_margin(GTK_TEXT_VIEW(side.view), side.fillerAbove);
@@ -1141,8 +1225,12 @@ void CorvaneFileComparisonView::setOptions(const Options& options) {
                         options.ignoreBlankLines != options_.ignoreBlankLines;
     options_ = options;
     for (auto& side : sides_) {
+        // Wrapped at any character, so that the rows a line takes follow from its columns.
         gtk_text_view_set_wrap_mode(GTK_TEXT_VIEW(side->view),
-                                    options_.wrapLines ? GTK_WRAP_WORD_CHAR : GTK_WRAP_NONE);
+                                    options_.wrapLines ? GTK_WRAP_CHAR : GTK_WRAP_NONE);
+    }
+    if (!compareAgain && shown_ && result_ && !result_->comparisons.empty()) {
+        alignAgain();
     }
     if (compareAgain && result_ && !result_->comparisons.empty()) {
         currentChange_ = -1;

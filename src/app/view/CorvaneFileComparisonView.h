@@ -72,6 +72,12 @@ private:
     void drawBands(const Cairo::RefPtr<Cairo::Context>& context, int width, int height,
                    size_t pair);
     int lineHeight(const Side& side) const;
+    // The height of a row within a wrapped line (a fraction of a pixel is kept).
+    double rowPitch(const Side& side) const;
+    // How many columns a wrapped row of the pane holds; 0 when not known yet.
+    int columnsPerRow(const Side& side) const;
+    // Aligns the panes again once the loop is idle (wrapping or the width changed).
+    void alignAgain();
     void updateStatus();
     void measureFirstPaint();
     void stopMeasuringFirstPaint();
@@ -101,6 +107,7 @@ private:
     sigc::connection spinnerTimeout_;
     sigc::connection insertIdle_;
     sigc::connection themeChanged_;
+    sigc::connection alignIdle_;
     // When the view was made (the tab opens right after the call is answered), and how long
     // after that the first frame showing the comparison was painted; -1 until then.
     gint64 createdAt_ = 0;

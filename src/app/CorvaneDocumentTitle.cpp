@@ -1,7 +1,10 @@
 #include "app/CorvaneDocumentTitle.h"
 
 #include <algorithm>
+#include <optional>
 #include <set>
+
+#include "model/CVCLISerializedFileList.h"
 
 namespace {
 
@@ -32,6 +35,54 @@ std::string lastComponents(const std::vector<std::string>& fromTheEnd, size_t co
         }
     }
     return name;
+}
+
+// The folder a side's file is in once its relative path is taken off; nothing when the path
+// does not end in it.
+std::optional<std::string> rootOf(const std::string& path, const std::string& relativePath) {
+    if (relativePath.empty() || path.size() <= relativePath.size() + 1 ||
+        path.compare(path.size() - relativePath.size(), relativePath.size(), relativePath) != 0 ||
+        path[path.size() - relativePath.size() - 1] != '/') {
+        return std::nullopt;
+    }
+    return path.substr(0, path.size() - relativePath.size() - 1);
+}
+
+// The two folders a changeset compares, as "before ↔ after", when every item's sides lie at its
+// relative path below the same two folders; else the one folder every item's right side lies in
+// (git difftool's work tree: its left sides are temporary copies).
+std::optional<std::string> rootsOfChangeset(const CorvaneDocument& document) {
+    std::optional<std::string> left, right;
+    bool sameLeft = true;
+    bool sameRight = true;
+    auto same = [](std::optional<std::string>* root, bool* agree,
+                   const std::optional<std::string>& itemRoot) {
+        *agree = *agree && itemRoot && (!*root || **root == *itemRoot);
+        if (!*root) {
+            *root = itemRoot;
+        }
+    };
+    for (const CorvaneFileList& item : document.fileLists) {
+        if (!item.relativePath || item.files.empty()) {
+            return std::nullopt;
+        }
+        // A lone file is the right side of an added file, the left side of a deleted one.
+        bool onlyLeft = item.files.size() == 1 && item.status == CVCLISerializedFileList::deleted;
+        if (item.files.size() > 1 || onlyLeft) {
+            same(&left, &sameLeft, rootOf(item.files.front(), *item.relativePath));
+        }
+        if (!onlyLeft) {
+            same(&right, &sameRight, rootOf(item.files.back(), *item.relativePath));
+        }
+    }
+    if (!sameRight || !right) {
+        return std::nullopt;
+    }
+    if (sameLeft && left && *left != *right) {
+        std::vector<std::string> names = CorvaneDocumentTitle::distinguishingNames({*left, *right});
+        return names[0] + " \u2194 " + names[1];
+    }
+    return CorvaneDocumentTitle::distinguishingNames({*right}).front();
 }
 
 }  // namespace
@@ -78,6 +129,12 @@ std::string titleOfDocument(const CorvaneDocument& document) {
     // than not (git mergetool's NAME_LOCAL_PID.EXT).
     if (document.kind == CorvaneDocumentKind::merge && document.outputFile) {
         return distinguishingNames({*document.outputFile}).front() + " (merge)";
+    }
+    if (document.kind == CorvaneDocumentKind::changeset ||
+        document.kind == CorvaneDocumentKind::partialChangeset) {
+        if (auto roots = rootsOfChangeset(document)) {
+            return *roots;
+        }
     }
     const CorvaneFileList& first = document.fileLists.front();
     std::string title;

@@ -14,8 +14,9 @@ namespace CorvaneDocumentTitle {
 // file names.
 std::vector<std::string> distinguishingNames(const std::vector<std::string>& paths);
 
-// The tab's title: the label, else for a merge the output's name and "(merge)", else the
-// distinguishing names joined by " ↔ "; a changeset with several items says how many.
+// The tab's title: the label, else for a merge the output's name and "(merge)", for a changeset
+// the two folders it compares ("before ↔ after", or the one folder its right sides share), else
+// the distinguishing names joined by " ↔ "; a changeset with several items says how many.
 std::string titleOfDocument(const CorvaneDocument& document);
 
 }  // namespace CorvaneDocumentTitle

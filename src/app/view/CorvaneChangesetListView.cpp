@@ -64,31 +64,88 @@ static void corvane_items_model_init(CorvaneItemsModel* model) {
 
 namespace {
 
+// A row: the status letter as a coloured badge, the path (its folders dimmed by the ellipsis
+// first), and the status word.
 void setUpRow(GtkSignalListItemFactory*, GtkListItem* listItem, gpointer) {
-    GtkWidget* label = gtk_label_new(nullptr);
-    gtk_label_set_xalign(GTK_LABEL(label), 0);
-    gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_MIDDLE);
-    gtk_list_item_set_child(listItem, label);
+    GtkWidget* row = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 8);
+    gtk_widget_set_margin_start(row, 6);
+    gtk_widget_set_margin_end(row, 6);
+    gtk_widget_set_margin_top(row, 3);
+    gtk_widget_set_margin_bottom(row, 3);
+    GtkWidget* letter = gtk_label_new(nullptr);
+    gtk_label_set_width_chars(GTK_LABEL(letter), 2);
+    gtk_widget_add_css_class(letter, "cv-status");
+    GtkWidget* path = gtk_label_new(nullptr);
+    gtk_label_set_xalign(GTK_LABEL(path), 0);
+    gtk_label_set_ellipsize(GTK_LABEL(path), PANGO_ELLIPSIZE_START);
+    gtk_widget_set_hexpand(path, TRUE);
+    GtkWidget* word = gtk_label_new(nullptr);
+    gtk_widget_add_css_class(word, "dim-label");
+    gtk_widget_add_css_class(word, "caption");
+    gtk_box_append(GTK_BOX(row), letter);
+    gtk_box_append(GTK_BOX(row), path);
+    gtk_box_append(GTK_BOX(row), word);
+    gtk_list_item_set_child(listItem, row);
 }
 
 void bindRow(GtkSignalListItemFactory*, GtkListItem* listItem, gpointer items) {
-    GtkWidget* label = gtk_list_item_get_child(listItem);
-    auto* line = GTK_STRING_OBJECT(gtk_list_item_get_item(listItem));
-    gtk_label_set_text(GTK_LABEL(label), gtk_string_object_get_string(line));
-    // Pending rows are shown dimmed.
+    GtkWidget* box = gtk_list_item_get_child(listItem);
+    GtkWidget* letter = gtk_widget_get_first_child(box);
+    GtkWidget* path = gtk_widget_get_next_sibling(letter);
+    GtkWidget* word = gtk_widget_get_next_sibling(path);
     guint position = gtk_list_item_get_position(listItem);
     auto* rows = static_cast<CorvaneChangesetItems*>(items);
-    if (position < rows->count() && rows->row(position).pending) {
-        gtk_widget_add_css_class(label, "dim-label");
-    } else {
-        gtk_widget_remove_css_class(label, "dim-label");
+    if (position >= rows->count()) {
+        return;
     }
+    CorvaneChangesetItems::Row row = rows->row(position);
+    std::string shownPath = row.newPath ? row.path + " \u2192 " + *row.newPath : row.path;
+    gtk_label_set_text(GTK_LABEL(letter), CorvaneChangeLetter(row.kind));
+    gtk_label_set_text(GTK_LABEL(path), shownPath.c_str());
+    gtk_widget_set_tooltip_text(path, shownPath.c_str());
+    gtk_label_set_text(GTK_LABEL(word), row.pending ? "pending" : CorvaneChangeWord(row.kind));
+    for (const char* kind : {"cv-added", "cv-deleted", "cv-modified", "cv-renamed"}) {
+        gtk_widget_remove_css_class(letter, kind);
+    }
+    gtk_widget_add_css_class(letter, row.kind == CorvaneChangeKind::added      ? "cv-added"
+                                     : row.kind == CorvaneChangeKind::deleted  ? "cv-deleted"
+                                     : row.kind == CorvaneChangeKind::modified ? "cv-modified"
+                                                                               : "cv-renamed");
+    // Pending rows are shown dimmed.
+    if (row.pending) {
+        gtk_widget_add_css_class(box, "dim-label");
+    } else {
+        gtk_widget_remove_css_class(box, "dim-label");
+    }
+}
+
+// The badges' colours, readable on light and dark backgrounds.
+void addStatusStyles() {
+    static bool added = false;
+    if (added || gdk_display_get_default() == nullptr) {
+        return;
+    }
+    added = true;
+    GtkCssProvider* provider = gtk_css_provider_new();
+    gtk_css_provider_load_from_data(provider,
+                                    ".cv-status { font-weight: bold; border-radius: 4px; "
+                                    "color: white; font-size: smaller; }"
+                                    ".cv-added { background-color: #2ec27e; }"
+                                    ".cv-deleted { background-color: #e01b24; }"
+                                    ".cv-modified { background-color: #3584e4; }"
+                                    ".cv-renamed { background-color: #9141ac; }",
+                                    -1);
+    gtk_style_context_add_provider_for_display(gdk_display_get_default(),
+                                               GTK_STYLE_PROVIDER(provider),
+                                               GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
+    g_object_unref(provider);
 }
 
 }  // namespace
 
 CorvaneChangesetListView::CorvaneChangesetListView(CorvaneChangesetItems& items)
     : Gtk::Box(Gtk::Orientation::VERTICAL), items_(items) {
+    addStatusStyles();
     auto* model = CORVANE_ITEMS_MODEL(g_object_new(CORVANE_TYPE_ITEMS_MODEL, nullptr));
     model->items = &items_;
     model_ = G_LIST_MODEL(model);
@@ -116,6 +173,8 @@ CorvaneChangesetListView::CorvaneChangesetListView(CorvaneChangesetItems& items)
     scroller_.set_child(*Glib::wrap(list));
     scroller_.set_vexpand(true);
     summary_.set_xalign(0);
+    summary_.set_margin(6);
+    filter_.set_margin(6);
     summary_.add_css_class("dim-label");
     summary_.set_text(std::to_string(items_.totalCount()) + " items, " +
                       std::to_string(items_.pendingCount()) + " pending");

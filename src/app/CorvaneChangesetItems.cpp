@@ -223,10 +223,24 @@ void CorvaneChangesetItems::addFileList(uint32_t fileList) {
     updateVisibility(entries_.size() - 1);
 }
 
+const char* CorvaneChangesetItems::Row::letter() const {
+    return identical ? "=" : CorvaneChangeLetter(kind);
+}
+
+const char* CorvaneChangesetItems::Row::word() const {
+    return identical ? "identical" : CorvaneChangeWord(kind);
+}
+
+std::string CorvaneChangesetItems::Row::description() const {
+    return std::string(letter()) + " " + path + (newPath ? " -> " + *newPath : std::string()) +
+           " (" + word() + ")" + (pending ? " pending" : "");
+}
+
 CorvaneChangesetItems::Row CorvaneChangesetItems::rowOfEntry(const Entry& entry) const {
     Row row;
     row.pending = entry.fileList == kNone;
     row.repeated = entry.repeated;
+    row.identical = entry.identical;
     if (entry.fileList != kNone) {
         row.fileListIndex = entry.fileList;
     }
@@ -266,6 +280,28 @@ std::optional<size_t> CorvaneChangesetItems::positionOfFileList(size_t fileListI
         }
     }
     return std::nullopt;
+}
+
+void CorvaneChangesetItems::markIdentical(const std::vector<size_t>& fileListIndices) {
+    std::vector<bool> marked(document_.fileLists.size());
+    for (size_t index : fileListIndices) {
+        if (index < marked.size()) {
+            marked[index] = true;
+        }
+    }
+    for (size_t position = 0, entry = 0; entry < entries_.size(); ++entry) {
+        Entry& candidate = entries_[entry];
+        bool shown = position < visible_.size() && visible_[position] == entry;
+        if (candidate.fileList != kNone && candidate.fileList < marked.size() &&
+            marked[candidate.fileList] && !candidate.identical) {
+            candidate.identical = true;
+            ++identicalCount_;
+            if (shown && onItemsChanged) {
+                onItemsChanged(position, 1, 1);
+            }
+        }
+        position += shown ? 1 : 0;
+    }
 }
 
 size_t CorvaneChangesetItems::pendingCount() const {

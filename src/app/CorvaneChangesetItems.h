@@ -37,7 +37,15 @@ public:
         CorvaneChangeKind kind = CorvaneChangeKind::modified;
         bool pending = false;                 // announced, its item has not arrived
         bool repeated = false;                // an item whose path an earlier item already named
+        bool identical = false;               // both sides were found to hold the same bytes
         std::optional<size_t> fileListIndex;  // the document's item, when it has arrived
+
+        // Its letter ("=" when identical), its word ("identical" when so).
+        const char* letter() const;
+        const char* word() const;
+        // "M path (modified)", "R old -> new (renamed)", "= path (identical)", pending ones
+        // followed by " pending".
+        std::string description() const;
     };
 
     explicit CorvaneChangesetItems(const CorvaneDocument& document);
@@ -57,6 +65,10 @@ public:
     // Every row, filtered or not, and those still pending.
     size_t totalCount() const { return entries_.size(); }
     size_t pendingCount() const;
+    // Marks the rows of these file lists as holding the same bytes on both sides (a comparison
+    // of folders finds out in the background), and how many rows are so marked.
+    void markIdentical(const std::vector<size_t>& fileListIndices);
+    size_t identicalCount() const { return identicalCount_; }
 
     // Called after the visible rows changed: at position, removed rows gave way to added ones
     // (the shape of GListModel's items-changed).
@@ -68,6 +80,7 @@ private:
         uint32_t fileList = kNone;      // index into the document's fileLists
         uint32_t announcement = kNone;  // index into the document's announcedFileLists
         bool repeated = false;          // the announcement was filled by an earlier item
+        bool identical = false;         // see markIdentical()
     };
     // An announced path, unquoted, to the announcements naming it (in order).
     using AnnouncementIndex = std::unordered_multimap<std::string, uint32_t>;
@@ -95,4 +108,5 @@ private:
     size_t fileListsSeen_ = 0;
     size_t announcementsSeen_ = 0;
     std::string filter_;
+    size_t identicalCount_ = 0;
 };

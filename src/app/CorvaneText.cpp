@@ -1,5 +1,6 @@
 #include "app/CorvaneText.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -7,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 #include <string_view>
+#include <vector>
 
 #include "platform/CVUTF8.h"
 
@@ -108,4 +110,36 @@ CorvaneText CorvaneReadText(int descriptor) {
         text.decodedAsLatin1 = true;
     }
     return text;
+}
+
+bool CorvaneSameBytes(const std::string& left, const std::string& right) {
+    int a = open(left.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    int b = open(right.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    bool same = false;
+    struct stat statusA {};
+    struct stat statusB {};
+    if (a >= 0 && b >= 0 && fstat(a, &statusA) == 0 && fstat(b, &statusB) == 0 &&
+        S_ISREG(statusA.st_mode) && S_ISREG(statusB.st_mode) &&
+        statusA.st_size == statusB.st_size) {
+        std::vector<char> bufferA(1 << 16);
+        std::vector<char> bufferB(1 << 16);
+        same = true;
+        while (same) {
+            ssize_t countA = read(a, bufferA.data(), bufferA.size());
+            ssize_t countB = countA > 0 ? read(b, bufferB.data(), static_cast<size_t>(countA)) : 0;
+            if (countA <= 0) {
+                same = countA == 0 && read(b, bufferB.data(), 1) == 0;
+                break;
+            }
+            same = countB == countA &&
+                   memcmp(bufferA.data(), bufferB.data(), static_cast<size_t>(countA)) == 0;
+        }
+    }
+    if (a >= 0) {
+        close(a);
+    }
+    if (b >= 0) {
+        close(b);
+    }
+    return same;
 }

@@ -25,6 +25,10 @@ struct CorvaneText {
 // The largest file shown as text; a larger one is described by its size instead.
 inline constexpr std::uint64_t kCorvaneLargestText = 1ull << 30;
 
+// Whether two files hold the same bytes (their sizes first, then their contents); false when
+// either cannot be read.
+bool CorvaneSameBytes(const std::string& left, const std::string& right);
+
 // Reads a side from an open descriptor, from its start, without moving its offset. Never blocks:
 // a pipe, socket or device is unreadable with a reason. Binary means a NUL byte within the first
 // 8,000 bytes, the rule git uses.

@@ -166,6 +166,27 @@ TEST_F(ACorvaneWindow, ShowsTextsTooLargeForASourceViewInPlainPanesWithTheSameMa
     }
 }
 
+TEST_F(ACorvaneWindow, NamesAComparisonOfFoldersAfterThemAndFindsItsIdenticalPairs) {
+    write("before/same.txt", "same\n");
+    write("after/same.txt", "same\n");
+    write("before/edited.txt", "old\n");
+    write("after/edited.txt", "new\n");
+    write("after/added.txt", "new\n");
+    std::string GUID = compare({"--changeset", "--filelist", bed_.workDirectory() + "/before",
+                                bed_.workDirectory() + "/after"});
+    json items;
+    EXPECT_TRUE(CVWaitUntil(
+        [&] {
+            items = describe(GUID)["items"];
+            return items.dump().find("= same.txt (identical)") != std::string::npos;
+        },
+        std::chrono::seconds(10)))
+        << items;
+    EXPECT_EQ(items,
+              json({"A added.txt (added)", "M edited.txt (modified)", "= same.txt (identical)"}));
+    EXPECT_EQ(describe(GUID)["title"], "before \u2194 after");
+}
+
 TEST(WrappedRows, FollowTheColumnsOfEachLine) {
     struct RowCase {
         std::string text;

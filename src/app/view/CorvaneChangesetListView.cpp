@@ -1,5 +1,7 @@
 #include "app/view/CorvaneChangesetListView.h"
 
+#include "app/CorvaneText.h"
+
 #include <gtk/gtk.h>
 
 #include <string>
@@ -18,18 +20,6 @@ struct _CorvaneItemsModel {
 
 namespace {
 
-std::string lineOfRow(const CorvaneChangesetItems::Row& row) {
-    std::string line = std::string(CorvaneChangeLetter(row.kind)) + "  " + row.path;
-    if (row.newPath) {
-        line += " \u2192 " + *row.newPath;
-    }
-    line += std::string(" (") + CorvaneChangeWord(row.kind) + ")";
-    if (row.pending) {
-        line += ", pending";
-    }
-    return line;
-}
-
 GType itemType(GListModel*) {
     return GTK_TYPE_STRING_OBJECT;
 }
@@ -43,7 +33,7 @@ gpointer item(GListModel* model, guint position) {
     if (position >= items->count()) {
         return nullptr;
     }
-    return gtk_string_object_new(lineOfRow(items->row(position)).c_str());
+    return gtk_string_object_new(items->row(position).description().c_str());
 }
 
 void initializeListModel(GListModelInterface* interface) {
@@ -100,19 +90,20 @@ void bindRow(GtkSignalListItemFactory*, GtkListItem* listItem, gpointer items) {
     }
     CorvaneChangesetItems::Row row = rows->row(position);
     std::string shownPath = row.newPath ? row.path + " \u2192 " + *row.newPath : row.path;
-    gtk_label_set_text(GTK_LABEL(letter), CorvaneChangeLetter(row.kind));
+    gtk_label_set_text(GTK_LABEL(letter), row.letter());
     gtk_label_set_text(GTK_LABEL(path), shownPath.c_str());
     gtk_widget_set_tooltip_text(path, shownPath.c_str());
-    gtk_label_set_text(GTK_LABEL(word), row.pending ? "pending" : CorvaneChangeWord(row.kind));
-    for (const char* kind : {"cv-added", "cv-deleted", "cv-modified", "cv-renamed"}) {
+    gtk_label_set_text(GTK_LABEL(word), row.pending ? "pending" : row.word());
+    for (const char* kind : {"cv-added", "cv-deleted", "cv-modified", "cv-renamed", "cv-same"}) {
         gtk_widget_remove_css_class(letter, kind);
     }
-    gtk_widget_add_css_class(letter, row.kind == CorvaneChangeKind::added      ? "cv-added"
+    gtk_widget_add_css_class(letter, row.identical                             ? "cv-same"
+                                     : row.kind == CorvaneChangeKind::added    ? "cv-added"
                                      : row.kind == CorvaneChangeKind::deleted  ? "cv-deleted"
                                      : row.kind == CorvaneChangeKind::modified ? "cv-modified"
                                                                                : "cv-renamed");
-    // Pending rows are shown dimmed.
-    if (row.pending) {
+    // Pending rows and rows with nothing to see are shown dimmed.
+    if (row.pending || row.identical) {
         gtk_widget_add_css_class(box, "dim-label");
     } else {
         gtk_widget_remove_css_class(box, "dim-label");
@@ -133,7 +124,8 @@ void addStatusStyles() {
                                     ".cv-added { background-color: #2ec27e; }"
                                     ".cv-deleted { background-color: #e01b24; }"
                                     ".cv-modified { background-color: #3584e4; }"
-                                    ".cv-renamed { background-color: #9141ac; }",
+                                    ".cv-renamed { background-color: #9141ac; }"
+                                    ".cv-same { background-color: #77767b; }",
                                     -1);
     gtk_style_context_add_provider_for_display(gdk_display_get_default(),
                                                GTK_STYLE_PROVIDER(provider),
@@ -152,8 +144,7 @@ CorvaneChangesetListView::CorvaneChangesetListView(CorvaneChangesetItems& items)
     items_.onItemsChanged = [this](size_t position, size_t removed, size_t added) {
         g_list_model_items_changed(model_, static_cast<guint>(position),
                                    static_cast<guint>(removed), static_cast<guint>(added));
-        summary_.set_text(std::to_string(items_.totalCount()) + " items, " +
-                          std::to_string(items_.pendingCount()) + " pending");
+        updateSummary();
     };
     selection_ = gtk_single_selection_new(G_LIST_MODEL(g_object_ref(model_)));
     gtk_single_selection_set_autoselect(selection_, FALSE);
@@ -176,14 +167,73 @@ CorvaneChangesetListView::CorvaneChangesetListView(CorvaneChangesetItems& items)
     summary_.set_margin(6);
     filter_.set_margin(6);
     summary_.add_css_class("dim-label");
-    summary_.set_text(std::to_string(items_.totalCount()) + " items, " +
-                      std::to_string(items_.pendingCount()) + " pending");
+    updateSummary();
     append(filter_);
     append(scroller_);
     append(summary_);
 }
 
+void CorvaneChangesetListView::updateSummary() {
+    std::string text = std::to_string(items_.totalCount()) + " items";
+    if (size_t pending = items_.pendingCount(); pending > 0) {
+        text += ", " + std::to_string(pending) + " pending";
+    }
+    if (size_t identical = items_.identicalCount(); identical > 0) {
+        text += ", " + std::to_string(identical) + " identical";
+    }
+    summary_.set_text(text);
+}
+
+void CorvaneChangesetListView::findIdenticalItems(std::vector<SidesOfItem> items) {
+    search_ = std::make_shared<Search>();
+    search_->view = this;
+    searcher_ = std::thread([search = search_, items = std::move(items)] {
+        struct Found {
+            std::shared_ptr<Search> search;
+            std::vector<size_t> fileLists;
+        };
+        auto deliver = [&search](std::vector<size_t>* found) {
+            if (found->empty()) {
+                return;
+            }
+            g_idle_add_full(
+                G_PRIORITY_DEFAULT_IDLE,
+                [](gpointer data) -> gboolean {
+                    auto* batch = static_cast<Found*>(data);
+                    if (!batch->search->cancelled && batch->search->view != nullptr) {
+                        batch->search->view->items_.markIdentical(batch->fileLists);
+                        batch->search->view->updateSummary();
+                    }
+                    return G_SOURCE_REMOVE;
+                },
+                new Found{search, std::move(*found)},
+                [](gpointer data) { delete static_cast<Found*>(data); });
+            found->clear();
+        };
+        std::vector<size_t> found;
+        for (const SidesOfItem& item : items) {
+            if (search->cancelled) {
+                return;
+            }
+            if (CorvaneSameBytes(item.left, item.right)) {
+                found.push_back(item.fileList);
+            }
+            if (found.size() >= 1024) {
+                deliver(&found);
+            }
+        }
+        deliver(&found);
+    });
+}
+
 CorvaneChangesetListView::~CorvaneChangesetListView() {
+    if (search_) {
+        search_->cancelled = true;
+        search_->view = nullptr;
+    }
+    if (searcher_.joinable()) {
+        searcher_.join();
+    }
     items_.onItemsChanged = nullptr;
     g_signal_handlers_disconnect_by_data(selection_, this);
     g_object_unref(selection_);

@@ -2,8 +2,13 @@
 
 #include <gtkmm.h>
 
+#include <atomic>
 #include <functional>
+#include <memory>
 #include <optional>
+#include <string>
+#include <thread>
+#include <vector>
 
 #include "app/CorvaneChangesetItems.h"
 
@@ -27,9 +32,26 @@ public:
     // Called when the selection moves to a row whose item has arrived.
     std::function<void(size_t fileListIndex)> onItemSelected;
 
+    // A pair of files to look at: the document's file list and its two sides.
+    struct SidesOfItem {
+        size_t fileList;
+        std::string left, right;
+    };
+    // Looks, in the background, for items whose sides hold the same bytes, and marks their rows
+    // as they are found (a comparison of folders lists every pair, changed or not).
+    void findIdenticalItems(std::vector<SidesOfItem> items);
+
 private:
     bool selectArrived(int step);
     void selectionChanged();
+    void updateSummary();
+
+    struct Search {
+        std::atomic<bool> cancelled{false};
+        CorvaneChangesetListView* view = nullptr;
+    };
+    std::shared_ptr<Search> search_;
+    std::thread searcher_;
 
     CorvaneChangesetItems& items_;
     GListModel* model_ = nullptr;  // owned; GtkSingleSelection takes its own reference

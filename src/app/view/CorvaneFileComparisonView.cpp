@@ -93,28 +93,6 @@ std::string sizeText(uint64_t size) {
     return digits + (size == 1 ? " byte" : " bytes");
 }
 
-// Whether two files hold the same bytes (read to their ends).
-bool sameBytes(const std::string& left, const std::string& right) {
-    std::ifstream a(left, std::ios::binary);
-    std::ifstream b(right, std::ios::binary);
-    if (!a || !b) {
-        return false;
-    }
-    std::vector<char> bufferA(1 << 16);
-    std::vector<char> bufferB(1 << 16);
-    while (true) {
-        a.read(bufferA.data(), static_cast<std::streamsize>(bufferA.size()));
-        b.read(bufferB.data(), static_cast<std::streamsize>(bufferB.size()));
-        if (a.gcount() != b.gcount() ||
-            memcmp(bufferA.data(), bufferB.data(), static_cast<size_t>(a.gcount())) != 0) {
-            return false;
-        }
-        if (a.gcount() == 0) {
-            return true;
-        }
-    }
-}
-
 // Reads a side from the file the document holds open since the call, so that a side removed
 // right after the call is still read; a file that could not be opened says why.
 CorvaneText readSide(const std::shared_ptr<CVHeldFile>& held) {
@@ -619,7 +597,7 @@ void CorvaneFileComparisonView::startComparing() {
             }
         } else if (texts.size() == 2 && texts[0].kind == CorvaneText::Kind::binary &&
                    texts[1].kind == CorvaneText::Kind::binary && texts[0].size == texts[1].size) {
-            result->binaryIdentical = sameBytes(paths[0], paths[1]);
+            result->binaryIdentical = CorvaneSameBytes(paths[0], paths[1]);
         }
         deliver(job, result->sides, result);
     });

@@ -266,6 +266,18 @@ std::unique_ptr<Gtk::Widget> CorvaneWindow::makeChangesetPage(Tab& tab,
     auto paned = std::make_unique<Gtk::Paned>(Gtk::Orientation::HORIZONTAL);
     tab.items = std::make_unique<CorvaneChangesetItems>(document);
     auto* list = Gtk::make_managed<CorvaneChangesetListView>(*tab.items);
+    // A comparison of two folders lists every pair of files, changed or not: which pairs are
+    // the same is found out while the person looks at the list.
+    if (document.kind == CorvaneDocumentKind::changeset) {
+        std::vector<CorvaneChangesetListView::SidesOfItem> pairs;
+        for (size_t index = 0; index < document.fileLists.size(); ++index) {
+            const CorvaneFileList& item = document.fileLists[index];
+            if (item.files.size() == 2 && item.status == CVCLISerializedFileList::changed) {
+                pairs.push_back({index, item.files[0], item.files[1]});
+            }
+        }
+        list->findIdenticalItems(std::move(pairs));
+    }
     auto* itemPane = Gtk::make_managed<Gtk::Box>(Gtk::Orientation::VERTICAL);
     auto* hint = Gtk::make_managed<Gtk::Label>("Select an item to compare it.");
     hint->add_css_class("dim-label");
@@ -416,13 +428,10 @@ std::optional<std::string> CorvaneWindow::describeDocument(const std::string& GU
         description["message"] = std::string(tab.summary->get_text());
     }
     if (tab.items != nullptr) {
-        // The rows as the list shows them: "M path (modified)", pending ones marked.
+        // The rows as the list shows them.
         nlohmann::json rows = nlohmann::json::array();
         for (size_t position = 0; position < tab.items->count(); ++position) {
-            CorvaneChangesetItems::Row row = tab.items->row(position);
-            rows.push_back(std::string(CorvaneChangeLetter(row.kind)) + " " + row.path +
-                           (row.newPath ? " -> " + *row.newPath : std::string()) + " (" +
-                           CorvaneChangeWord(row.kind) + ")" + (row.pending ? " pending" : ""));
+            rows.push_back(tab.items->row(position).description());
         }
         description["items"] = rows;
     }

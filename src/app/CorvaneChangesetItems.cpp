@@ -289,6 +289,9 @@ void CorvaneChangesetItems::markIdentical(const std::vector<size_t>& fileListInd
             marked[index] = true;
         }
     }
+    // The rows change in place: one report covers the first to the last that changed.
+    std::optional<size_t> first;
+    size_t last = 0;
     for (size_t position = 0, entry = 0; entry < entries_.size(); ++entry) {
         Entry& candidate = entries_[entry];
         bool shown = position < visible_.size() && visible_[position] == entry;
@@ -296,11 +299,15 @@ void CorvaneChangesetItems::markIdentical(const std::vector<size_t>& fileListInd
             marked[candidate.fileList] && !candidate.identical) {
             candidate.identical = true;
             ++identicalCount_;
-            if (shown && onItemsChanged) {
-                onItemsChanged(position, 1, 1);
+            if (shown) {
+                first = first ? first : position;
+                last = position;
             }
         }
         position += shown ? 1 : 0;
+    }
+    if (first && onItemsChanged) {
+        onItemsChanged(*first, last - *first + 1, last - *first + 1);
     }
 }
 

@@ -13,7 +13,9 @@ struct CorvaneFileList {
     std::vector<std::string> files;
     // The files as opened while the call was answered, one per path (in order), kept open until
     // the document closes so that a side that vanishes right after the call can still be read;
-    // the tool's deleted-on-exit captures are removed when the last holder lets them go.
+    // the tool's deleted-on-exit captures are removed when the last holder lets them go. Null
+    // for a path that could not be named, and past the first thousand files of a large changeset
+    // (those are opened when shown).
     // Listings and the journal name the paths only.
     std::vector<std::shared_ptr<CVHeldFile>> heldFiles;
     std::optional<std::string> label;

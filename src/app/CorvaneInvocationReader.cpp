@@ -15,13 +15,20 @@ namespace CorvaneInvocationReader {
 
 namespace {
 
+// The files of one invocation that are looked up (their bookmarks resolved) and held open while
+// the call is answered. Past these, a large changeset's files are taken at their paths and opened
+// when a person selects them: answering must not wait for 200,000 opens. The tool's own captures
+// are always held, so that they are removed when their document closes.
+constexpr size_t kFilesTakenWhileAnswering = 1024;
+
 // Where the file is now: its bookmark resolved, as the tool's own paths may be relative to the
 // tool's working directory (a merge's output travels as typed); else its path as given.
-std::optional<std::string> pathOf(const std::shared_ptr<CVCLISerializedFile>& file) {
+std::optional<std::string> pathOf(const std::shared_ptr<CVCLISerializedFile>& file,
+                                  bool resolve = true) {
     if (!file) {
         return std::nullopt;
     }
-    if (file->URLBookmarkData()) {
+    if (resolve && file->URLBookmarkData()) {
         if (auto resolved = CVBookmark::resolve(*file->URLBookmarkData(), nullptr)) {
             return resolved;
         }
@@ -29,14 +36,17 @@ std::optional<std::string> pathOf(const std::shared_ptr<CVCLISerializedFile>& fi
     return file->filePath();
 }
 
-CorvaneFileList fileListOf(const CVCLISerializedFileList& record) {
+// `budget`: how many more files may be looked up and held (see kFilesTakenWhileAnswering).
+CorvaneFileList fileListOf(const CVCLISerializedFileList& record, size_t* budget) {
     CorvaneFileList fileList;
     if (record.files()) {
         for (const auto& file : *record.files()) {
-            std::string path = pathOf(file).value_or("");
+            bool inBudget = *budget > 0;
+            *budget -= inBudget ? 1 : 0;
+            std::string path = pathOf(file, inBudget).value_or("");
             bool deletedOnExit = file && file->deletedOnExit().value_or(false);
-            fileList.heldFiles.push_back(path.empty() ? nullptr
-                                                      : CVHeldFile::open(path, deletedOnExit));
+            bool hold = !path.empty() && (inBudget || deletedOnExit);
+            fileList.heldFiles.push_back(hold ? CVHeldFile::open(path, deletedOnExit) : nullptr);
             fileList.files.push_back(std::move(path));
         }
     }
@@ -48,13 +58,13 @@ CorvaneFileList fileListOf(const CVCLISerializedFileList& record) {
 
 void appendFileLists(
     const std::optional<std::vector<std::shared_ptr<CVCLISerializedFileList>>>& lists,
-    std::vector<CorvaneFileList>* destination) {
+    std::vector<CorvaneFileList>* destination, size_t* budget) {
     if (!lists) {
         return;
     }
     for (const auto& list : *lists) {
         if (list) {
-            destination->push_back(fileListOf(*list));
+            destination->push_back(fileListOf(*list, budget));
         }
     }
 }
@@ -63,6 +73,7 @@ void appendFileLists(
 // it sets none or the one it sets cannot be shown. Merges come first: a merge needs its output.
 bool readRequest(const CVCLISerializedDiffInvocation& invocation, CorvaneRequest* request,
                  std::string* whyRefused) {
+    size_t budget = kFilesTakenWhileAnswering;
     request->waitForTabClose = invocation.waitForTabClose();
     request->parentPID = invocation.parentPID();
     request->parentProcessName = invocation.parentProcessName();
@@ -76,7 +87,7 @@ bool readRequest(const CVCLISerializedDiffInvocation& invocation, CorvaneRequest
             *whyRefused = "The merge has no output file.";
             return false;
         }
-        request->fileLists.push_back(fileListOf(*merge->fileList()));
+        request->fileLists.push_back(fileListOf(*merge->fileList(), &budget));
         request->outputFile = pathOf(merge->outputFile());
         request->baseFile = pathOf(merge->baseFile());
         request->label = merge->label();
@@ -87,7 +98,7 @@ bool readRequest(const CVCLISerializedDiffInvocation& invocation, CorvaneRequest
         request->changesetIdentifier =
             partial->UUID() ? partial->UUID() : partial->UUIDForProcess();
         if (partial->fileList()) {
-            request->fileLists.push_back(fileListOf(*partial->fileList()));
+            request->fileLists.push_back(fileListOf(*partial->fileList(), &budget));
         }
         request->label = partial->label();
         return true;
@@ -96,18 +107,18 @@ bool readRequest(const CVCLISerializedDiffInvocation& invocation, CorvaneRequest
         request->kind = CorvaneDocumentKind::partialChangeset;
         request->isChangesetSummary = true;
         request->changesetIdentifier = summary->UUIDForProcess();
-        appendFileLists(summary->fileLists(), &request->fileLists);
+        appendFileLists(summary->fileLists(), &request->fileLists, &budget);
         return true;
     }
     if (const auto& changeset = invocation.changeset()) {
         request->kind = CorvaneDocumentKind::changeset;
-        appendFileLists(changeset->fileLists(), &request->fileLists);
+        appendFileLists(changeset->fileLists(), &request->fileLists, &budget);
         request->label = changeset->label();
         return true;
     }
     if (const auto& fileList = invocation.fileList()) {
         request->kind = CorvaneDocumentKind::diff;
-        request->fileLists.push_back(fileListOf(*fileList));
+        request->fileLists.push_back(fileListOf(*fileList, &budget));
         request->label = fileList->label();
         return true;
     }

@@ -142,8 +142,19 @@ CorvaneChangesetListView::CorvaneChangesetListView(CorvaneChangesetItems& items)
     model->items = &items_;
     model_ = G_LIST_MODEL(model);
     items_.onItemsChanged = [this](size_t position, size_t removed, size_t added) {
+        // Rows that change in place are new objects to the selection model, which then drops
+        // its selection: the person's selection is put back, without showing the item again.
+        guint selected = selection_ != nullptr ? gtk_single_selection_get_selected(selection_)
+                                               : GTK_INVALID_LIST_POSITION;
         g_list_model_items_changed(model_, static_cast<guint>(position),
                                    static_cast<guint>(removed), static_cast<guint>(added));
+        if (selected != GTK_INVALID_LIST_POSITION && removed == added && selected >= position &&
+            selected < position + removed &&
+            gtk_single_selection_get_selected(selection_) != selected) {
+            restoringSelection_ = true;
+            gtk_single_selection_set_selected(selection_, selected);
+            restoringSelection_ = false;
+        }
         updateSummary();
     };
     selection_ = gtk_single_selection_new(G_LIST_MODEL(g_object_ref(model_)));
@@ -276,6 +287,9 @@ bool CorvaneChangesetListView::selectPrevious() {
 }
 
 void CorvaneChangesetListView::selectionChanged() {
+    if (restoringSelection_) {
+        return;
+    }
     if (auto fileList = selectedFileList(); fileList && onItemSelected) {
         onItemSelected(*fileList);
     }

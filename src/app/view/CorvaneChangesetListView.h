@@ -51,6 +51,7 @@ private:
         CorvaneChangesetListView* view = nullptr;
     };
     std::shared_ptr<Search> search_;
+    bool restoringSelection_ = false;
     std::thread searcher_;
 
     CorvaneChangesetItems& items_;

@@ -405,6 +405,12 @@ CorvaneFileComparisonView::CorvaneFileComparisonView(const CorvaneFileList& file
         paths.insert(paths.begin() + at, std::string());
         heldFiles_.insert(heldFiles_.begin() + at, nullptr);
     }
+    // The items of a large changeset past those held since the call are opened now.
+    for (size_t index = 0; index < paths.size(); ++index) {
+        if (!heldFiles_[index] && !paths[index].empty()) {
+            heldFiles_[index] = CVHeldFile::open(paths[index], false);
+        }
+    }
     for (size_t index = 0; index < paths.size(); ++index) {
         auto side = std::make_unique<Side>();
         side->path = paths[index];

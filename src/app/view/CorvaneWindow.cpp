@@ -434,6 +434,9 @@ std::optional<std::string> CorvaneWindow::describeDocument(const std::string& GU
             rows.push_back(tab.items->row(position).description());
         }
         description["items"] = rows;
+        if (auto selected = tab.list->selectedFileList()) {
+            description["selectedItem"] = *selected;
+        }
     }
     if (tab.merge != nullptr) {
         description["conflictsLeft"] = tab.merge->merge().conflictsLeft();

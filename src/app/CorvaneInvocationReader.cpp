@@ -151,4 +151,25 @@ std::optional<Invocation> readInvocation(sd_bus_message* message, std::string* w
     return result;
 }
 
+std::optional<std::vector<CorvaneFileList>> pairFilesOfFolders(const std::string& left,
+                                                               const std::string& right,
+                                                               std::string* whyNot) {
+    std::optional<CVError> error;
+    auto lists = CVCLISerializedFileList::serializedFileListsWithRecursiveContentsOfLeft(
+        left, std::nullopt, std::nullopt, right, std::nullopt, std::nullopt, &error);
+    if (!lists) {
+        *whyNot = error ? error->description() : std::string("The folders could not be read.");
+        return std::nullopt;
+    }
+    std::vector<CorvaneFileList> items;
+    size_t budget = kFilesTakenWhileAnswering;
+    for (const auto& list : *lists) {
+        // A folder with no files is paired as the two folders themselves: nothing to list.
+        if (list && list->relativePath()) {
+            items.push_back(fileListOf(*list, &budget));
+        }
+    }
+    return items;
+}
+
 }  // namespace CorvaneInvocationReader

@@ -185,6 +185,14 @@ TEST_F(ACorvaneWindow, NamesAComparisonOfFoldersAfterThemAndFindsItsIdenticalPai
     EXPECT_EQ(items,
               json({"A added.txt (added)", "M edited.txt (modified)", "= same.txt (identical)"}));
     EXPECT_EQ(describe(GUID)["title"], "before \u2194 after");
+
+    // Two folders given as they are (git difftool --dir-diff does so): paired in the window.
+    std::string folders =
+        compare({bed_.workDirectory() + "/before", bed_.workDirectory() + "/after"});
+    EXPECT_TRUE(
+        CVWaitUntil([&] { return describe(folders)["items"] == items; }, std::chrono::seconds(10)))
+        << describe(folders);
+    EXPECT_EQ(describe(folders)["title"], "before \u2194 after");
 }
 
 TEST(WrappedRows, FollowTheColumnsOfEachLine) {

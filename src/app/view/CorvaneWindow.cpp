@@ -1,10 +1,12 @@
 #include "app/view/CorvaneWindow.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "app/CorvaneChangesetItems.h"
 #include "app/CorvaneDocumentTitle.h"
+#include "app/CorvaneInvocationReader.h"
 #include "app/CorvaneMerge.h"
 #include "app/CorvaneText.h"
 #include "app/view/CorvaneChangesetListView.h"
@@ -23,6 +25,8 @@ struct CorvaneWindow::Tab {
     std::unique_ptr<Gtk::Widget> page;
     CorvaneFileComparisonView* comparison = nullptr;
     Gtk::Label* summary = nullptr;
+    // A comparison of two folders: the changeset of their files, paired here.
+    std::unique_ptr<CorvaneDocument> folders;
     // A changeset: its rows, the list, and the pane that shows the selected item.
     std::unique_ptr<CorvaneChangesetItems> items;
     CorvaneChangesetListView* list = nullptr;
@@ -74,6 +78,21 @@ bool isComparisonOfFiles(const CorvaneFileList& files) {
     return files.files.size() == 2 || files.files.size() == 3 ||
            (files.files.size() == 1 && (files.status == CVCLISerializedFileList::added ||
                                         files.status == CVCLISerializedFileList::deleted));
+}
+
+// A diff of two folders (`cvdiff before after`, git difftool --dir-diff).
+bool comparesFolders(const CorvaneDocument& document) {
+    if (document.kind != CorvaneDocumentKind::diff || document.fileLists.size() != 1 ||
+        document.fileLists.front().files.size() != 2) {
+        return false;
+    }
+    std::error_code error;
+    for (const std::string& path : document.fileLists.front().files) {
+        if (!std::filesystem::is_directory(path, error)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 bool isComparisonOfFiles(const CorvaneDocument& document) {
@@ -217,6 +236,8 @@ void CorvaneWindow::documentDidChange(const CorvaneDocument& document) {
                    !document.fileLists.empty() &&
                    document.fileLists.front().heldFiles.size() >= 2) {
             tab->page = makeMergePage(*tab, document);
+        } else if (comparesFolders(document)) {
+            tab->page = makeFolderComparisonPage(*tab, document);
         } else if (isComparisonOfFiles(document)) {
             auto comparison =
                 std::make_unique<CorvaneFileComparisonView>(document.fileLists.front());
@@ -290,7 +311,8 @@ std::unique_ptr<Gtk::Widget> CorvaneWindow::makeChangesetPage(Tab& tab,
     tab.list = list;
     tab.itemPane = itemPane;
     list->onItemSelected = [this, &tab](size_t fileListIndex) {
-        const CorvaneDocument* current = application_.documents().documentWithGUID(tab.GUID);
+        const CorvaneDocument* current =
+            tab.folders ? tab.folders.get() : application_.documents().documentWithGUID(tab.GUID);
         if (current == nullptr || fileListIndex >= current->fileLists.size()) {
             return;
         }
@@ -313,6 +335,27 @@ std::unique_ptr<Gtk::Widget> CorvaneWindow::makeChangesetPage(Tab& tab,
         }
     };
     return paned;
+}
+
+std::unique_ptr<Gtk::Widget> CorvaneWindow::makeFolderComparisonPage(
+    Tab& tab, const CorvaneDocument& document) {
+    const CorvaneFileList& sides = document.fileLists.front();
+    std::string whyNot;
+    auto items =
+        CorvaneInvocationReader::pairFilesOfFolders(sides.files[0], sides.files[1], &whyNot);
+    if (!items) {
+        auto message = std::make_unique<Gtk::Label>(whyNot);
+        message->set_wrap(true);
+        message->set_selectable(true);
+        message->add_css_class("title-3");
+        tab.summary = message.get();
+        return message;
+    }
+    tab.folders = std::make_unique<CorvaneDocument>();
+    tab.folders->GUID = document.GUID;
+    tab.folders->kind = CorvaneDocumentKind::changeset;
+    tab.folders->fileLists = std::move(*items);
+    return makeChangesetPage(tab, *tab.folders);
 }
 
 std::unique_ptr<Gtk::Widget> CorvaneWindow::makeMergePage(Tab& tab,

@@ -42,6 +42,8 @@ private:
     std::unique_ptr<Gtk::Widget> makeChangesetPage(Tab& tab, const CorvaneDocument& document);
     // A merge: the sides, the base and the result being built.
     std::unique_ptr<Gtk::Widget> makeMergePage(Tab& tab, const CorvaneDocument& document);
+    std::unique_ptr<Gtk::Widget> makeFolderComparisonPage(Tab& tab,
+                                                          const CorvaneDocument& document);
     void currentTabDidChange();
     void updateToggles();
     void setOption(const char* name);

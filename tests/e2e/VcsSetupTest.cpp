@@ -1,0 +1,246 @@
+// The configurations docs/vcs-setup.md prints, applied exactly as printed and used the way a person
+// uses their version-control tool: the document and what works cannot drift apart.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+
+#include "CVTestBed.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using json = nlohmann::json;
+
+// A block of the document: the file it goes into (a leading ~ is the home folder; empty: a shell
+// script to run) and its text.
+struct SetupBlock {
+    std::string file;
+    std::string text;
+};
+
+// The document's blocks by name, from "<!-- vcs-setup: NAME [FILE] -->" and the fenced block
+// after it.
+std::map<std::string, SetupBlock> setupBlocks() {
+    std::ifstream document(std::string(CVDIFF_SOURCE_DIR) + "/docs/vcs-setup.md");
+    std::map<std::string, SetupBlock> blocks;
+    std::string line;
+    std::string current;
+    bool inFence = false;
+    while (std::getline(document, line)) {
+        const std::string marker = "<!-- vcs-setup: ";
+        if (line.rfind(marker, 0) == 0) {
+            std::istringstream words(line.substr(marker.size()));
+            std::string name, file;
+            words >> name >> file;
+            current = name;
+            blocks[current].file = file == "-->" ? "" : file;
+        } else if (!current.empty() && line.rfind("```", 0) == 0) {
+            inFence = !inFence;
+            if (!inFence) {
+                current.clear();
+            }
+        } else if (!current.empty() && inFence) {
+            blocks[current].text += line + "\n";
+        }
+    }
+    return blocks;
+}
+
+class AConfigurationFromTheDocument : public ::testing::Test {
+protected:
+    CVTestBed bed;
+    std::string repository = bed.workDirectory() + "/repository";
+    std::map<std::string, SetupBlock> blocks = setupBlocks();
+
+    void SetUp() override {
+        std::filesystem::create_directories(repository);
+        // "cvdiff" is found in PATH, as the installed one is.
+        std::string toolFolder = bed.toolPath().substr(0, bed.toolPath().rfind('/'));
+        bed.setEnvironment({{"PATH", toolFolder + ":" + std::getenv("PATH")},
+                            {"GIT_CONFIG_NOSYSTEM", "1"},
+                            {"GIT_AUTHOR_NAME", "Test"},
+                            {"GIT_AUTHOR_EMAIL", "test@example.invalid"},
+                            {"GIT_COMMITTER_NAME", "Test"},
+                            {"GIT_COMMITTER_EMAIL", "test@example.invalid"},
+                            {"HGUSER", "Test <test@example.invalid>"},
+                            {"BRZ_EMAIL", "Test <test@example.invalid>"}});
+    }
+
+    // Applies a block as the document says: runs it, or adds it to its file.
+    void apply(const std::string& name) {
+        ASSERT_TRUE(blocks.count(name)) << "docs/vcs-setup.md has no block " << name;
+        const SetupBlock& block = blocks[name];
+        if (block.file.empty()) {
+            shell(block.text);
+            return;
+        }
+        // ~ is the home folder; ~/.config is where XDG_CONFIG_HOME points (its default).
+        std::string path = block.file;
+        if (path.rfind("~/.config/", 0) == 0) {
+            path = bed.root() + "/config/" + path.substr(10);
+        } else if (path.rfind("~/", 0) == 0) {
+            path = bed.root() + "/home/" + path.substr(2);
+        }
+        std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+        std::ofstream(path, std::ios::app) << block.text;
+    }
+
+    CVCommandResult shell(const std::string& script, const std::string& folder = "") {
+        CVCommandResult result =
+            bed.run({"sh", "-ec", script},
+                    {.workingDirectory = folder.empty() ? repository : folder, .deadline = 60s});
+        EXPECT_EQ(result.status, 0) << script << "\n" << result.standardError;
+        return result;
+    }
+
+    std::shared_ptr<CVTestProcess> startIn(const std::vector<std::string>& command,
+                                           const std::string& folder = "") {
+        return bed.start(
+            command, {.workingDirectory = folder.empty() ? repository : folder, .deadline = 60s});
+    }
+
+    // The documents Corvane has open (none while it is not running).
+    json listing() {
+        CVCommandResult result = bed.listDocuments();
+        return result.status == 0 ? json::parse(result.standardOutput) : json::array();
+    }
+
+    // The newest document once it is of the kind and not `other`; null at the deadline.
+    json newestDocument(const std::string& kind, const json& other = json()) {
+        json newest;
+        bool found = CVWaitUntil(
+            [&] {
+                json all = listing();
+                newest = all.empty() ? json() : all.back();
+                return !all.empty() && newest["kind"] == kind &&
+                       (other.is_null() || newest["GUID"] != other["GUID"]);
+            },
+            30s);
+        EXPECT_TRUE(found) << kind << " in " << listing();
+        return found ? newest : json();
+    }
+};
+
+TEST_F(AConfigurationFromTheDocument, GitDiffsInOneChangesetAndMergesWithTrustedExitStatus) {
+    apply("git");
+    shell(
+        "git init -q . && printf 'a\\n' > a.txt && printf 'b\\n' > b.txt && "
+        "printf 'base\\n' > m1.txt && printf 'base\\n' > m2.txt && git add . && "
+        "git commit -qm first && printf 'A\\n' > a.txt && printf 'B\\n' > b.txt");
+    shell("git difftool");
+    json changeset = newestDocument("partialChangeset");
+    EXPECT_EQ(listing().size(), 1u) << listing();
+    EXPECT_EQ(changeset["fileLists"].size(), 2u) << changeset;
+    // git's name-status summary went ahead of the items.
+    EXPECT_EQ(changeset["announcedFileLists"].size(), 2u) << changeset;
+    EXPECT_EQ(changeset["parentProcessName"], "git");
+    bed.closeTab(changeset["GUID"]);
+
+    // Two conflicts: the first resolved in Corvane, the second closed unresolved.
+    shell(
+        "git checkout -q . && git checkout -qb other && printf 'theirs\\n' > m1.txt && "
+        "printf 'theirs\\n' > m2.txt && git commit -qam other && git checkout -q - && "
+        "printf 'ours\\n' > m1.txt && printf 'ours\\n' > m2.txt && git commit -qam ours && "
+        "! git merge -q other");
+    auto mergetool = startIn({"git", "mergetool"});
+    json first = newestDocument("merge");
+    ASSERT_FALSE(first.is_null());
+    ASSERT_EQ(bed.finishMerge(first["GUID"], true, "right").status, 0);
+    json second = newestDocument("merge", first);
+    ASSERT_FALSE(second.is_null());
+    ASSERT_EQ(bed.finishMerge(second["GUID"], false).status, 0);
+    CVCommandResult merged = mergetool->wait(60s);
+    EXPECT_NE(merged.status, 0) << "one merge was left unresolved";
+    std::string resolvedFile = first["outputFile"].get<std::string>();
+    std::string resolvedName = resolvedFile.substr(resolvedFile.rfind('/') + 1);
+    std::string unresolvedName = resolvedName == "m1.txt" ? "m2.txt" : "m1.txt";
+    EXPECT_EQ(shell("git diff --name-only --diff-filter=U").standardOutput, unresolvedName + "\n");
+    std::ifstream resolved(repository + "/" + resolvedName);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(resolved), {}), "theirs\n");
+}
+
+TEST_F(AConfigurationFromTheDocument, GitDirDiffWaitsForItsTabToClose) {
+    apply("git");
+    apply("git-dir-diff");
+    shell(
+        "git init -q . && printf 'a\\n' > a.txt && git add . && git commit -qm first && "
+        "printf 'A\\n' > a.txt");
+    auto difftool = startIn({"git", "difftool", "--dir-diff", "--tool=cvdiff-dir"});
+    // The two folders, which the window pairs file by file.
+    json diff = newestDocument("diff");
+    EXPECT_EQ(diff["fileLists"][0]["files"].size(), 2u) << diff;
+    EXPECT_TRUE(difftool->isRunning()) << "git would remove the folders while they are shown";
+    bed.closeTab(diff["GUID"]);
+    EXPECT_EQ(difftool->wait(30s).status, 0);
+}
+
+TEST_F(AConfigurationFromTheDocument, SubversionDiffsAndResolvesAConflictInCorvane) {
+    apply("svn");
+    std::string server = bed.workDirectory() + "/server";
+    std::string other = bed.workDirectory() + "/other";
+    shell("svnadmin create '" + server + "' && svn checkout -q 'file://" + server +
+          "' . && printf 'one\\n' > file.txt && svn add -q file.txt && svn commit -qm first && "
+          "svn checkout -q 'file://" +
+          server + "' '" + other + "' && printf 'two\\n' > file.txt");
+    shell("svn diff");
+    json changeset = newestDocument("partialChangeset");
+    EXPECT_EQ(changeset["fileLists"][0]["relativePath"], "file.txt") << changeset;
+    EXPECT_EQ(changeset["parentProcessName"], "svn");
+    bed.closeTab(changeset["GUID"]);
+
+    shell("printf 'three\\n' > file.txt && svn commit -qm other", other);
+    // From a terminal svn launches the merge tool itself; here --force-interactive stands in for
+    // the terminal the test has not.
+    auto update = startIn({"svn", "update", "--accept", "launch", "--force-interactive"});
+    json merge = newestDocument("merge");
+    ASSERT_FALSE(merge.is_null()) << update->wait(1s).standardError;
+    ASSERT_EQ(bed.finishMerge(merge["GUID"], true, "right").status, 0);
+    CVCommandResult updated = update->wait(60s);
+    EXPECT_EQ(updated.status, 0) << updated.standardError;
+    EXPECT_EQ(shell("svn status file.txt").standardOutput.find('C'), std::string::npos);
+}
+
+TEST_F(AConfigurationFromTheDocument, MercurialComparesAndMerges) {
+    apply("hg");
+    shell(
+        "hg init . && printf 'one\\n' > f.txt && hg add -q f.txt && hg commit -q -m first && "
+        "printf 'two\\n' > f.txt");
+    auto extdiff = startIn({"hg", "cvdiff"});
+    json diff = newestDocument("diff");
+    EXPECT_EQ(diff["parentProcessName"], "hg") << diff;
+    EXPECT_TRUE(extdiff->isRunning()) << "hg would remove its snapshot while it is shown";
+    bed.closeTab(diff["GUID"]);
+    extdiff->wait(30s);
+
+    shell(
+        "hg commit -q -m two && hg update -q 0 && printf 'three\\n' > f.txt && "
+        "hg commit -q -m three");
+    auto merge = startIn({"hg", "merge", "-r", "1"});
+    json document = newestDocument("merge");
+    ASSERT_FALSE(document.is_null()) << merge->wait(1s).standardError;
+    ASSERT_EQ(bed.finishMerge(document["GUID"], true, "right").status, 0);
+    CVCommandResult merged = merge->wait(60s);
+    EXPECT_EQ(merged.status, 0) << merged.standardError;
+    EXPECT_EQ(shell("hg resolve --list").standardOutput, "R f.txt\n");
+}
+
+TEST_F(AConfigurationFromTheDocument, BreezyDiffsThroughItsAlias) {
+    apply("brz");
+    shell(
+        "brz init -q . && printf 'one\\n' > f.txt && brz add -q f.txt && "
+        "brz commit -q -m first && printf 'two\\n' > f.txt");
+    // brz diff exits 1 when there are differences.
+    bed.run({"brz", "cvdiff"}, {.workingDirectory = repository, .deadline = 60s});
+    json changeset = newestDocument("partialChangeset");
+    EXPECT_EQ(changeset["parentProcessName"], "brz") << changeset;
+}
+
+}  // namespace

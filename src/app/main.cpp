@@ -11,6 +11,7 @@
 #include "app/CorvaneNames.h"
 #include "app/view/CorvaneWindowApplication.h"
 #include "platform/CVEnvironment.h"
+#include "platform/CVJournalStream.h"
 #include "platform/CVPrint.h"
 #include "platform/CVVersion.h"
 
@@ -102,6 +103,9 @@ int main(int argc, char** argv) {
     }
 
     if (!command) {
+        // Started by cvdiff, the application writes to /dev/null: its diagnostics go to the
+        // journal instead, where `journalctl -t corvane` finds them.
+        CVSendUnseenOutputToJournal("corvane");
         // Termination goes through the loop, which releases the names before the process ends.
         CorvaneApplication application(journalPath);
         bool display = !CVEnvironmentValue("WAYLAND_DISPLAY").value_or("").empty() ||

@@ -13,13 +13,9 @@ namespace {
 std::mutex askPersonMutex;
 AskPerson askPersonHook;
 
-bool personAllows(const std::string& path) {
-    AskPerson askPerson;
-    {
-        std::lock_guard lock(askPersonMutex);
-        askPerson = askPersonHook;
-    }
-    return askPerson == nullptr || askPerson(path);
+AskPerson currentAskPerson() {
+    std::lock_guard lock(askPersonMutex);
+    return askPersonHook;
 }
 
 }  // namespace
@@ -29,12 +25,22 @@ void setAskPerson(AskPerson askPerson) {
     askPersonHook = std::move(askPerson);
 }
 
-bool answerRequestForPath(const std::string& path) {
-    if (CVEnvironmentValue("CORVANE_REFUSE_FILE_ACCESS").has_value() || !personAllows(path)) {
-        return false;
+void answerRequestForPath(const std::string& path, Answer done) {
+    if (CVEnvironmentValue("CORVANE_REFUSE_FILE_ACCESS").has_value()) {
+        done(false);
+        return;
     }
-    CORSharedItemsAppGroup::exportSharedAccessBookmarkForURL(path);
-    return true;
+    auto grant = [path, done = std::move(done)](bool allowed) {
+        if (allowed) {
+            CORSharedItemsAppGroup::exportSharedAccessBookmarkForURL(path);
+        }
+        done(allowed);
+    };
+    if (AskPerson askPerson = currentAskPerson()) {
+        askPerson(path, std::move(grant));
+    } else {
+        grant(true);
+    }
 }
 
 }  // namespace CorvaneAuthorization

@@ -44,8 +44,13 @@ int requestAuthorizationForPath(sd_bus_message* message, void* userdata, sd_bus_
     }
     CorvaneApplication::of(userdata).recordCallWithArguments(
         CVCorvaneContract::kProxyInterface, "requestAuthorizationForPath", CVJSONQuoted(path));
-    CorvaneAuthorization::answerRequestForPath(path);
-    return sd_bus_reply_method_return(message, "");
+    // The reply waits for the answer, which may take a person's while: the loop goes on.
+    sd_bus_message_ref(message);
+    CorvaneAuthorization::answerRequestForPath(path, [message](bool) {
+        sd_bus_reply_method_return(message, "");
+        sd_bus_message_unref(message);
+    });
+    return 1;
 }
 
 int markChangesetWithUUIDAsClosed(sd_bus_message* message, void* userdata, sd_bus_error*) {

@@ -28,7 +28,9 @@ constexpr const char* kUsage =
     "       Corvane --quit                       end the running application\n"
     "       Corvane --describe GUID              print what a document's tab shows as JSON\n"
     "       Corvane --activate GUID ACTION       activate a window action on a tab\n"
-    "                                            (next-change, close-tab, wrap-lines...)\n"
+    "                                            (next-change, close-tab, wrap-lines...);\n"
+    "                                            GUID window: allow-file-access,\n"
+    "                                            deny-file-access answer the file-access question\n"
     "       Corvane --screenshot PATH            save the window as a PNG image\n"
     "       Corvane --version                    print the version\n";
 

@@ -195,6 +195,31 @@ TEST_F(ACorvaneWindow, NamesAComparisonOfFoldersAfterThemAndFindsItsIdenticalPai
     EXPECT_EQ(describe(folders)["title"], "before \u2194 after");
 }
 
+TEST_F(ACorvaneWindow, AsksThePersonBeforeASandboxedToolMayReadFiles) {
+    bed_.setEnvironment({{"APP_SANDBOX_CONTAINER_ID", "com.corvane.Corvane.cvdiff"}});
+    std::string left = write("sandboxed/a", "a\n");
+    std::string right = write("sandboxed/b", "b\n");
+    // The tool waits while the dialog is up; the person's answer is given through the window's
+    // own actions, as its buttons would.
+    for (const char* answer : {"deny-file-access", "allow-file-access"}) {
+        auto tool = bed_.startTool({left, right});
+        EXPECT_TRUE(CVWaitUntil(
+            [&] {
+                return bed_.runApplication({"--activate", "window", answer}).status == 0;
+            },
+            std::chrono::seconds(10)))
+            << answer;
+        CVCommandResult result = tool->wait(std::chrono::seconds(30));
+        bool allowed = std::string(answer) == "allow-file-access";
+        EXPECT_EQ(result.status, allowed ? 0 : 1) << result.standardError;
+        EXPECT_EQ(result.standardOutput, "Please allow file access for cvdiff in Corvane.\n" +
+                                             std::string(allowed ? "File access allowed for \"/\"\n"
+                                                                 : "File access was denied\n"));
+    }
+    EXPECT_NE(bed_.runApplication({"--activate", "window", "allow-file-access"}).status, 0)
+        << "nobody asks any more";
+}
+
 TEST(WrappedRows, FollowTheColumnsOfEachLine) {
     struct RowCase {
         std::string text;

@@ -492,8 +492,69 @@ std::optional<std::string> CorvaneWindow::describeDocument(const std::string& GU
     return description.dump();
 }
 
+void CorvaneWindow::askForFileAccess(const std::string& path, std::function<void(bool)> answer) {
+    fileAccessRequests_.push_back({path, std::move(answer)});
+    if (fileAccessRequests_.size() == 1) {
+        askNextForFileAccess();
+    }
+}
+
+void CorvaneWindow::askNextForFileAccess() {
+    if (fileAccessRequests_.empty()) {
+        return;
+    }
+    fileAccessDialog_ = std::make_unique<Gtk::MessageDialog>(
+        *this, "Allow cvdiff to read your files?", false, Gtk::MessageType::QUESTION,
+        Gtk::ButtonsType::NONE, true);
+    fileAccessDialog_->set_secondary_text(
+        "cvdiff runs inside an app sandbox and asks to reach \u201c" +
+        fileAccessRequests_.front().path +
+        "\u201d, so that it can hand you the files it compares. You can take the permission "
+        "back with \u201ccvdiff --reset-file-access\u201d.");
+    fileAccessDialog_->add_button("Don\u2019t Allow", Gtk::ResponseType::REJECT);
+    fileAccessDialog_->add_button("Allow", Gtk::ResponseType::ACCEPT)
+        ->add_css_class("suggested-action");
+    fileAccessDialog_->signal_response().connect(
+        [this](int response) { answerFileAccess(response == Gtk::ResponseType::ACCEPT); });
+    present();
+    fileAccessDialog_->present();
+}
+
+void CorvaneWindow::answerFileAccess(bool allowed) {
+    if (fileAccessRequests_.empty()) {
+        return;
+    }
+    FileAccessRequest request = std::move(fileAccessRequests_.front());
+    fileAccessRequests_.pop_front();
+    // The dialog goes once the loop is back: this may run in its own response handler.
+    if (fileAccessDialog_) {
+        fileAccessDialog_->hide();
+        Glib::signal_idle().connect_once(
+            [dialog = std::shared_ptr<Gtk::MessageDialog>(std::move(fileAccessDialog_))] {});
+    }
+    request.answer(allowed);
+    askNextForFileAccess();
+}
+
+void CorvaneWindow::denyPendingFileAccess() {
+    std::deque<FileAccessRequest> waiting = std::move(fileAccessRequests_);
+    fileAccessRequests_.clear();
+    fileAccessDialog_.reset();
+    for (FileAccessRequest& request : waiting) {
+        request.answer(false);
+    }
+}
+
 bool CorvaneWindow::activateAction(const std::string& GUID, const std::string& action,
                                    std::string* whyNot) {
+    if (GUID == "window" && (action == "allow-file-access" || action == "deny-file-access")) {
+        if (fileAccessRequests_.empty()) {
+            *whyNot = "Nobody asks for file access.";
+            return false;
+        }
+        answerFileAccess(action == "allow-file-access");
+        return true;
+    }
     auto found = tabs_.find(GUID);
     if (found == tabs_.end()) {
         *whyNot = "No open document has the GUID " + GUID + ".";
@@ -543,6 +604,7 @@ bool CorvaneWindow::saveScreenshot(const std::string& path, std::string* whyNot)
 }
 
 void CorvaneWindow::closeEverything() {
+    denyPendingFileAccess();
     std::vector<std::string> GUIDs;
     for (const CorvaneDocument* document : application_.documents().documentsInOpeningOrder()) {
         GUIDs.push_back(document->GUID);

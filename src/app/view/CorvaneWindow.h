@@ -2,6 +2,8 @@
 
 #include <gtkmm.h>
 
+#include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -31,8 +33,22 @@ public:
 
     // Closes every tab, one notification each, then ends the application.
     void closeEverything();
+    // Asks the person, in a dialog naming the path, whether a sandboxed cvdiff may reach it;
+    // requests that come while one is asked wait their turn. The window's own actions
+    // "allow-file-access" and "deny-file-access" (activated with the GUID "window") answer it.
+    void askForFileAccess(const std::string& path, std::function<void(bool)> answer);
+    // Refuses every request still waiting (the window goes away).
+    void denyPendingFileAccess();
 
 private:
+    void askNextForFileAccess();
+    void answerFileAccess(bool allowed);
+    struct FileAccessRequest {
+        std::string path;
+        std::function<void(bool)> answer;
+    };
+    std::deque<FileAccessRequest> fileAccessRequests_;
+    std::unique_ptr<Gtk::MessageDialog> fileAccessDialog_;
     struct Tab;
 
     Tab* currentTab();

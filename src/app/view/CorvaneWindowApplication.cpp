@@ -5,6 +5,7 @@
 
 #include <memory>
 
+#include "app/CorvaneAuthorization.h"
 #include "app/view/CorvaneEventSource.h"
 #include "app/view/CorvaneWindow.h"
 #include "platform/CVCorvaneContract.h"
@@ -51,6 +52,10 @@ int CorvaneRunWithWindow(CorvaneApplication& application, const char* programNam
         window = std::make_unique<CorvaneWindow>(application);
         gtkApplication->add_window(*window);
         application.setPresenter(window.get());
+        CorvaneAuthorization::setAskPerson(
+            [&window](const std::string& path, CorvaneAuthorization::Answer answer) {
+                window->askForFileAccess(path, std::move(answer));
+            });
         source = std::make_unique<CorvaneEventSource>(application.event(), [&](int exitCode) {
             status = exitCode;
             application.setPresenter(nullptr);
@@ -61,6 +66,10 @@ int CorvaneRunWithWindow(CorvaneApplication& application, const char* programNam
     char* arguments[] = {const_cast<char*>(programName), nullptr};
     gtkApplication->run(1, arguments);
     application.setPresenter(nullptr);
+    CorvaneAuthorization::setAskPerson(nullptr);
+    if (window) {
+        window->denyPendingFileAccess();
+    }
     source.reset();
     if (window) {
         gtkApplication->remove_window(*window);

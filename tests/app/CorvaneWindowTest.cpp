@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -21,12 +22,19 @@ namespace {
 class ACorvaneWindow : public ::testing::Test {
 protected:
     void SetUp() override {
-        // An X server of the test's own, on a display no other test uses.
-        std::string display = ":" + std::to_string(200 + getpid() % 5000);
-        bed_.start({"Xvfb", display, "-screen", "0", "1280x800x24", "-nolisten", "tcp"});
-        std::string socket = "/tmp/.X11-unix/X" + display.substr(1);
-        ASSERT_TRUE(CVWaitUntil([&] { return access(socket.c_str(), F_OK) == 0; }))
-            << "Xvfb did not come up";
+        // An X server of the test's own: it picks a free display and names it once it listens.
+        // Ended by a signal it can clean up after, so that it leaves no socket or lock behind.
+        server_ = bed_.start({"Xvfb", "-displayfd", "1", "-screen", "0", "1280x800x24",
+                              "-nolisten", "tcp"});
+        std::string display;
+        ASSERT_TRUE(CVWaitUntil([&] {
+            std::string written = server_->standardOutputSoFar();
+            if (written.find('\n') == std::string::npos) {
+                return false;
+            }
+            display = ":" + written.substr(0, written.find('\n'));
+            return true;
+        })) << "Xvfb did not come up";
         // The software renderer: no GPU under Xvfb.
         bed_.setEnvironment(
             {{"DISPLAY", display},
@@ -86,7 +94,19 @@ protected:
         return kinds;
     }
 
+    void TearDown() override {
+        if (application_) {
+            application_->signal(SIGKILL);
+            application_->wait(std::chrono::seconds(5));
+        }
+        if (server_) {
+            server_->signal(SIGTERM);
+            server_->wait(std::chrono::seconds(5));
+        }
+    }
+
     CVTestBed bed_;
+    std::shared_ptr<CVTestProcess> server_;
     std::shared_ptr<CVTestProcess> application_;
 };
 
@@ -246,11 +266,15 @@ TEST_F(ACorvaneWindow, KeepsWrappedLinesAlignedByTheRowsTheyTake) {
                  write("wide-right.txt", "short\nbrief\nend\n")});
     json tab = shown(GUID);
     EXPECT_EQ(tab["panes"][1]["fillerPixels"], 0);
+    // The rows a line wraps into follow from the panes' width, which a window being mapped may
+    // still change: the filler settles once the window has its size.
     activate(GUID, "wrap-lines");
-    tab = shown(GUID);
+    EXPECT_TRUE(CVWaitUntil([&] {
+        tab = shown(GUID);
+        return tab["panes"][1]["fillerPixels"] > 0;
+    })) << tab.dump();
     EXPECT_EQ(tab["options"]["wrapLines"], true);
     EXPECT_EQ(tab["panes"][0]["fillerPixels"], 0);
-    EXPECT_GT(tab["panes"][1]["fillerPixels"], 0);
     activate(GUID, "wrap-lines");
     EXPECT_EQ(shown(GUID)["panes"][1]["fillerPixels"], 0);
 }

@@ -221,6 +221,10 @@ CVCommandResult CVTestProcess::wait(std::chrono::milliseconds deadline) {
     return result;
 }
 
+std::string CVTestProcess::standardOutputSoFar() const {
+    return readFile(outputPath_);
+}
+
 CVCommandResult CVRunCommand(const std::vector<std::string>& command,
                              const std::vector<std::string>& environment,
                              const std::string& workingDirectory,

@@ -58,6 +58,8 @@ public:
     CVCommandResult wait(std::chrono::milliseconds deadline = std::chrono::seconds(30));
     // Sends the signal to the process group.
     void signal(int number);
+    // What the process has written to its standard output so far.
+    std::string standardOutputSoFar() const;
 
 private:
     bool reap(bool block);

@@ -1385,7 +1385,9 @@ void CorvaneFileComparisonView::drawBands(const Cairo::RefPtr<Cairo::Context>& c
 
 std::string CorvaneFileComparisonView::describe() const {
     nlohmann::json description;
-    description["state"] = shown_ ? "shown" : "loading";
+    // A comparison waiting to be aligned again (after its options or width changed) is not yet
+    // what the person sees.
+    description["state"] = !shown_ ? "loading" : alignIdle_.connected() ? "aligning" : "shown";
     description["message"] = shownMessage_;
     int changes = 0;
     if (result_) {

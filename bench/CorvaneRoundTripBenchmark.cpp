@@ -54,10 +54,9 @@ std::shared_ptr<CVCLISerializedDiffInvocation> twoFileDiff() {
 // The application's own times of its document calls, from the journal.
 std::vector<double> journaledMicroseconds(const CVTestBed& bed) {
     std::vector<double> times;
-    for (const std::string& line : bed.journalLines()) {
-        size_t at = line.find("\"microseconds\":");
-        if (at != std::string::npos) {
-            times.push_back(strtod(line.c_str() + at + 15, nullptr));
+    for (const nlohmann::json& entry : bed.journalEntries()) {
+        if (entry.contains("microseconds")) {
+            times.push_back(entry["microseconds"]);
         }
     }
     return times;

@@ -173,7 +173,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     } catch (const std::out_of_range&) {
         // A file list's status outside 0 to 3 has no symbol; nothing checks it on arrival.
     }
-    (void)CVKeyedCoding::jsonForRecord(*record);
     CVPlist keyed = CVKeyedCoding::propertyListForRecord(*record);
     auto fromKeyed = CVKeyedCoding::recordFromPropertyList(keyed.get(), &why);
     if (!fromKeyed || !fromKeyed->isEqualTo(*record)) {

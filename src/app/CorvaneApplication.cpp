@@ -13,7 +13,6 @@
 #include "link/CVDistributedNotificationCenter.h"
 #include "platform/CVCorvaneContract.h"
 #include "platform/CVHeldFile.h"
-#include "platform/CVJSON.h"
 #include "platform/CVPrint.h"
 #include "platform/CVSessionBus.h"
 #include "platform/CVSystemLog.h"
@@ -120,7 +119,7 @@ bool CorvaneApplication::start() {
     if (requestNames() < 0) {
         return false;
     }
-    journal_.record("launch", "\"processID\":" + std::to_string(getpid()));
+    journal_.record("launch", {{"processID", getpid()}});
     postNotification(CVCorvaneContract::kDidFinishLaunchingNotification, std::nullopt);
     return true;
 }
@@ -147,8 +146,9 @@ int CorvaneApplication::requestNames() {
 
 void CorvaneApplication::postNotification(const char* name,
                                           const std::optional<std::string>& object) {
-    journal_.record("notification", "\"name\":" + CVJSONQuoted(name) + ",\"object\":" +
-                                        CVJSONQuotedOrNull(object) + ",\"userInfo\":{}");
+    journal_.record("notification", {{"name", name},
+                                     {"object", CorvaneJSONStringOrNull(object)},
+                                     {"userInfo", CorvaneJSON::object()}});
     int result = CVDistributedNotificationCenter::postNotification(bus_, name, object, {});
     if (result < 0) {
         CVSystemLog(std::string("Could not post ") + name + ": " + errorText(result) + ".");
@@ -173,25 +173,21 @@ void CorvaneApplication::quit() {
         sd_bus_release_name(bus_, CVCorvaneContract::kDistributedObjectsConnectionName);
         sd_bus_flush(bus_);
     }
-    journal_.record("quit", "");
+    journal_.record("quit");
     sd_event_exit(event_, 0);
 }
 
 void CorvaneApplication::recordCallWithArguments(std::string_view interface,
                                                  std::string_view member,
-                                                 std::string_view arguments) {
-    recordCall(interface, member, "\"arguments\":[" + std::string(arguments) + "]");
+                                                 const CorvaneJSON& arguments) {
+    recordCall(interface, member, {{"arguments", arguments}});
 }
 
 void CorvaneApplication::recordCall(std::string_view interface, std::string_view member,
-                                    std::string_view fields) {
-    std::string text =
-        "\"interface\":" + CVJSONQuoted(interface) + ",\"member\":" + CVJSONQuoted(member);
-    if (!fields.empty()) {
-        text += ',';
-        text += fields;
-    }
-    journal_.record("call", text);
+                                    const CorvaneJSON& fields) {
+    CorvaneJSON call = {{"interface", interface}, {"member", member}};
+    call.update(fields);
+    journal_.record("call", call);
 }
 
 int CorvaneApplication::handleTerminationSignal(sd_event_source*, const signalfd_siginfo*,

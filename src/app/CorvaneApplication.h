@@ -72,11 +72,12 @@ public:
     // Releases the names at once and ends the loop with status 0.
     void quit();
 
-    // Journals a received call: its interface, member and further JSON members (may be empty).
-    void recordCall(std::string_view interface, std::string_view member, std::string_view fields);
-    // recordCall with the call's arguments, JSON values separated by commas, as "arguments":[...].
+    // Journals a received call: its interface, member and the fields' members.
+    void recordCall(std::string_view interface, std::string_view member,
+                    const CorvaneJSON& fields = CorvaneJSON::object());
+    // recordCall with the call's arguments as "arguments":[...].
     void recordCallWithArguments(std::string_view interface, std::string_view member,
-                                 std::string_view arguments);
+                                 const CorvaneJSON& arguments);
     // The application a bus callback was registered with.
     static CorvaneApplication& of(void* userdata) {
         return *static_cast<CorvaneApplication*>(userdata);

@@ -10,26 +10,22 @@
 #include "app/CorvaneMerge.h"
 #include "app/CorvaneNames.h"
 #include "platform/CVCorvaneContract.h"
-#include "platform/CVJSON.h"
 
 namespace {
 
-void recordCall(CorvaneApplication& application, const char* member, std::string_view arguments) {
+void recordCall(CorvaneApplication& application, const char* member,
+                const CorvaneJSON& arguments = CorvaneJSON::array()) {
     application.recordCallWithArguments(CorvaneNames::kControlInterface, member, arguments);
 }
 
 int listDocuments(sd_bus_message* message, void* userdata, sd_bus_error*) {
     CorvaneApplication& application = CorvaneApplication::of(userdata);
-    recordCall(application, "ListDocuments", "");
-    std::string listing = "[";
+    recordCall(application, "ListDocuments");
+    CorvaneJSON listing = CorvaneJSON::array();
     for (const CorvaneDocument* document : application.documents().documentsInOpeningOrder()) {
-        if (listing.size() > 1) {
-            listing += ',';
-        }
-        listing += document->json();
+        listing.push_back(document->json());
     }
-    listing += ']';
-    return sd_bus_reply_method_return(message, "s", listing.c_str());
+    return sd_bus_reply_method_return(message, "s", CorvaneJSONText(listing).c_str());
 }
 
 int noSuchDocument(sd_bus_error* error, const std::string& GUID) {
@@ -44,7 +40,7 @@ int closeTab(sd_bus_message* message, void* userdata, sd_bus_error* error) {
         return result;
     }
     CorvaneApplication& application = CorvaneApplication::of(userdata);
-    recordCall(application, "CloseTab", CVJSONQuoted(GUID));
+    recordCall(application, "CloseTab", CorvaneJSON::array({GUID}));
     if (!application.closeTab(GUID)) {
         return noSuchDocument(error, GUID);
     }
@@ -97,8 +93,7 @@ int finishMerge(sd_bus_message* message, void* userdata, sd_bus_error* error) {
         return result;
     }
     CorvaneApplication& application = CorvaneApplication::of(userdata);
-    recordCall(application, "FinishMerge",
-               CVJSONQuoted(GUID) + (resolved ? ",true," : ",false,") + CVJSONQuoted(resultText));
+    recordCall(application, "FinishMerge", CorvaneJSON::array({GUID, resolved != 0, resultText}));
     const CorvaneDocument* document = application.documents().documentWithGUID(GUID);
     if (document == nullptr) {
         return noSuchDocument(error, GUID);
@@ -141,7 +136,7 @@ int describeDocument(sd_bus_message* message, void* userdata, sd_bus_error* erro
         return result;
     }
     CorvaneApplication& application = CorvaneApplication::of(userdata);
-    recordCall(application, "DescribeDocument", CVJSONQuoted(GUID));
+    recordCall(application, "DescribeDocument", CorvaneJSON::array({GUID}));
     CorvaneDocumentPresenter* window = windowOrError(application, error);
     if (window == nullptr) {
         return -EINVAL;
@@ -161,7 +156,7 @@ int activateAction(sd_bus_message* message, void* userdata, sd_bus_error* error)
         return result;
     }
     CorvaneApplication& application = CorvaneApplication::of(userdata);
-    recordCall(application, "ActivateAction", CVJSONQuoted(GUID) + "," + CVJSONQuoted(action));
+    recordCall(application, "ActivateAction", CorvaneJSON::array({GUID, action}));
     CorvaneDocumentPresenter* window = windowOrError(application, error);
     if (window == nullptr) {
         return -EINVAL;
@@ -185,7 +180,7 @@ int saveScreenshot(sd_bus_message* message, void* userdata, sd_bus_error* error)
         return result;
     }
     CorvaneApplication& application = CorvaneApplication::of(userdata);
-    recordCall(application, "SaveScreenshot", CVJSONQuoted(path));
+    recordCall(application, "SaveScreenshot", CorvaneJSON::array({path}));
     CorvaneDocumentPresenter* window = windowOrError(application, error);
     if (window == nullptr) {
         return -EINVAL;
@@ -199,7 +194,7 @@ int saveScreenshot(sd_bus_message* message, void* userdata, sd_bus_error* error)
 
 int quit(sd_bus_message* message, void* userdata, sd_bus_error*) {
     CorvaneApplication& application = CorvaneApplication::of(userdata);
-    recordCall(application, "Quit", "");
+    recordCall(application, "Quit");
     int result = sd_bus_reply_method_return(message, "");
     application.quit();
     return result;

@@ -1,24 +1,18 @@
 #include "app/CorvaneDocument.h"
 
-#include "platform/CVJSON.h"
+#include "app/CorvaneJSON.h"
 
 namespace {
 
-std::string jsonForFileLists(const std::vector<CorvaneFileList>& fileLists) {
-    std::string text = "[";
+CorvaneJSON jsonForFileLists(const std::vector<CorvaneFileList>& fileLists) {
+    CorvaneJSON lists = CorvaneJSON::array();
     for (const CorvaneFileList& fileList : fileLists) {
-        if (text.size() > 1) {
-            text += ',';
-        }
-        text += "{\"files\":[";
-        for (size_t index = 0; index < fileList.files.size(); ++index) {
-            text += (index > 0 ? "," : "") + CVJSONQuoted(fileList.files[index]);
-        }
-        text += "],\"label\":" + CVJSONQuotedOrNull(fileList.label);
-        text += ",\"relativePath\":" + CVJSONQuotedOrNull(fileList.relativePath);
-        text += ",\"status\":" + std::to_string(fileList.status) + "}";
+        lists.push_back({{"files", fileList.files},
+                         {"label", CorvaneJSONStringOrNull(fileList.label)},
+                         {"relativePath", CorvaneJSONStringOrNull(fileList.relativePath)},
+                         {"status", fileList.status}});
     }
-    return text + "]";
+    return lists;
 }
 
 }  // namespace
@@ -37,16 +31,15 @@ const char* CorvaneDocument::nameOfKind(CorvaneDocumentKind kind) {
     return "diff";
 }
 
-std::string CorvaneDocument::json() const {
-    std::string text = "{\"GUID\":" + CVJSONQuoted(GUID);
-    text += ",\"kind\":" + CVJSONQuoted(nameOfKind(kind));
-    text += ",\"changeset\":" + CVJSONQuotedOrNull(changesetIdentifier);
-    text += ",\"label\":" + CVJSONQuotedOrNull(label);
-    text += ",\"fileLists\":" + jsonForFileLists(fileLists);
-    text += ",\"announcedFileLists\":" + jsonForFileLists(announcedFileLists);
-    text += ",\"outputFile\":" + CVJSONQuotedOrNull(outputFile);
-    text += ",\"baseFile\":" + CVJSONQuotedOrNull(baseFile);
-    text += ",\"parentPID\":" + std::to_string(parentPID);
-    text += ",\"parentProcessName\":" + CVJSONQuotedOrNull(parentProcessName);
-    return text + "}";
+CorvaneJSON CorvaneDocument::json() const {
+    return {{"GUID", GUID},
+            {"kind", nameOfKind(kind)},
+            {"changeset", CorvaneJSONStringOrNull(changesetIdentifier)},
+            {"label", CorvaneJSONStringOrNull(label)},
+            {"fileLists", jsonForFileLists(fileLists)},
+            {"announcedFileLists", jsonForFileLists(announcedFileLists)},
+            {"outputFile", CorvaneJSONStringOrNull(outputFile)},
+            {"baseFile", CorvaneJSONStringOrNull(baseFile)},
+            {"parentPID", parentPID},
+            {"parentProcessName", CorvaneJSONStringOrNull(parentProcessName)}};
 }

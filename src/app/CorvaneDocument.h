@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "app/CorvaneJSON.h"
 #include "platform/CVHeldFile.h"
 
 // One file list as the application shows it: the paths of its sides and its captions.
@@ -61,5 +62,5 @@ struct CorvaneDocument {
     static const char* nameOfKind(CorvaneDocumentKind kind);
     // One JSON object: GUID, kind, changeset, label, fileLists, announcedFileLists, outputFile,
     // baseFile, parentPID, parentProcessName.
-    std::string json() const;
+    CorvaneJSON json() const;
 };

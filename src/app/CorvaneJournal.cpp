@@ -5,10 +5,8 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 
-#include "platform/CVJSON.h"
 #include "platform/CVSystemLog.h"
 
 CorvaneJournal::CorvaneJournal(std::optional<std::string> path) : path_(std::move(path)) {
@@ -27,23 +25,16 @@ CorvaneJournal::~CorvaneJournal() {
     }
 }
 
-void CorvaneJournal::record(std::string_view event, std::string_view fields) {
+void CorvaneJournal::record(std::string_view event, const CorvaneJSON& fields) {
     if (descriptor_ < 0) {
         return;
     }
     timeval now{};
     gettimeofday(&now, nullptr);
-    char time[48];
-    snprintf(time, sizeof time, "%lld.%06ld", static_cast<long long>(now.tv_sec),
-             static_cast<long>(now.tv_usec));
-    std::string line = "{\"time\":";
-    line += time;
-    line += ",\"event\":" + CVJSONQuoted(event);
-    if (!fields.empty()) {
-        line += ',';
-        line += fields;
-    }
-    line += "}\n";
+    CorvaneJSON entry = {{"time", static_cast<double>(now.tv_sec) + now.tv_usec / 1e6},
+                         {"event", event}};
+    entry.update(fields);
+    std::string line = CorvaneJSONText(entry) + "\n";
     ssize_t written = write(descriptor_, line.data(), line.size());
     if (written != static_cast<ssize_t>(line.size())) {
         CVSystemLog("Could not write to the journal " + *path_ + ": " + strerror(errno) + ".");

@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "app/CorvaneJSON.h"
+
 // The application's journal: one JSON object a line for every call it receives and every
 // notification it posts, appended with one write each so that a reader never sees half a line.
 // A journal without a path writes nothing.
@@ -19,9 +21,9 @@ public:
     bool isOpen() const { return descriptor_ >= 0; }
     const std::optional<std::string>& path() const { return path_; }
 
-    // Appends {"time":…,"event":<event>, <fields>}; fields is the rest of an object's members,
-    // already JSON ("\"member\":\"processID\""), or empty.
-    void record(std::string_view event, std::string_view fields);
+    // Appends {"time":…,"event":<event>, …}: the time in seconds since the epoch, then the
+    // event's name and the fields' members.
+    void record(std::string_view event, const CorvaneJSON& fields = CorvaneJSON::object());
 
 private:
     std::optional<std::string> path_;

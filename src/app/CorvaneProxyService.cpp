@@ -3,21 +3,20 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdio>
+#include <cmath>
 
 #include "app/CorvaneApplication.h"
 #include "app/CorvaneAuthorization.h"
 #include "app/CorvaneInvocationReader.h"
 #include "app/CorvaneNames.h"
-#include "model/CVKeyedCoding.h"
 #include "model/CVWireCoding.h"
 #include "platform/CVCorvaneContract.h"
-#include "platform/CVJSON.h"
 #include "platform/CVSystemLog.h"
 
 namespace {
 
-void recordCall(CorvaneApplication& application, const char* member, std::string_view fields) {
+void recordCall(CorvaneApplication& application, const char* member,
+                const CorvaneJSON& fields = CorvaneJSON::object()) {
     application.recordCall(CVCorvaneContract::kProxyInterface, member, fields);
 }
 
@@ -32,7 +31,7 @@ int readStringArgument(sd_bus_message* message, std::string* argument) {
 }
 
 int processID(sd_bus_message* message, void* userdata, sd_bus_error*) {
-    recordCall(CorvaneApplication::of(userdata), "processID", "");
+    recordCall(CorvaneApplication::of(userdata), "processID");
     return sd_bus_reply_method_return(message, "i", static_cast<int32_t>(getpid()));
 }
 
@@ -42,8 +41,9 @@ int requestAuthorizationForPath(sd_bus_message* message, void* userdata, sd_bus_
     if (result < 0) {
         return result;
     }
-    CorvaneApplication::of(userdata).recordCallWithArguments(
-        CVCorvaneContract::kProxyInterface, "requestAuthorizationForPath", CVJSONQuoted(path));
+    CorvaneApplication::of(userdata).recordCallWithArguments(CVCorvaneContract::kProxyInterface,
+                                                             "requestAuthorizationForPath",
+                                                             CorvaneJSON::array({path}));
     // The reply waits for the answer, which may take a person's while: the loop goes on.
     sd_bus_message_ref(message);
     CorvaneAuthorization::answerRequestForPath(path, [message](bool) {
@@ -61,7 +61,8 @@ int markChangesetWithUUIDAsClosed(sd_bus_message* message, void* userdata, sd_bu
     }
     CorvaneApplication& application = CorvaneApplication::of(userdata);
     application.recordCallWithArguments(CVCorvaneContract::kProxyInterface,
-                                        "markChangesetWithUUIDAsClosed", CVJSONQuoted(identifier));
+                                        "markChangesetWithUUIDAsClosed",
+                                        CorvaneJSON::array({identifier}));
     application.documents().closeChangeset(identifier);
     return sd_bus_reply_method_return(message, "");
 }
@@ -75,7 +76,7 @@ int GUIDForDocumentWithCVDiffInvocation(sd_bus_message* message, void* userdata,
     std::string whyRefused;
     auto invocation = CorvaneInvocationReader::readInvocation(message, &whyRefused);
     if (!invocation) {
-        recordCall(application, kMember, "\"error\":" + CVJSONQuoted(whyRefused));
+        recordCall(application, kMember, {{"error", whyRefused}});
         CVSystemLog("Refused an invocation: " + whyRefused);
         return sd_bus_error_set(error, CorvaneNames::kInvalidInvocationError, whyRefused.c_str());
     }
@@ -88,15 +89,14 @@ int GUIDForDocumentWithCVDiffInvocation(sd_bus_message* message, void* userdata,
         result = CVWireCoding::appendStringOrNil(reply, document.GUID);
     }
     std::chrono::duration<double, std::micro> elapsed = std::chrono::steady_clock::now() - start;
-    char microseconds[32];
-    snprintf(microseconds, sizeof microseconds, "%.1f", elapsed.count());
     // Journaled before the reply goes out, so that a caller that has its answer finds the line.
     // Rendering a large changeset as JSON is not free: only for a journal that is written.
     if (application.journal().isOpen()) {
         recordCall(application, kMember,
-                   "\"invocation\":" + CVKeyedCoding::jsonForRecord(*invocation->record) +
-                       ",\"reply\":" + CVJSONQuoted(document.GUID) +
-                       ",\"document\":" + document.json() + ",\"microseconds\":" + microseconds);
+                   {{"invocation", CorvaneJSONForRecord(*invocation->record)},
+                    {"reply", document.GUID},
+                    {"document", document.json()},
+                    {"microseconds", std::round(elapsed.count() * 10) / 10}});
     }
     if (result >= 0) {
         result = sd_bus_send(nullptr, reply, nullptr);

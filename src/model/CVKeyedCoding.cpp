@@ -4,8 +4,6 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "platform/CVJSON.h"
-
 namespace CVKeyedCoding {
 
 namespace {
@@ -154,65 +152,6 @@ private:
     std::string whyRefused_;
 };
 
-std::string base64(const CVCodedValue::Data& data) {
-    static const char alphabet[] =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string out;
-    out.reserve((data.size() + 2) / 3 * 4);
-    for (size_t index = 0; index < data.size(); index += 3) {
-        uint32_t chunk = uint32_t(data[index]) << 16;
-        if (index + 1 < data.size()) {
-            chunk |= uint32_t(data[index + 1]) << 8;
-        }
-        if (index + 2 < data.size()) {
-            chunk |= data[index + 2];
-        }
-        out += alphabet[(chunk >> 18) & 63];
-        out += alphabet[(chunk >> 12) & 63];
-        out += index + 1 < data.size() ? alphabet[(chunk >> 6) & 63] : '=';
-        out += index + 2 < data.size() ? alphabet[chunk & 63] : '=';
-    }
-    return out;
-}
-
-void appendJSONValue(std::string& out, const CVCodedValue& value) {
-    using Type = CVCodedValue::Type;
-    switch (value.type()) {
-        case Type::nil:
-            out += "null";
-            return;
-        case Type::string:
-            out += CVJSONQuoted(*value.string());
-            return;
-        case Type::boolean:
-            out += *value.boolean() ? "true" : "false";
-            return;
-        case Type::int32:
-            out += std::to_string(*value.int32());
-            return;
-        case Type::int64:
-            out += std::to_string(*value.int64());
-            return;
-        case Type::data:
-            out += '"' + base64(*value.data()) + '"';
-            return;
-        case Type::array: {
-            out += '[';
-            const char* separator = "";
-            for (const CVCodedValue& element : *value.array()) {
-                out += separator;
-                appendJSONValue(out, element);
-                separator = ",";
-            }
-            out += ']';
-            return;
-        }
-        case Type::record:
-            out += jsonForRecord(**value.record());
-            return;
-    }
-}
-
 }  // namespace
 
 CVPlist propertyListForRecord(const CVCLISerializedObject& record) {
@@ -234,18 +173,6 @@ std::shared_ptr<CVCLISerializedObject> recordFromPropertyList(plist_t dictionary
         *whyRefused = dictionary ? decoder.whyRefused() : "expected a dictionary";
     }
     return record;
-}
-
-std::string jsonForRecord(const CVCLISerializedObject& record) {
-    std::string out = "{\"$class\":";
-    out += CVJSONQuoted(record.className());
-    for (const std::string& key : record.keysForCoding()) {
-        out += ',';
-        out += CVJSONQuoted(key);
-        out += ':';
-        appendJSONValue(out, record.valueForKey(key));
-    }
-    return out + "}";
 }
 
 }  // namespace CVKeyedCoding

@@ -19,8 +19,4 @@ CVPlist propertyListForRecord(const CVCLISerializedObject& record);
 std::shared_ptr<CVCLISerializedObject> recordFromPropertyList(plist_t dictionary,
                                                               std::string* whyRefused);
 
-// A JSON object with "$class" and every coding key in order; nil is null, data a base64 string.
-// Bytes of strings that are not UTF-8 become U+FFFD.
-std::string jsonForRecord(const CVCLISerializedObject& record);
-
 }  // namespace CVKeyedCoding

@@ -20,6 +20,7 @@
 
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
+using json = nlohmann::json;
 
 namespace {
 
@@ -134,11 +135,9 @@ protected:
 
     // The listing's GUIDs in order.
     std::vector<std::string> listedGUIDs() {
-        std::string listing = bed_.listDocuments().standardOutput;
         std::vector<std::string> GUIDs;
-        for (size_t at = listing.find("\"GUID\":\""); at != std::string::npos;
-             at = listing.find("\"GUID\":\"", at + 1)) {
-            GUIDs.push_back(listing.substr(at + 8, 36));
+        for (const json& document : bed_.documents()) {
+            GUIDs.push_back(document["GUID"]);
         }
         return GUIDs;
     }
@@ -153,8 +152,8 @@ TEST_F(ACorvaneApplication, OwnsItsNamesAndAnnouncesThatItFinishedLaunching) {
     auto launched = bed_.bus().waitForNotification(Contract::kDidFinishLaunchingNotification);
     ASSERT_TRUE(launched);
     EXPECT_EQ(launched->object, std::nullopt);
-    EXPECT_TRUE(bed_.waitForJournalLine(
-        {"\"event\":\"notification\"", "\"name\":\"CVCorvaneDidFinishLaunchingNotification\""}));
+    EXPECT_TRUE(bed_.waitForJournalEntry(
+        {{"event", "notification"}, {"name", "CVCorvaneDidFinishLaunchingNotification"}}));
 }
 
 TEST_F(ACorvaneApplication, AnswersItsProcessIdentifierAndAuthorizationRequests) {
@@ -172,8 +171,8 @@ TEST_F(ACorvaneApplication, AnswersItsProcessIdentifierAndAuthorizationRequests)
         return sd_bus_message_append(message, "s", "/");
     });
     EXPECT_EQ(answer.errorName, "");
-    EXPECT_TRUE(bed_.waitForJournalLine(
-        {"\"member\":\"requestAuthorizationForPath\",\"arguments\":[\"/\"]"}));
+    EXPECT_TRUE(bed_.waitForJournalEntry(
+        {{"member", "requestAuthorizationForPath"}, {"arguments", json::array({"/"})}}));
 }
 
 TEST_F(ACorvaneApplication, OpensADocumentPerDiffAndListsIt) {
@@ -182,27 +181,26 @@ TEST_F(ACorvaneApplication, OpensADocumentPerDiffAndListsIt) {
                                    "[0-9A-F]{12}"));
     EXPECT_NE(openGUID(*diffInvocation("/work/left.txt", "/work/right.txt")), GUID);
 
-    CVCommandResult listing = bed_.listDocuments();
-    EXPECT_EQ(listing.status, 0);
-    EXPECT_THAT(listing.standardOutput,
-                testing::StartsWith(
-                    "[{\"GUID\":\"" + GUID +
-                    "\",\"kind\":\"diff\",\"changeset\":null,\"label\":null,\"fileLists\":[{"
-                    "\"files\":[\"/work/left.txt\",\"/work/right.txt\"],\"label\":null,"
-                    "\"relativePath\":null,\"status\":0}],\"announcedFileLists\":[],"
-                    "\"outputFile\":null,\"baseFile\":null,\"parentPID\":4242,"
-                    "\"parentProcessName\":\"git\"},{\"GUID\":"));
+    json documents = bed_.documents();
+    ASSERT_EQ(documents.size(), 2u);
+    EXPECT_EQ(documents[0], json::parse(R"({"GUID":")" + GUID + R"(","kind":"diff",
+        "changeset":null,"label":null,"fileLists":[{"files":["/work/left.txt","/work/right.txt"],
+        "label":null,"relativePath":null,"status":0}],"announcedFileLists":[],"outputFile":null,
+        "baseFile":null,"parentPID":4242,"parentProcessName":"git"})"));
 }
 
 TEST_F(ACorvaneApplication, JournalsTheDecodedInvocationWithItsClassNamesAndTheReply) {
     std::string GUID = openGUID(*diffInvocation("/l", "/r"));
-    auto line = bed_.waitForJournalLine({"\"reply\":\"" + GUID + "\""});
-    ASSERT_TRUE(line);
-    EXPECT_THAT(*line, HasSubstr("\"member\":\"GUIDForDocumentWithCVDiffInvocation\""));
-    EXPECT_THAT(*line, HasSubstr("\"$class\":\"CVCLISerializedDiffInvocation\""));
-    EXPECT_THAT(*line, HasSubstr("\"$class\":\"CVCLISerializedFileList\""));
-    EXPECT_THAT(*line, HasSubstr("\"filePath\":\"/r\""));
-    EXPECT_THAT(*line, HasSubstr("\"parentProcessName\":\"git\""));
+    auto entry = bed_.waitForJournalEntry({{"reply", GUID}});
+    ASSERT_TRUE(entry);
+    EXPECT_EQ((*entry)["member"], "GUIDForDocumentWithCVDiffInvocation");
+    const json& invocation = (*entry)["invocation"];
+    EXPECT_EQ(invocation["$class"], "CVCLISerializedDiffInvocation");
+    EXPECT_EQ(invocation["parentProcessName"], "git");
+    const json& fileList = invocation["fileList"];
+    EXPECT_EQ(fileList["$class"], "CVCLISerializedFileList");
+    EXPECT_EQ(fileList["files"][1]["filePath"], "/r");
+    EXPECT_EQ((*entry)["document"]["GUID"], GUID);
 }
 
 TEST_F(ACorvaneApplication, RefusesMalformedInvocationsWithTheReasonAndKeepsRunning) {
@@ -230,7 +228,7 @@ TEST_F(ACorvaneApplication, RefusesMalformedInvocationsWithTheReasonAndKeepsRunn
               "The invocation asks for nothing: it has no file list, changeset, partial "
               "changeset, changeset summary or merge.");
 
-    EXPECT_TRUE(bed_.waitForJournalLine({"\"error\":\"expected a record, found string\""}));
+    EXPECT_TRUE(bed_.waitForJournalEntry({{"error", "expected a record, found string"}}));
     EXPECT_TRUE(application_->isRunning());
     EXPECT_TRUE(open(*diffInvocation("/l", "/r")).GUID);
 }
@@ -254,8 +252,8 @@ TEST_F(ACorvaneApplication, LetsTheItemsOfASummarizedChangesetJoinTheSummary) {
     invocation->setChangesetSummary(summary);
     std::string GUID = openGUID(*invocation);
     EXPECT_EQ(openGUID(*partialInvocation(std::nullopt, "PID:3-4", "/a", "/b")), GUID);
-    EXPECT_THAT(bed_.listDocuments().standardOutput,
-                HasSubstr("\"kind\":\"partialChangeset\",\"changeset\":\"PID:3-4\""));
+    EXPECT_TRUE(CVTestBed::hasMembers(bed_.documents()[0],
+                                      {{"kind", "partialChangeset"}, {"changeset", "PID:3-4"}}));
 }
 
 TEST_F(ACorvaneApplication, OpensANewDocumentForItemsOfAChangesetMarkedAsClosed) {
@@ -264,8 +262,8 @@ TEST_F(ACorvaneApplication, OpensANewDocumentForItemsOfAChangesetMarkedAsClosed)
     std::string second = openGUID(*partialInvocation("UUID:a", std::nullopt, "/3", "/4"));
     EXPECT_NE(second, first);
     EXPECT_EQ(listedGUIDs(), (std::vector<std::string>{first, second}));
-    EXPECT_TRUE(bed_.waitForJournalLine(
-        {"\"member\":\"markChangesetWithUUIDAsClosed\",\"arguments\":[\"UUID:a\"]"}));
+    EXPECT_TRUE(bed_.waitForJournalEntry(
+        {{"member", "markChangesetWithUUIDAsClosed"}, {"arguments", json::array({"UUID:a"})}}));
 }
 
 TEST_F(ACorvaneApplication, PostsCloseTabForTheDocumentAndForgetsIt) {

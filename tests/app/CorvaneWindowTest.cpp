@@ -24,8 +24,8 @@ protected:
     void SetUp() override {
         // An X server of the test's own: it picks a free display and names it once it listens.
         // Ended by a signal it can clean up after, so that it leaves no socket or lock behind.
-        server_ = bed_.start({"Xvfb", "-displayfd", "1", "-screen", "0", "1280x800x24",
-                              "-nolisten", "tcp"});
+        server_ = bed_.start(
+            {"Xvfb", "-displayfd", "1", "-screen", "0", "1280x800x24", "-nolisten", "tcp"});
         std::string display;
         ASSERT_TRUE(CVWaitUntil([&] {
             std::string written = server_->standardOutputSoFar();
@@ -151,7 +151,7 @@ TEST_F(ACorvaneWindow, ShowsTwoFilesAlignedWithTheirChangesTintedAndWalksThem) {
     EXPECT_EQ(signature, "\x89PNG\r\n\x1a\n");
 
     activate(GUID, "close-tab");
-    EXPECT_TRUE(bed_.waitForJournalLine({"CVCloseTabNotification", GUID}));
+    EXPECT_TRUE(bed_.waitForJournalEntry({{"name", "CVCloseTabNotification"}, {"object", GUID}}));
     EXPECT_EQ(bed_.listDocuments().standardOutput, "[]\n");
     EXPECT_EQ(bed_.runApplication({"--describe", GUID}).status, 1);
 }
@@ -333,9 +333,11 @@ TEST_F(ACorvaneWindow, IgnoresLineEndsUnderIgnoreWhitespaceAndClosesEveryTabWith
 
     std::string second = compare({write("x.txt", "x\n"), write("y.txt", "y\n")});
     activate(second, "close-window");
-    EXPECT_TRUE(bed_.waitForJournalLine({"CVCloseTabNotification", GUID}));
-    EXPECT_TRUE(bed_.waitForJournalLine({"CVCloseTabNotification", second}));
-    EXPECT_TRUE(bed_.waitForJournalLine({"\"event\":\"quit\""}));
+    for (const std::string& closed : {GUID, second}) {
+        EXPECT_TRUE(
+            bed_.waitForJournalEntry({{"name", "CVCloseTabNotification"}, {"object", closed}}));
+    }
+    EXPECT_TRUE(bed_.waitForJournalEntry({{"event", "quit"}}));
     // It ends by itself, cleanly (under the sanitizers: without leaks).
     EXPECT_EQ(application_->wait().status, 0) << application_->wait().standardError;
 }

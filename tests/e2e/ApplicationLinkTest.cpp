@@ -1,5 +1,6 @@
 // The tool and the reference application on a private bus: launching, reuse, sending, waiting
 // for the tab to close, merge outcomes, and the ways a run can lose the application.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
@@ -16,8 +17,11 @@
 #include "CVPrivateBus.h"
 #include "CVTestBed.h"
 #include "CVWaitUntil.h"
-#include "RegexMatches.h"
 #include "TemporaryFolder.h"
+
+using json = nlohmann::json;
+using ::testing::ElementsAre;
+using ::testing::MatchesRegex;
 
 namespace {
 
@@ -38,22 +42,13 @@ protected:
         writeFile(right, "right\n");
     }
 
-    std::vector<std::string> documentGUIDs() {
-        return regexMatches(bed.listDocuments().standardOutput, "\"GUID\":\"([^\"]+)\"");
-    }
-
-    // The GUIDs the application answered, oldest first, from its journal.
-    std::vector<std::string> answeredGUIDs() {
-        return regexMatches(bed.journal(), "\"reply\":\"([^\"]+)\"");
-    }
-
     // Waits until the application has opened `count` documents and answers the newest's GUID.
     // The journal is read rather than the application asked: a control client running while
     // the tool looks for the application would itself be a process of the application's bundle.
     std::string waitForDocuments(size_t count) {
         std::vector<std::string> guids;
         bool opened = CVWaitUntil([&] {
-            guids = answeredGUIDs();
+            guids = bed.answeredGUIDs();
             return guids.size() >= count;
         });
         EXPECT_TRUE(opened) << bed.root();
@@ -84,9 +79,8 @@ TEST_F(TheToolWithTheApplication, LaunchesTheApplicationWhenItIsNotRunning) {
     EXPECT_EQ(result.standardOutput, "");
     EXPECT_EQ(result.standardError, "");
     EXPECT_TRUE(bed.isApplicationRunning());
-    std::string listing = bed.listDocuments().standardOutput;
-    EXPECT_NE(listing.find(left), std::string::npos) << listing;
-    EXPECT_NE(listing.find(right), std::string::npos) << listing;
+    EXPECT_EQ(CVTestBed::fileListValues(bed.documents(), "files"),
+              std::vector<json>{json::array({left, right})});
 }
 
 TEST_F(TheToolWithTheApplication, ReusesTheRunningApplicationAndRemembersIt) {
@@ -97,7 +91,7 @@ TEST_F(TheToolWithTheApplication, ReusesTheRunningApplicationAndRemembersIt) {
         EXPECT_EQ(bed.runTool({left, right}).status, 0);
     }
     EXPECT_EQ(bed.applicationProcessID(), running);
-    EXPECT_EQ(documentGUIDs().size(), 2u);
+    EXPECT_EQ(bed.documents().size(), 2u);
     CVCommandResult remembered = bed.run({CVDIFF_BINARY_DIR "/src/tool/defaults", "read",
                                           "com.corvane.Corvane.cvdiff", "LastKnownCVPID"});
     EXPECT_EQ(remembered.standardOutput, std::to_string(*running) + "\n");
@@ -147,7 +141,7 @@ TEST_F(TheToolWithTheApplication, ExitsOneForAMergeItDidNotWaitFor) {
     CVCommandResult result =
         bed.runTool({"--merge", "-W", "--output", bed.workDirectory() + "/out", left, right});
     EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(documentGUIDs().size(), 1u);
+    EXPECT_EQ(bed.documents().size(), 1u);
 }
 
 TEST_F(TheToolWithTheApplication, RemovesAMergesCapturedInputWhenItsTabClosesOrItQuits) {
@@ -161,7 +155,7 @@ TEST_F(TheToolWithTheApplication, RemovesAMergesCapturedInputWhenItsTabClosesOrI
         if (byQuitting) {
             ASSERT_EQ(bed.quitApplication().status, 0);
         } else {
-            ASSERT_EQ(bed.closeTab(documentGUIDs().back()).status, 0);
+            ASSERT_EQ(bed.closeTab(bed.documents().back()["GUID"]).status, 0);
         }
         EXPECT_TRUE(CVWaitUntil([&] { return folderEntries(bed.temporaryDirectory()).empty(); }))
             << (byQuitting ? "after quitting" : "after closing the tab");
@@ -253,7 +247,7 @@ TEST_F(TheToolWithTheApplication, LaunchesAnewWhenTheRunningCopyIsOnAnOlderBusAt
 
     CVCommandResult result = bed.runTool({left, right}, {.deadline = 30s});
     EXPECT_EQ(result.status, 0) << result.standardError;
-    EXPECT_EQ(answeredGUIDs().size(), 1u);
+    EXPECT_EQ(bed.answeredGUIDs().size(), 1u);
     EXPECT_TRUE(stale->isRunning());
 }
 
@@ -301,18 +295,19 @@ TEST_F(TheToolWithTheApplication, ShowsTheApplicationInItsDebugVersion) {
 TEST_F(TheToolWithTheApplication, SendsAPrivateCopyOfStandardInputAndRemovesItAfterTheWait) {
     auto waiting = bed.startTool({"-w", "-", right}, {.standardInput = "piped\n"});
     waitForDocuments(1);
-    std::vector<std::string> copies = regexMatches(bed.listDocuments().standardOutput,
-                                                   "\"(/[^\"]*/cvdiff-[0-9a-f]{4}\\.stdin)\"");
-    ASSERT_EQ(copies.size(), 1u) << bed.listDocuments().standardOutput;
-    EXPECT_EQ(readFile(copies[0]), "piped\n");
+    std::vector<json> files = CVTestBed::fileListValues(bed.documents(), "files");
+    ASSERT_EQ(files.size(), 1u);
+    std::string copy = files[0][0];
+    EXPECT_THAT(copy, MatchesRegex(".*/cvdiff-[0-9a-f]{4}\\.stdin"));
+    EXPECT_EQ(readFile(copy), "piped\n");
     struct stat file {
     }, folder{};
-    ASSERT_EQ(stat(copies[0].c_str(), &file), 0);
-    ASSERT_EQ(stat(std::filesystem::path(copies[0]).parent_path().c_str(), &folder), 0);
+    ASSERT_EQ(stat(copy.c_str(), &file), 0);
+    ASSERT_EQ(stat(std::filesystem::path(copy).parent_path().c_str(), &folder), 0);
     EXPECT_EQ(file.st_mode & 0777, 0600u);
     EXPECT_EQ(folder.st_mode & 0777, 0700u);
 
-    bed.closeTab(answeredGUIDs().back());
+    bed.closeTab(bed.answeredGUIDs().back());
     EXPECT_EQ(waiting->wait(5s).status, 0);
     EXPECT_EQ(folderEntries(bed.temporaryDirectory()), std::vector<std::string>{});
 }
@@ -321,9 +316,10 @@ TEST_F(TheToolWithTheApplication, CapturesProcessSubstitutionOperands) {
     CVCommandResult result =
         bed.run({"bash", "-c", "\"$0\" <(echo one) <(echo two)", bed.toolPath()});
     EXPECT_EQ(result.status, 0) << result.standardError;
-    EXPECT_EQ(
-        regexMatches(bed.listDocuments().standardOutput, "(cvdiff-[0-9a-f]{4}\\.stdin)").size(),
-        2u);
+    std::vector<json> files = CVTestBed::fileListValues(bed.documents(), "files");
+    ASSERT_EQ(files.size(), 1u);
+    EXPECT_THAT(files[0], ElementsAre(MatchesRegex(".*/cvdiff-[0-9a-f]{4}\\.stdin"),
+                                      MatchesRegex(".*/cvdiff-[0-9a-f]{4}\\.stdin")));
     EXPECT_EQ(folderEntries(bed.temporaryDirectory()), std::vector<std::string>{});
 }
 
@@ -334,10 +330,8 @@ TEST_F(TheToolWithTheApplication, PairsTwoFoldersIntoAChangeset) {
     CVCommandResult result = bed.runTool(
         {"--changeset", "--filelist", bed.workDirectory() + "/L", bed.workDirectory() + "/R"});
     EXPECT_EQ(result.status, 0) << result.standardError;
-    std::string listing = bed.listDocuments().standardOutput;
-    EXPECT_EQ(regexMatches(listing, "\"relativePath\":\"([^\"]+)\""),
-              (std::vector<std::string>{"a.txt", "c.txt", "sub/b.txt"}))
-        << listing;
+    EXPECT_EQ(CVTestBed::fileListValues(bed.documents(), "relativePath"),
+              (std::vector<json>{"a.txt", "c.txt", "sub/b.txt"}));
 }
 
 }  // namespace

@@ -10,6 +10,8 @@
 #include "CVTestBed.h"
 #include "TemporaryFolder.h"
 
+using json = nlohmann::json;
+
 namespace {
 
 using namespace std::chrono_literals;
@@ -38,10 +40,8 @@ TEST_F(ARealCaller, AJetBrainsRuntimeInAnyInstallationIsNeverMadeToGiveStandardI
     EXPECT_FALSE(result.timedOut);
     EXPECT_EQ(result.standardOutput, "status 0\n") << result.standardError;
     // Two files: no standard-input copy was put before them.
-    EXPECT_NE(bed.listDocuments().standardOutput.find("\"files\":[\"" + repository + "/a\",\"" +
-                                                      repository + "/b\"]"),
-              std::string::npos)
-        << bed.listDocuments().standardOutput;
+    EXPECT_EQ(CVTestBed::fileListValues(bed.documents(), "files"),
+              std::vector<json>{json::array({repository + "/a", repository + "/b"})});
 }
 
 }  // namespace

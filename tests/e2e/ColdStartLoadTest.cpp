@@ -8,8 +8,9 @@
 
 #include "CVTestBed.h"
 #include "CVWaitUntil.h"
-#include "RegexMatches.h"
 #include "TemporaryFolder.h"
+
+using json = nlohmann::json;
 
 namespace {
 
@@ -37,7 +38,7 @@ protected:
         return succeeded;
     }
 
-    size_t answeredCalls() { return regexMatches(bed.journal(), "\"reply\":\"").size(); }
+    size_t answeredCalls() { return bed.answeredGUIDs().size(); }
 };
 
 TEST_F(ManyRunsFromCold, DeliverSixtyFourDiffsEachOnce) {
@@ -59,14 +60,16 @@ TEST_F(ManyRunsFromCold, DeliverTwoHundredPartialChangesetItemsIntoOneDocument) 
     }
     EXPECT_EQ(runTogether(runs), 200);
     EXPECT_EQ(answeredCalls(), 200u);
-    std::string documents = bed.listDocuments().standardOutput;
-    EXPECT_EQ(regexMatches(documents, "\"GUID\":\"").size(), 1u) << documents;
+    json documents = bed.documents();
+    EXPECT_EQ(documents.size(), 1u);
+    std::vector<json> paths = CVTestBed::fileListValues(documents, "relativePath");
+    std::ranges::sort(paths);
+    std::vector<json> expected;
     for (int item = 0; item < 200; ++item) {
-        EXPECT_EQ(regexMatches(documents, "\"relativePath\":\"item-" + std::to_string(item) + "\"")
-                      .size(),
-                  1u)
-            << item;
+        expected.push_back("item-" + std::to_string(item));
     }
+    std::ranges::sort(expected);
+    EXPECT_EQ(paths, expected);
 }
 
 }  // namespace

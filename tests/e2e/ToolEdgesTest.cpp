@@ -10,8 +10,9 @@
 
 #include "CVTestBed.h"
 #include "CVWaitUntil.h"
-#include "RegexMatches.h"
 #include "TemporaryFolder.h"
+
+using json = nlohmann::json;
 
 namespace {
 
@@ -48,9 +49,8 @@ TEST_F(TheTool, RemovesThePlainDiffsCopyAndEndsByTheSignalWhenInterruptedWhileWa
     for (int signalNumber : {SIGINT, SIGHUP, SIGTERM}) {
         auto run = bed.startTool({"-w", "-", "b"}, {.standardInput = "captured\n"});
         ++answered;
-        ASSERT_TRUE(CVWaitUntil(
-            [&] { return regexMatches(bed.journal(), "\"reply\":\"").size() >= answered; },
-            std::chrono::seconds(30)));
+        ASSERT_TRUE(CVWaitUntil([&] { return bed.answeredGUIDs().size() >= answered; },
+                                std::chrono::seconds(30)));
         run->signal(signalNumber);
         CVCommandResult result = run->wait(std::chrono::seconds(10));
         EXPECT_EQ(result.status, 128 + signalNumber);
@@ -125,8 +125,8 @@ TEST_F(TheTool, PairsATreeDeeperThanTheOpenFileLimitOrSaysItCannot) {
                                       "left right",
                                       bed.toolPath()});
     EXPECT_EQ(paired.status, 0) << paired.standardError;
-    EXPECT_NE(bed.listDocuments().standardOutput.find("\"relativePath\":\"" + deep + "f\""),
-              std::string::npos);
+    EXPECT_EQ(CVTestBed::fileListValues(bed.documents(), "relativePath"),
+              std::vector<json>{deep + "f"});
 
     CVCommandResult refused =
         bed.run({"/bin/sh", "-c", "ulimit -n 1024 && exec \"$0\" --changeset --filelist left right",

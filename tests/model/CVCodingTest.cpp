@@ -221,21 +221,3 @@ TEST(ADecodedChangeset, KeepsANilFileListsArrayAndIgnoresAdditions) {
     decoded->addFileList(sampleFileList());
     EXPECT_EQ(decoded->fileLists(), std::nullopt);
 }
-
-TEST(TheJSONRendering, NamesTheClassAndEveryKeyWithEscapedStringsAndBase64Data) {
-    CVCLISerializedFile file;
-    file.setFilePath("a\"b\\c\n\x01\xff\xc3\xa9");
-    file.setTemporary(true);
-    file.setURLBookmarkData(CVCLISerializedFile::Data{1, 2, 3, 4});
-    EXPECT_EQ(CVKeyedCoding::jsonForRecord(file),
-              "{\"$class\":\"CVCLISerializedFile\",\"filePath\":\"a\\\"b\\\\c\\n\\u0001\\ufffd"
-              "\xc3\xa9\",\"temporary\":true,\"deletedOnExit\":null,\"URLBookmarkData\":"
-              "\"AQIDBA==\"}");
-    CVCLISerializedFileList list;
-    list.addFile(std::make_shared<CVCLISerializedFile>(file));
-    list.setStatus(2);
-    EXPECT_EQ(CVKeyedCoding::jsonForRecord(list),
-              "{\"$class\":\"CVCLISerializedFileList\",\"files\":[" +
-                  CVKeyedCoding::jsonForRecord(file) +
-                  "],\"status\":2,\"relativePath\":null,\"label\":null}");
-}

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <sstream>
 
 #include "platform/CVCorvaneContract.h"
 
@@ -176,6 +177,33 @@ CVCommandResult CVTestBed::listDocuments() {
     return runApplication({"--list"});
 }
 
+nlohmann::json CVTestBed::documents() {
+    CVCommandResult result = listDocuments();
+    return result.status == 0 ? nlohmann::json::parse(result.standardOutput)
+                              : nlohmann::json::array();
+}
+
+std::vector<std::string> CVTestBed::answeredGUIDs() const {
+    std::vector<std::string> GUIDs;
+    for (const nlohmann::json& entry : journalEntries()) {
+        if (entry.contains("reply")) {
+            GUIDs.push_back(entry["reply"]);
+        }
+    }
+    return GUIDs;
+}
+
+std::vector<nlohmann::json> CVTestBed::fileListValues(const nlohmann::json& documents,
+                                                      const std::string& key) {
+    std::vector<nlohmann::json> values;
+    for (const nlohmann::json& document : documents) {
+        for (const nlohmann::json& fileList : document["fileLists"]) {
+            values.push_back(fileList[key]);
+        }
+    }
+    return values;
+}
+
 CVCommandResult CVTestBed::closeTab(const std::string& GUID) {
     return runApplication({"--close-tab", GUID});
 }
@@ -194,41 +222,43 @@ CVCommandResult CVTestBed::quitApplication() {
     return runApplication({"--quit"});
 }
 
-std::vector<std::string> CVTestBed::journalLines() const {
-    std::vector<std::string> lines;
-    std::string text = readFile(journalPath());
-    size_t start = 0;
-    while (start < text.size()) {
-        size_t end = text.find('\n', start);
-        if (end == std::string::npos) {
-            break;  // a line still being written
-        }
-        if (end > start) {
-            lines.push_back(text.substr(start, end - start));
-        }
-        start = end + 1;
-    }
-    return lines;
-}
-
 std::string CVTestBed::journal() const {
-    std::string text;
-    for (const std::string& line : journalLines()) {
-        text += line + "\n";
-    }
-    return text;
+    std::string text = readFile(journalPath());
+    return text.substr(0, text.rfind('\n') + 1);  // without a line still being written
 }
 
-std::optional<std::string> CVTestBed::waitForJournalLine(const std::vector<std::string>& fragments,
-                                                         std::chrono::milliseconds deadline) const {
-    std::optional<std::string> found;
+std::vector<nlohmann::json> CVTestBed::journalEntries() const {
+    std::vector<nlohmann::json> entries;
+    std::istringstream lines(journal());
+    for (std::string line; std::getline(lines, line);) {
+        entries.push_back(nlohmann::json::parse(line));
+    }
+    return entries;
+}
+
+bool CVTestBed::hasMembers(const nlohmann::json& value, const nlohmann::json& members) {
+    if (!members.is_object()) {
+        return value == members;
+    }
+    if (!value.is_object()) {
+        return false;
+    }
+    for (const auto& [key, wanted] : members.items()) {
+        if (!value.contains(key) || !hasMembers(value[key], wanted)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::optional<nlohmann::json> CVTestBed::waitForJournalEntry(
+    const nlohmann::json& members, std::chrono::milliseconds deadline) const {
+    std::optional<nlohmann::json> found;
     CVWaitUntil(
         [&] {
-            for (const std::string& line : journalLines()) {
-                if (std::ranges::all_of(fragments, [&](const std::string& fragment) {
-                        return line.find(fragment) != std::string::npos;
-                    })) {
-                    found = line;
+            for (const nlohmann::json& entry : journalEntries()) {
+                if (hasMembers(entry, members)) {
+                    found = entry;
                     return true;
                 }
             }

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
@@ -74,21 +75,31 @@ public:
     // The control front: Corvane --list (the JSON on standard output), --close-tab,
     // --finish-merge, --quit.
     CVCommandResult listDocuments();
+    // The documents Corvane has open, read from --list (an empty array while it is not running).
+    nlohmann::json documents();
+    // The GUIDs Corvane answered for invocations, oldest first, from its journal.
+    std::vector<std::string> answeredGUIDs() const;
+    // The value of `key` in every file list of the documents, in order ("files" gives arrays).
+    static std::vector<nlohmann::json> fileListValues(const nlohmann::json& documents,
+                                                      const std::string& key);
     CVCommandResult closeTab(const std::string& GUID);
     // result: "" (the left side), "right", "base" or a file's path; unused when unresolved.
     CVCommandResult finishMerge(const std::string& GUID, bool resolved,
                                 const std::string& result = "");
     CVCommandResult quitApplication();
 
-    // The journal's lines (JSON objects), oldest first; journal() joins them, each with its line
-    // feed.
-    std::vector<std::string> journalLines() const;
+    // The journal's whole lines, each with its line feed; journalEntries() the same read as JSON
+    // objects, oldest first.
     std::string journal() const;
-    // Waits until a journal line contains every fragment (e.g. "\"member\":\"processID\"");
-    // answers the first such line, or nothing at the deadline.
-    std::optional<std::string> waitForJournalLine(
-        const std::vector<std::string>& fragments,
+    std::vector<nlohmann::json> journalEntries() const;
+    // Waits until an entry has the members, each with its value (an object's value compared
+    // member by member: {"document":{"kind":"diff"}}); answers the first such entry, or nothing
+    // at the deadline.
+    std::optional<nlohmann::json> waitForJournalEntry(
+        const nlohmann::json& members,
         std::chrono::milliseconds deadline = std::chrono::seconds(10)) const;
+    // Whether the value has the members, as waitForJournalEntry compares them.
+    static bool hasMembers(const nlohmann::json& value, const nlohmann::json& members);
 
     // The bed's own connection to its bus (made on first use).
     CVBusConnection& bus();

@@ -1,11 +1,5 @@
 // Sends that go through the changeset coordinator, and the git difftool summary that precedes the
 // first item of a multi-file difftool run.
-#include <fcntl.h>
-#include <poll.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
@@ -20,10 +14,9 @@
 #include "model/CVCLISerializedPartialChangeset.h"
 #include "platform/CVEnvironment.h"
 #include "platform/CVPrint.h"
+#include "platform/CVSubprocess.h"
 #include "platform/CVUTF8.h"
 #include "process/ZPProcessInformation.h"
-
-extern char** environ;
 
 namespace {
 
@@ -40,103 +33,6 @@ std::string joined(const std::vector<std::string>& list) {
         text += element;
     }
     return text;
-}
-
-std::vector<char*> nullTerminated(std::vector<std::string>& strings) {
-    std::vector<char*> pointers;
-    pointers.reserve(strings.size() + 1);
-    for (std::string& string : strings) {
-        pointers.push_back(string.data());
-    }
-    pointers.push_back(nullptr);
-    return pointers;
-}
-
-// The finished child: what it printed on each stream.
-struct ChildOutput {
-    std::string standardOutput;
-    std::string standardError;
-};
-
-// Reads both pipes to their ends and closes them. Both are drained together: a child that fills
-// one pipe while the other is being read to its end would never finish.
-void drainPipes(int outputDescriptor, int errorDescriptor, ChildOutput& output) {
-    pollfd descriptors[2] = {{outputDescriptor, POLLIN, 0}, {errorDescriptor, POLLIN, 0}};
-    std::string* buffers[2] = {&output.standardOutput, &output.standardError};
-    char chunk[16384];
-    while (descriptors[0].fd >= 0 || descriptors[1].fd >= 0) {
-        if (poll(descriptors, 2, -1) < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            break;
-        }
-        for (int index = 0; index < 2; ++index) {
-            if (descriptors[index].fd < 0 || descriptors[index].revents == 0) {
-                continue;
-            }
-            ssize_t count = read(descriptors[index].fd, chunk, sizeof chunk);
-            if (count > 0) {
-                buffers[index]->append(chunk, static_cast<size_t>(count));
-            } else if (count == 0 || errno != EINTR) {
-                close(descriptors[index].fd);
-                descriptors[index].fd = -1;
-            }
-        }
-    }
-    for (const pollfd& descriptor : descriptors) {
-        if (descriptor.fd >= 0) {
-            close(descriptor.fd);
-        }
-    }
-}
-
-// Starts the program (searched on PATH when it names no folder, as git is usually started by its
-// bare name) in the folder with the environment, and reads both of its output streams to their
-// ends before reaping it. Nothing, with the reason, when it could not be started.
-std::optional<ChildOutput> runChild(const std::string& program, std::vector<std::string> arguments,
-                                    std::optional<std::vector<std::string>> environment,
-                                    const std::string& folder, std::string& failure) {
-    int outputPipe[2];
-    int errorPipe[2];
-    if (pipe2(outputPipe, O_CLOEXEC) != 0) {
-        failure = strerror(errno);
-        return std::nullopt;
-    }
-    if (pipe2(errorPipe, O_CLOEXEC) != 0) {
-        failure = strerror(errno);
-        close(outputPipe[0]);
-        close(outputPipe[1]);
-        return std::nullopt;
-    }
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, outputPipe[1], STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, errorPipe[1], STDERR_FILENO);
-    posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
-
-    std::vector<char*> argv = nullTerminated(arguments);
-    std::vector<char*> envp;
-    if (environment) {
-        envp = nullTerminated(*environment);
-    }
-    pid_t child = 0;
-    int status = posix_spawnp(&child, program.c_str(), &actions, nullptr, argv.data(),
-                              environment ? envp.data() : environ);
-    posix_spawn_file_actions_destroy(&actions);
-    close(outputPipe[1]);
-    close(errorPipe[1]);
-    if (status != 0) {
-        failure = strerror(status);
-        close(outputPipe[0]);
-        close(errorPipe[0]);
-        return std::nullopt;
-    }
-    ChildOutput output;
-    drainPipes(outputPipe[0], errorPipe[0], output);
-    while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
-    }
-    return output;
 }
 
 std::optional<std::string> decodedUTF8(const std::string& bytes) {
@@ -199,8 +95,13 @@ void CVCLIInterpreter::sendGitDifftoolSummaryIfNeeded(const std::vector<std::str
                           "--name-status");
     const std::string folder = *workTree == "." ? workingDirectory_ : *workTree;
     std::string failure;
-    std::optional<ChildOutput> output =
-        runChild(gitArguments.front(), childArguments, git->environmentArray(), folder, failure);
+    std::optional<CVSubprocessResult> output =
+        CVRunSubprocess({.arguments = childArguments,
+                         .environment = git->environmentArray(),
+                         .workingDirectory = folder,
+                         .standardOutput = CVChildOutput::captured(),
+                         .standardError = CVChildOutput::captured()},
+                        &failure);
     if (!output) {
         CVDebugLog([&] {
             return "Failed executing <" + joined(childArguments) + " in " + folder +

@@ -1,10 +1,6 @@
 #include "platform/CVWorkspace.h"
 
-#include <fcntl.h>
-#include <linux/close_range.h>
-#include <signal.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -16,6 +12,7 @@
 
 #include "platform/CVBundle.h"
 #include "platform/CVPaths.h"
+#include "platform/CVSubprocess.h"
 
 extern char** environ;
 
@@ -124,52 +121,6 @@ CVError posixError(int code, const std::string& text) {
     return error;
 }
 
-// What the launching children report through the pipe.
-struct LaunchReport {
-    enum Kind : int { kStarted, kForkFailed, kExecFailed } kind;
-    int value;  // the application's process identifier, or errno
-};
-
-void writeReport(int pipe, LaunchReport report) {
-    while (write(pipe, &report, sizeof report) < 0 && errno == EINTR) {
-    }
-}
-
-// Runs in the forked grandchild: only async-signal-safe calls from here on.
-[[noreturn]] void becomeApplication(const char* executable, char* const* arguments,
-                                    char* const* environment, int reportPipe) {
-    setsid();
-    // The application must not inherit the tool's signal mask or ignored signals.
-    sigset_t none;
-    sigemptyset(&none);
-    sigprocmask(SIG_SETMASK, &none, nullptr);
-    struct sigaction defaultAction {};
-    defaultAction.sa_handler = SIG_DFL;
-    for (int signalNumber = 1; signalNumber < NSIG; ++signalNumber) {
-        sigaction(signalNumber, &defaultAction, nullptr);
-    }
-    int null = open("/dev/null", O_RDWR);
-    if (null >= 0) {
-        dup2(null, STDIN_FILENO);
-        dup2(null, STDOUT_FILENO);
-        dup2(null, STDERR_FILENO);
-        if (null > STDERR_FILENO) {
-            close(null);
-        }
-    }
-    // The application outlives the tool: it must not hold the tool's descriptors (a caller
-    // reading the tool's pipes would wait for it). The report pipe is already close-on-exec.
-    close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
-    // Like any launched application it should not keep the tool's working folder busy.
-    if (chdir("/") != 0) {
-        writeReport(reportPipe, {LaunchReport::kExecFailed, errno});
-        _exit(127);
-    }
-    execve(executable, arguments, environment);
-    writeReport(reportPipe, {LaunchReport::kExecFailed, errno});
-    _exit(127);
-}
-
 }  // namespace
 
 std::optional<std::string> programOfExecValue(const std::string& value) {
@@ -252,7 +203,6 @@ void openApplicationAtURL(const std::string& bundlePath,
         return;
     }
 
-    // Everything the children need is built before forking.
     std::map<std::string, std::string> overrides = extraEnvironment;
     std::vector<std::string> environmentEntries;
     for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
@@ -265,75 +215,16 @@ void openApplicationAtURL(const std::string& bundlePath,
     for (const auto& [name, value] : overrides) {
         environmentEntries.push_back(name + "=" + value);
     }
-    std::vector<char*> environment;
-    for (auto& entry : environmentEntries) {
-        environment.push_back(entry.data());
-    }
-    environment.push_back(nullptr);
-    std::string executableCopy = *executable;
-    char* arguments[] = {executableCopy.data(), nullptr};
-
-    auto failure = [&](int code) {
-        completion(std::nullopt, posixError(code, "The application at " + bundlePath +
-                                                      " could not be launched: " + strerror(code)));
-    };
-    int reportPipe[2];
-    if (pipe2(reportPipe, O_CLOEXEC) != 0) {
-        failure(errno);
-        return;
-    }
-    // Double fork: the intermediate child exits at once and is reaped here, so the application
-    // is adopted by init and the tool never has to wait for it.
-    pid_t intermediate = fork();
-    if (intermediate < 0) {
-        int code = errno;
-        close(reportPipe[0]);
-        close(reportPipe[1]);
-        failure(code);
-        return;
-    }
-    if (intermediate == 0) {
-        close(reportPipe[0]);
-        pid_t application = fork();
-        if (application == 0) {
-            becomeApplication(executableCopy.c_str(), arguments, environment.data(), reportPipe[1]);
-        }
-        writeReport(reportPipe[1], application < 0
-                                       ? LaunchReport{LaunchReport::kForkFailed, errno}
-                                       : LaunchReport{LaunchReport::kStarted, application});
-        _exit(0);
-    }
-    close(reportPipe[1]);
-    while (waitpid(intermediate, nullptr, 0) < 0 && errno == EINTR) {
-    }
-    // The pipe reaches its end once the application has executed (close-on-exec) or failed.
-    pid_t applicationIdentifier = -1;
     int failureCode = 0;
-    LaunchReport report{};
-    ssize_t count;
-    while ((count = read(reportPipe[0], &report, sizeof report)) != 0) {
-        if (count < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            failureCode = errno;
-            break;
-        }
-        if (count != sizeof report) {
-            break;
-        }
-        if (report.kind == LaunchReport::kStarted) {
-            applicationIdentifier = report.value;
-        } else {
-            failureCode = report.value;
-        }
-    }
-    close(reportPipe[0]);
-    if (failureCode != 0 || applicationIdentifier < 0) {
-        failure(failureCode != 0 ? failureCode : ECHILD);
+    std::optional<pid_t> applicationIdentifier = CVStartDetached(
+        {.arguments = {*executable}, .environment = environmentEntries}, &failureCode);
+    if (!applicationIdentifier) {
+        completion(std::nullopt,
+                   posixError(failureCode, "The application at " + bundlePath +
+                                               " could not be launched: " + strerror(failureCode)));
         return;
     }
-    completion(CVRunningApplication(applicationIdentifier, bundlePath, bundle->bundleIdentifier()),
+    completion(CVRunningApplication(*applicationIdentifier, bundlePath, bundle->bundleIdentifier()),
                std::nullopt);
 }
 

@@ -6,6 +6,7 @@
 #include "model/CVCLISerializedChangesetSummary.h"
 #include "model/CVCLISerializedFile.h"
 #include "model/CVCLISerializedFileList.h"
+#include "platform/CVSubprocess.h"
 
 namespace {
 
@@ -26,14 +27,11 @@ std::vector<std::string> outline(std::string_view lines) {
 }
 
 std::string run(const std::string& command) {
-    std::string output;
-    FILE* pipe = popen(command.c_str(), "r");
-    char buffer[4096];
-    while (size_t length = fread(buffer, 1, sizeof buffer, pipe)) {
-        output.append(buffer, length);
-    }
-    EXPECT_EQ(pclose(pipe), 0) << command;
-    return output;
+    auto result = CVRunSubprocess(
+        {.arguments = {"/bin/sh", "-c", command}, .standardOutput = CVChildOutput::captured()},
+        nullptr);
+    EXPECT_TRUE(result && result->status == 0) << command;
+    return result ? result->standardOutput : "";
 }
 
 }  // namespace

@@ -4,27 +4,28 @@
 //   process_test_helper --spawn PATH ARGS...  start PATH with ARGS (ARGS[0] is its argument 0)
 //                                             and the same environment, then wait
 //   process_test_helper --chain N             a chain of N more copies of itself below this one
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
-extern char** environ;
+#include "platform/CVSubprocess.h"
 
 namespace {
 
 [[noreturn]] void startAndWait(const char* path, char* const arguments[]) {
-    pid_t child = 0;
-    if (posix_spawn(&child, path, nullptr, nullptr, arguments, environ) != 0) {
-        perror("posix_spawn");
+    std::vector<std::string> argumentList;
+    for (char* const* argument = arguments; *argument != nullptr; ++argument) {
+        argumentList.emplace_back(*argument);
+    }
+    std::string whyNot;
+    if (!CVRunSubprocess({.arguments = argumentList, .program = path}, &whyNot)) {
+        fprintf(stderr, "process_test_helper: cannot start %s: %s\n", path, whyNot.c_str());
         exit(2);
     }
-    int status = 0;
-    waitpid(child, &status, 0);
     exit(0);
 }
 

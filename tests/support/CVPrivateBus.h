@@ -1,23 +1,23 @@
 #pragma once
 
-#include <fcntl.h>
-#include <signal.h>
-#include <sys/wait.h>
 #include <systemd/sd-bus.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 
+#include "platform/CVSubprocess.h"
+
 // A private dbus-daemon with a session bus's policy (anyone may own any name, send anything and
 // eavesdrop), listening on <folder>/bus, in a process group of its own. Its configuration
 // (bus.conf, which names the folder on its command line) and its notices (bus.log) lie beside
-// the socket. Without a folder it makes a temporary one, removed with it. Header-only, so that
-// programs without the test support library can use it too.
+// the socket. Without a folder it makes a temporary one, removed with it. Header-only (it needs
+// just cv_platform), so that programs without the test support library can use it too.
 class CVPrivateBus {
 public:
     // Returns once the daemon listens; throws std::runtime_error when it does not come up.
@@ -31,33 +31,23 @@ public:
             << "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
                "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
                "<allow own=\"*\"/></policy></busconfig>\n";
-        int ready[2];
-        if (pipe(ready) != 0) {
-            throw std::runtime_error("pipe failed");
+        std::string addressFile = folder_ + "/address";
+        std::string whyNot;
+        daemon_ = CVSubprocess::start(
+            {.arguments = {"dbus-daemon", configuration, "--nofork", "--print-address"},
+             .standardOutput = CVChildOutput::toFile(addressFile),
+             .standardError = CVChildOutput::toFile(log),
+             .ownProcessGroup = true},
+            &whyNot);
+        if (!daemon_) {
+            throw std::runtime_error("the private dbus-daemon could not be started: " + whyNot);
         }
-        daemon_ = fork();
-        if (daemon_ == 0) {
-            setpgid(0, 0);
-            dup2(ready[1], 3);
-            int notices = open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-            dup2(notices, STDOUT_FILENO);
-            dup2(notices, STDERR_FILENO);
-            execlp("dbus-daemon", "dbus-daemon", configuration.c_str(), "--nofork",
-                   "--print-address=3", static_cast<char*>(nullptr));
-            _exit(127);
-        }
-        setpgid(daemon_, daemon_);
-        close(ready[1]);
         // The daemon prints its address once it listens.
-        char character = 0;
-        while (read(ready[0], &character, 1) == 1 && character != '\n') {
-        }
-        close(ready[0]);
-        if (character != '\n') {
-            kill();
-            std::ostringstream notices;
-            notices << std::ifstream(log).rdbuf();
-            throw std::runtime_error("the private dbus-daemon did not start: " + notices.str());
+        while (readAll(addressFile).find('\n') == std::string::npos) {
+            if (!daemon_->isRunning()) {
+                throw std::runtime_error("the private dbus-daemon did not start: " + readAll(log));
+            }
+            usleep(1000);
         }
     }
     ~CVPrivateBus() {
@@ -76,13 +66,7 @@ public:
     void makeSessionBus() const { setenv("DBUS_SESSION_BUS_ADDRESS", address_.c_str(), 1); }
 
     // Ends the daemon at once, as a crash would.
-    void kill() {
-        if (daemon_ > 0) {
-            ::kill(-daemon_, SIGKILL);
-            waitpid(daemon_, nullptr, 0);
-            daemon_ = -1;
-        }
-    }
+    void kill() { daemon_.reset(); }
 
     // A connection of its own, for playing the application's side. Unreference when done.
     sd_bus* openConnection() const {
@@ -96,6 +80,12 @@ public:
     }
 
 private:
+    static std::string readAll(const std::string& path) {
+        std::ostringstream text;
+        text << std::ifstream(path).rdbuf();
+        return text.str();
+    }
+
     static std::string temporaryFolder() {
         const char* base = getenv("TMPDIR");
         std::string pattern =
@@ -109,5 +99,5 @@ private:
     bool ownsFolder_;
     std::string folder_;
     std::string address_;
-    pid_t daemon_ = -1;
+    std::unique_ptr<CVSubprocess> daemon_;
 };

@@ -3,10 +3,13 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <memory>
 #include <optional>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "platform/CVSubprocess.h"
 
 // What a finished command left behind.
 struct CVCommandResult {
@@ -51,7 +54,7 @@ public:
     CVTestProcess(const CVTestProcess&) = delete;
     CVTestProcess& operator=(const CVTestProcess&) = delete;
 
-    pid_t processID() const { return processID_; }
+    pid_t processID() const;
     bool isRunning();
     // Waits until the process ends and answers its result. When the deadline passes first the
     // process group is killed and the result says timedOut.
@@ -62,10 +65,8 @@ public:
     std::string standardOutputSoFar() const;
 
 private:
-    bool reap(bool block);
-
-    pid_t processID_ = -1;
-    int pidDescriptor_ = -1;
+    std::unique_ptr<CVSubprocess> child_;
+    // The status of a command that could not be started (127).
     std::optional<int> status_;
     std::string outputPath_;
     std::string errorPath_;

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "platform/CVPropertyList.h"
+#include "platform/CVFiles.h"
 
 namespace {
 

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "interpreter/CVCLIInterpreter.h"
+#include "platform/CVFiles.h"
 #include "platform/CVPrint.h"
 #include "platform/CVStreamCopy.h"
 #include "platform/CVTemporaryFolder.h"
@@ -124,46 +125,33 @@ std::optional<std::string> CVCLIInterpreter::readFileDescriptorPathIntoTempFile(
     }
     std::string path = *folder + "/" + captureFileName(CVRandom32());
 
-    // The bytes stream into a side file that is renamed into place once complete.
-    std::string sidePath = *folder + "/.capture-XXXXXX";
-    int output = mkostemp(sidePath.data(), O_CLOEXEC);
-    if (output < 0) {
-        setInterpretError(CVError::withLocalizedDescription("Could not write \"" + path +
-                                                            "\": " + strerror(errno)));
-        drain(fileDescriptor);
-        CVRemoveItemAndItsReplacementDirectory(path);
-        return std::nullopt;
-    }
+    // The bytes stream into a side file that is renamed into place once complete. A capture is
+    // gone with the run that made it, so it is not flushed to disk.
+    std::optional<CVError> writeError;
+    std::optional<CVAtomicFile> output = CVAtomicFile::create(path, &writeError);
     CVStreamCopyResult copy;
-    errno = 0;
-    if (firstCount > 0 &&
-        write(output, firstBlock, static_cast<size_t>(firstCount)) != firstCount) {
-        copy.writeError = errno != 0 ? errno : EIO;
-    } else {
-        copy = CVCopyToEndOfInput(fileDescriptor, output);
-        copy.bytesCopied += static_cast<uint64_t>(firstCount);
+    if (output) {
+        errno = 0;
+        if (firstCount > 0 && write(output->descriptor(), firstBlock,
+                                    static_cast<size_t>(firstCount)) != firstCount) {
+            copy.writeError = errno != 0 ? errno : EIO;
+        } else {
+            copy = CVCopyToEndOfInput(fileDescriptor, output->descriptor());
+            copy.bytesCopied += static_cast<uint64_t>(firstCount);
+        }
+        if (copy.writeError != 0) {
+            writeError = output->writeError(copy.writeError);
+        }
     }
-    int closeError = close(output) == 0 ? 0 : errno;
-    if (copy.writeError != 0 || closeError != 0) {
+    // Nothing, or not all of it, could be read: no copy rather than a partial one.
+    bool complete = output && !writeError && copy.bytesCopied > 0 && copy.readError == 0;
+    if (!complete || !output->commit(false, &writeError)) {
         drain(fileDescriptor);
-        unlink(sidePath.c_str());
+        output.reset();
         CVRemoveItemAndItsReplacementDirectory(path);
-        setInterpretError(CVError::withLocalizedDescription(
-            "Could not write \"" + path +
-            "\": " + strerror(copy.writeError ? copy.writeError : closeError)));
-        return std::nullopt;
-    }
-    if (copy.bytesCopied == 0 || copy.readError != 0) {
-        // Nothing, or not all of it, could be read: no copy rather than a partial one.
-        unlink(sidePath.c_str());
-        CVRemoveItemAndItsReplacementDirectory(path);
-        return std::nullopt;
-    }
-    if (rename(sidePath.c_str(), path.c_str()) != 0) {
-        setInterpretError(CVError::withLocalizedDescription("Could not write \"" + path +
-                                                            "\": " + strerror(errno)));
-        unlink(sidePath.c_str());
-        CVRemoveItemAndItsReplacementDirectory(path);
+        if (writeError) {
+            setInterpretError(*writeError);
+        }
         return std::nullopt;
     }
     CVDebugLog([&] { return "Wrote to: " + path; });

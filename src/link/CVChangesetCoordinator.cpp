@@ -1,10 +1,5 @@
 #include "link/CVChangesetCoordinator.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
@@ -13,6 +8,7 @@
 #include "link/CVApplicationLocator.h"
 #include "link/cvdiff-util.h"
 #include "platform/CVEnvironment.h"
+#include "platform/CVFiles.h"
 #include "platform/CVPropertyList.h"
 #include "platform/CVSystemLog.h"
 #include "process/ZPProcessInformation.h"
@@ -26,43 +22,15 @@ constexpr size_t kPruneCount = 100;
 // 1 January 2001 00:00:00 UTC in seconds since 1970.
 constexpr int64_t kReferenceDateOffset = 978307200;
 
-void makeFolders(const std::string& folder) {
-    for (size_t slash = folder.find('/', 1); slash != std::string::npos;
-         slash = folder.find('/', slash + 1)) {
-        mkdir(folder.substr(0, slash).c_str(), 0700);
+// The lock beside the closed-changesets file, when there is one. The lock file is never deleted:
+// removing it would let two runs lock different files. When the lock cannot be had the work goes
+// on unlocked, as coordination errors are not reported.
+void lockBeside(const std::optional<std::string>& filePath, CVFileLock::Kind kind,
+                std::optional<CVFileLock>& lock) {
+    if (filePath) {
+        lock.emplace(*filePath + ".lock", kind);
     }
-    mkdir(folder.c_str(), 0700);
 }
-
-// Holds a flock on the lock file beside the closed-changesets file for its lifetime. The lock file
-// is never deleted: removing it would let two runs lock different files. When the lock cannot be
-// had the work goes on unlocked, as coordination errors are not reported.
-class ClosedChangesetsLock {
-public:
-    ClosedChangesetsLock(const std::optional<std::string>& filePath, int operation) {
-        if (!filePath) {
-            return;
-        }
-        std::string lockPath = *filePath + ".lock";
-        makeFolders(lockPath.substr(0, lockPath.rfind('/')));
-        descriptor_ = open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-        if (descriptor_ < 0) {
-            return;
-        }
-        while (flock(descriptor_, operation) != 0 && errno == EINTR) {
-        }
-    }
-    ~ClosedChangesetsLock() {
-        if (descriptor_ >= 0) {
-            close(descriptor_);
-        }
-    }
-    ClosedChangesetsLock(const ClosedChangesetsLock&) = delete;
-    ClosedChangesetsLock& operator=(const ClosedChangesetsLock&) = delete;
-
-private:
-    int descriptor_ = -1;
-};
 
 bool contains(const std::vector<std::string>& identifiers, const std::string& identifier) {
     return std::find(identifiers.begin(), identifiers.end(), identifier) != identifiers.end();
@@ -88,7 +56,8 @@ void CVChangesetCoordinator::coordinateSendingChangesetForIdentifier(
     if (!identifier) {
         return;
     }
-    ClosedChangesetsLock lock(closedChangesetsFileURL(), LOCK_SH);
+    std::optional<CVFileLock> lock;
+    lockBeside(closedChangesetsFileURL(), CVFileLock::Kind::shared, lock);
     std::optional<std::vector<std::string>> identifiers = readIdentifiersWithError(nullptr);
     if (!identifiers || !contains(*identifiers, *identifier)) {
         if (block) {
@@ -111,7 +80,8 @@ void CVChangesetCoordinator::coordinateRemovingChangesetForIdentifier(
     if (!identifier) {
         return;
     }
-    ClosedChangesetsLock lock(closedChangesetsFileURL(), LOCK_EX);
+    std::optional<CVFileLock> lock;
+    lockBeside(closedChangesetsFileURL(), CVFileLock::Kind::exclusive, lock);
     if (processExistsWithIdentifier(identifier)) {
         std::vector<std::string> identifiers =
             readIdentifiersWithError(nullptr).value_or(std::vector<std::string>{});

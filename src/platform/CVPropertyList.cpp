@@ -1,5 +1,6 @@
 #include "platform/CVPropertyList.h"
 
+#include "platform/CVFiles.h"
 #include "platform/CVReadFile.h"
 #include "platform/CVSystemLog.h"
 
@@ -18,13 +19,6 @@ namespace {
 
 CVError errnoError(const std::string& what, const std::string& path, int code) {
     return CVError::withLocalizedDescription(what + " \"" + path + "\": " + strerror(code));
-}
-
-void makeParentFolders(const std::string& path) {
-    for (size_t slash = path.find('/', 1); slash != std::string::npos;
-         slash = path.find('/', slash + 1)) {
-        mkdir(path.substr(0, slash).c_str(), 0700);
-    }
 }
 
 // No property list of ours nests deeper than a few levels, nor is larger than a few kilobytes;
@@ -207,7 +201,7 @@ bool writeFileAtomically(const std::string& path, plist_t root, Format format,
                    CVError::withLocalizedDescription("Could not serialise a property list."));
         return false;
     }
-    makeParentFolders(path);
+    CVMakeParentFolders(path);
     setAsideIfUnreadable(path);
     return CVWriteFileAtomically(path, bytes, error);
 }
@@ -254,51 +248,3 @@ std::optional<std::vector<uint8_t>> dataValue(plist_t node) {
 }
 
 }  // namespace CVPropertyList
-
-bool CVWriteFileAtomically(const std::string& path, std::string_view bytes,
-                           std::optional<CVError>* error, unsigned newFileMode) {
-    std::string sidePath = path + ".XXXXXX";
-    int descriptor = mkostemp(sidePath.data(), O_CLOEXEC);
-    if (descriptor < 0) {
-        CVSetError(error, errnoError("Could not write", path, errno));
-        return false;
-    }
-    // The side file is made 0600; the file it replaces keeps its own mode.
-    struct stat existing {};
-    bool exists = stat(path.c_str(), &existing) == 0;
-    if (exists || newFileMode != 0600) {
-        fchmod(descriptor, exists ? existing.st_mode & 07777 : newFileMode);
-    }
-    size_t written = 0;
-    while (written < bytes.size()) {
-        ssize_t count = write(descriptor, bytes.data() + written, bytes.size() - written);
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        if (count < 0) {
-            int code = errno;
-            close(descriptor);
-            unlink(sidePath.c_str());
-            CVSetError(error, errnoError("Could not write", path, code));
-            return false;
-        }
-        written += static_cast<size_t>(count);
-    }
-    // Flushed before the rename, so that a crash leaves the old content or the new, never none.
-    bool flushed = fsync(descriptor) == 0;
-    int code = flushed ? 0 : errno;
-    if (close(descriptor) != 0 && flushed) {
-        flushed = false;
-        code = errno;
-    }
-    if (flushed && rename(sidePath.c_str(), path.c_str()) != 0) {
-        flushed = false;
-        code = errno;
-    }
-    if (!flushed) {
-        unlink(sidePath.c_str());
-        CVSetError(error, errnoError("Could not write", path, code));
-        return false;
-    }
-    return true;
-}

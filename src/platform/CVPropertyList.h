@@ -45,10 +45,3 @@ std::optional<int64_t> integerValue(plist_t node);
 std::optional<std::vector<uint8_t>> dataValue(plist_t node);
 
 }  // namespace CVPropertyList
-
-// Writes the bytes to a side file in the path's folder, flushes it to disk and renames it over
-// the path, so that a reader sees either the old or the new content; an existing file's mode is
-// kept, a new file gets newFileMode. Returns false with errno's text in the error, the path
-// untouched.
-bool CVWriteFileAtomically(const std::string& path, std::string_view bytes,
-                           std::optional<CVError>* error = nullptr, unsigned newFileMode = 0600);

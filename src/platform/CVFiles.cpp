@@ -61,8 +61,8 @@ CVAtomicFile::~CVAtomicFile() {
 }
 
 CVError CVAtomicFile::writeError(int code) const {
-    return CVError::withLocalizedDescription("Could not write \"" + path_ + "\": " +
-                                             strerror(code));
+    return CVError::withLocalizedDescription("Could not write \"" + path_ +
+                                             "\": " + strerror(code));
 }
 
 bool CVAtomicFile::commit(bool flush, std::optional<CVError>* error) {

@@ -1,0 +1,66 @@
+// Files written whole or not at all, folders with their parents, and the file lock.
+#include "platform/CVFiles.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "TemporaryFolder.h"
+#include "platform/CVSubprocess.h"
+
+namespace {
+
+unsigned modeOf(const std::string& path) {
+    struct stat status {};
+    stat(path.c_str(), &status);
+    return status.st_mode & 07777;
+}
+
+size_t entriesIn(const std::string& folder) {
+    return static_cast<size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
+}
+
+TEST(AnAtomicFile, ReplacesTheWholeFileKeepingItsModeOrLeavesItUntouched) {
+    TemporaryFolder folder;
+    std::string path = folder.path() + "/deep/er/file";
+    ASSERT_TRUE(CVMakeParentFolders(path));
+    EXPECT_TRUE(CVWriteFileAtomically(path, "new\n", nullptr, 0644));
+    EXPECT_EQ(modeOf(path), 0644u);
+    chmod(path.c_str(), 0640);
+    EXPECT_TRUE(CVWriteFileAtomically(path, "again\n"));
+    EXPECT_EQ(readFile(path), "again\n");
+    EXPECT_EQ(modeOf(path), 0640u);
+
+    {  // Abandoned before its commit: the old content stays, and no side file.
+        auto abandoned = CVAtomicFile::create(path, nullptr);
+        ASSERT_TRUE(abandoned);
+        ASSERT_EQ(write(abandoned->descriptor(), "part", 4), 4);
+    }
+    EXPECT_EQ(readFile(path), "again\n");
+    EXPECT_EQ(entriesIn(folder.path() + "/deep/er"), 1u);
+
+    std::optional<CVError> error;
+    EXPECT_FALSE(CVWriteFileAtomically(folder.path() + "/missing/file", "x", &error));
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->localizedDescription(),
+              "Could not write \"" + folder.path() + "/missing/file\": No such file or directory");
+}
+
+TEST(AFileLock, KeepsOthersOutWhileItIsHeld) {
+    TemporaryFolder folder;
+    std::string path = folder.path() + "/made/for/it.lock";
+    auto tryLocking = [&] {
+        auto result = CVRunSubprocess({.arguments = {"flock", "-n", path, "true"}}, nullptr);
+        return result ? result->status : -1;
+    };
+    {
+        CVFileLock lock(path, CVFileLock::Kind::exclusive);
+        EXPECT_TRUE(lock.isLocked());
+        EXPECT_EQ(tryLocking(), 1);
+    }
+    EXPECT_EQ(tryLocking(), 0);
+}
+
+}  // namespace

@@ -12,7 +12,7 @@
 namespace {
 
 void BM_CloseTabNotificationToWaiterReturn(benchmark::State& state) {
-    sd_bus* application = CVPrivateSessionBus::shared().openConnection();
+    CVBusObject<sd_bus> application = CVPrivateSessionBus::shared().openConnection();
     long document = 0;
     for (auto _ : state) {
         std::string object = "document-" + std::to_string(++document);
@@ -32,7 +32,6 @@ void BM_CloseTabNotificationToWaiterReturn(benchmark::State& state) {
         }
         state.SetIterationTime(std::chrono::duration<double>(elapsed).count());
     }
-    sd_bus_flush_close_unref(application);
 }
 BENCHMARK(BM_CloseTabNotificationToWaiterReturn)->UseManualTime()->Unit(benchmark::kMicrosecond);
 

@@ -82,20 +82,19 @@ void GUIDForTwoFileDiff(benchmark::State& state) {
     size_t journaledBefore = journaledMicroseconds(current.bed).size();
     std::vector<std::string> GUIDs;
     for (auto _ : state) {
-        sd_bus_message* message = nullptr;
-        sd_bus_message* reply = nullptr;
-        sd_bus_message_new_method_call(bus, &message, Contract::kDistributedObjectsConnectionName,
+        CVBusObject<sd_bus_message> message;
+        CVBusObject<sd_bus_message> reply;
+        sd_bus_message_new_method_call(bus, message.out(),
+                                       Contract::kDistributedObjectsConnectionName,
                                        Contract::kProxyObjectPath, Contract::kProxyInterface,
                                        "GUIDForDocumentWithCVDiffInvocation");
         CVWireCoding::appendInvocation(message, *invocation);
-        if (sd_bus_call(bus, message, 0, nullptr, &reply) < 0) {
+        if (sd_bus_call(bus, message, 0, nullptr, reply.out()) < 0) {
             state.SkipWithError("the call failed");
             break;
         }
         std::optional<std::string> GUID;
         CVWireCoding::readStringOrNil(reply, &GUID);
-        sd_bus_message_unref(reply);
-        sd_bus_message_unref(message);
         GUIDs.push_back(GUID.value_or(""));
         if (GUIDs.size() == kCloseBatch) {
             state.PauseTiming();
@@ -125,11 +124,10 @@ void ProcessID(benchmark::State& state) {
     }
     sd_bus* bus = current.client->get();
     for (auto _ : state) {
-        sd_bus_message* reply = nullptr;
+        CVBusObject<sd_bus_message> reply;
         sd_bus_call_method(bus, Contract::kDistributedObjectsConnectionName,
                            Contract::kProxyObjectPath, Contract::kProxyInterface, "processID",
-                           nullptr, &reply, "");
-        sd_bus_message_unref(reply);
+                           nullptr, reply.out(), "");
     }
 }
 BENCHMARK(ProcessID)->Unit(benchmark::kMicrosecond);

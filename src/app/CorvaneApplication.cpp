@@ -23,30 +23,20 @@ std::string errorText(int negativeErrno) {
     return strerror(-negativeErrno);
 }
 
-sd_bus* openSessionBus() {
+CVBusObject<sd_bus> openSessionBus() {
     auto address = CVSessionBus::address();
     if (!address) {
         CVSystemLog(
             "Could not connect to the session bus: no DBUS_SESSION_BUS_ADDRESS or "
             "XDG_RUNTIME_DIR.");
-        return nullptr;
+        return {};
     }
-    sd_bus* bus = nullptr;
-    int result = sd_bus_new(&bus);
-    if (result >= 0) {
-        result = sd_bus_set_address(bus, address->c_str());
-    }
-    if (result >= 0) {
-        result = sd_bus_set_bus_client(bus, 1);
-    }
-    if (result >= 0) {
-        result = sd_bus_start(bus);
-    }
-    if (result < 0) {
+    int result = 0;
+    CVBusObject<sd_bus> bus = CVSessionBus::connect(*address, &result);
+    if (!bus) {
         CVSystemLog("Could not connect to the session bus " + *address + ": " + errorText(result) +
                     ".");
-        sd_bus_unref(bus);
-        return nullptr;
+        return {};
     }
     return bus;
 }
@@ -60,12 +50,9 @@ CorvaneApplication::~CorvaneApplication() {
     // Documents still open let their files go; captures whose removal failed get a last try.
     documents_ = CorvaneDocuments();
     CVHeldFile::removeLeftoverFiles();
-    sd_bus_slot_unref(proxySlot_);
-    sd_bus_slot_unref(controlSlot_);
-    if (bus_ != nullptr) {
-        sd_bus_flush_close_unref(bus_);
-    }
-    sd_event_unref(event_);
+    proxySlot_.reset();
+    controlSlot_.reset();
+    sd_bus_flush_close_unref(bus_.release());
 }
 
 int CorvaneApplication::run() {
@@ -92,7 +79,7 @@ bool CorvaneApplication::start() {
     // Termination arrives through the loop, so the names are released before the process ends.
     blockTerminationSignals();
 
-    int result = sd_event_default(&event_);
+    int result = sd_event_default(event_.out());
     if (result < 0) {
         CVSystemLog("Could not create the event loop: " + errorText(result) + ".");
         return false;
@@ -108,9 +95,9 @@ bool CorvaneApplication::start() {
     // Without its bus the application is unreachable: it ends with the bus.
     sd_bus_set_exit_on_disconnect(bus_, 1);
 
-    result = CorvaneProxyService::add(bus_, *this, &proxySlot_);
+    result = CorvaneProxyService::add(bus_, *this, proxySlot_.out());
     if (result >= 0) {
-        result = CorvaneControlService::add(bus_, *this, &controlSlot_);
+        result = CorvaneControlService::add(bus_, *this, controlSlot_.out());
     }
     if (result < 0) {
         CVSystemLog("Could not export the application's objects: " + errorText(result) + ".");

@@ -9,6 +9,7 @@
 
 #include "app/CorvaneDocuments.h"
 #include "app/CorvaneJournal.h"
+#include "platform/CVBusObject.h"
 
 // What shows the documents: the window, when there is one. The application tells it about
 // documents after the call that opened them has been answered, and asks it what the control
@@ -90,10 +91,10 @@ private:
 
     CorvaneDocuments documents_;
     CorvaneJournal journal_;
-    sd_event* event_ = nullptr;
-    sd_bus* bus_ = nullptr;
-    sd_bus_slot* proxySlot_ = nullptr;
-    sd_bus_slot* controlSlot_ = nullptr;
+    CVBusObject<sd_event> event_;
+    CVBusObject<sd_bus> bus_;
+    CVBusObject<sd_bus_slot> proxySlot_;
+    CVBusObject<sd_bus_slot> controlSlot_;
     bool ownsNames_ = false;
     CorvaneDocumentPresenter* presenter_ = nullptr;
 };

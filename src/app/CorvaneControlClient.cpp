@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "app/CorvaneNames.h"
+#include "platform/CVBusObject.h"
 #include "platform/CVCorvaneContract.h"
 #include "platform/CVPrint.h"
 #include "platform/CVSessionBus.h"
@@ -24,11 +25,11 @@ int call(const char* member, const std::function<int(sd_bus_message*)>& appendAr
     if (bus == nullptr) {
         return fail("Could not connect to the session bus.");
     }
-    sd_bus_message* message = nullptr;
-    sd_bus_message* reply = nullptr;
+    CVBusObject<sd_bus_message> message;
+    CVBusObject<sd_bus_message> reply;
     sd_bus_error error{};
     int result = sd_bus_message_new_method_call(
-        bus, &message, CVCorvaneContract::kApplicationBundleIdentifier,
+        bus, message.out(), CVCorvaneContract::kApplicationBundleIdentifier,
         CorvaneNames::kControlObjectPath, CorvaneNames::kControlInterface, member);
     if (result >= 0) {
         // Only a running application is asked; nothing is started on its behalf.
@@ -38,7 +39,7 @@ int call(const char* member, const std::function<int(sd_bus_message*)>& appendAr
         result = appendArguments(message);
     }
     if (result >= 0) {
-        result = sd_bus_call(bus, message, 0, &error, &reply);
+        result = sd_bus_call(bus, message, 0, &error, reply.out());
     }
     int status = 0;
     if (result < 0) {
@@ -54,8 +55,6 @@ int call(const char* member, const std::function<int(sd_bus_message*)>& appendAr
         readReply(reply);
     }
     sd_bus_error_free(&error);
-    sd_bus_message_unref(reply);
-    sd_bus_message_unref(message);
     return status;
 }
 

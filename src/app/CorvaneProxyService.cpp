@@ -4,12 +4,14 @@
 
 #include <chrono>
 #include <cmath>
+#include <memory>
 
 #include "app/CorvaneApplication.h"
 #include "app/CorvaneAuthorization.h"
 #include "app/CorvaneInvocationReader.h"
 #include "app/CorvaneNames.h"
 #include "model/CVWireCoding.h"
+#include "platform/CVBusObject.h"
 #include "platform/CVCorvaneContract.h"
 #include "platform/CVSystemLog.h"
 
@@ -45,11 +47,9 @@ int requestAuthorizationForPath(sd_bus_message* message, void* userdata, sd_bus_
                                                              "requestAuthorizationForPath",
                                                              CorvaneJSON::array({path}));
     // The reply waits for the answer, which may take a person's while: the loop goes on.
-    sd_bus_message_ref(message);
-    CorvaneAuthorization::answerRequestForPath(path, [message](bool) {
-        sd_bus_reply_method_return(message, "");
-        sd_bus_message_unref(message);
-    });
+    std::shared_ptr<sd_bus_message> call(sd_bus_message_ref(message), sd_bus_message_unref);
+    CorvaneAuthorization::answerRequestForPath(
+        path, [call](bool) { sd_bus_reply_method_return(call.get(), ""); });
     return 1;
 }
 
@@ -83,8 +83,8 @@ int GUIDForDocumentWithCVDiffInvocation(sd_bus_message* message, void* userdata,
     const CorvaneDocument& document =
         application.documents().openDocumentForRequest(std::move(invocation->request));
 
-    sd_bus_message* reply = nullptr;
-    int result = sd_bus_message_new_method_return(message, &reply);
+    CVBusObject<sd_bus_message> reply;
+    int result = sd_bus_message_new_method_return(message, reply.out());
     if (result >= 0) {
         result = CVWireCoding::appendStringOrNil(reply, document.GUID);
     }
@@ -101,7 +101,6 @@ int GUIDForDocumentWithCVDiffInvocation(sd_bus_message* message, void* userdata,
     if (result >= 0) {
         result = sd_bus_send(nullptr, reply, nullptr);
     }
-    sd_bus_message_unref(reply);
     // The window learns of the document only once the caller has its answer: opening a tab,
     // reading and comparing never delay the reply.
     if (result >= 0 && application.presenter() != nullptr) {

@@ -39,26 +39,25 @@ std::shared_ptr<CVRunLoop> CVRunLoop::current() {
 }
 
 CVRunLoop::CVRunLoop() {
-    if (sd_event_default(&event_) < 0) {
-        event_ = nullptr;
+    if (sd_event_default(event_.out()) < 0) {
         return;
     }
     wakeUpDescriptor_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (wakeUpDescriptor_ >= 0) {
-        sd_event_add_io(event_, &wakeUpSource_, wakeUpDescriptor_, EPOLLIN, wakeUpReceived, this);
+        sd_event_add_io(event_, wakeUpSource_.out(), wakeUpDescriptor_, EPOLLIN, wakeUpReceived,
+                        this);
     }
 }
 
 CVRunLoop::~CVRunLoop() {
     if (bus_ != nullptr) {
         sd_bus_detach_event(bus_);
-        sd_bus_unref(bus_);
     }
-    sd_event_source_disable_unref(wakeUpSource_);
+    bus_.reset();
+    wakeUpSource_.reset();
     if (wakeUpDescriptor_ >= 0) {
         close(wakeUpDescriptor_);
     }
-    sd_event_unref(event_);
 }
 
 int CVRunLoop::attachBus(sd_bus* bus) {
@@ -70,7 +69,7 @@ int CVRunLoop::attachBus(sd_bus* bus) {
     }
     int result = sd_bus_attach_event(bus, event_, SD_EVENT_PRIORITY_NORMAL);
     if (result >= 0) {
-        bus_ = sd_bus_ref(bus);
+        bus_.reset(sd_bus_ref(bus));
     }
     return result;
 }
@@ -131,14 +130,8 @@ CVRunLoopTimer::CVRunLoopTimer(CVRunLoop& runLoop, double interval, std::functio
         return;
     }
     // An accuracy of one millisecond: sd-event's default would let a firing slip by 250 ms.
-    if (sd_event_add_time(runLoop.event(), &source_, CLOCK_MONOTONIC, monotonicNow(), 1000, fired,
-                          this) < 0) {
-        source_ = nullptr;
-    }
-}
-
-CVRunLoopTimer::~CVRunLoopTimer() {
-    sd_event_source_disable_unref(source_);
+    sd_event_add_time(runLoop.event(), source_.out(), CLOCK_MONOTONIC, monotonicNow(), 1000, fired,
+                      this);
 }
 
 int CVRunLoopTimer::fired(sd_event_source* source, uint64_t, void* userdata) {

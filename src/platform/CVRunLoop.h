@@ -6,6 +6,8 @@
 #include <functional>
 #include <memory>
 
+#include "platform/CVBusObject.h"
+
 // A thread's run loop: the thread's default sd-event loop with a wake-up descriptor, so that other
 // threads can make a run re-check whether it should end. Everything but wakeUp() is used only on
 // the loop's own thread; between events a run sleeps in epoll.
@@ -44,10 +46,10 @@ private:
     static int wakeUpReceived(sd_event_source* source, int descriptor, uint32_t events,
                               void* userdata);
 
-    sd_event* event_ = nullptr;
+    CVBusObject<sd_event> event_;
     int wakeUpDescriptor_ = -1;
-    sd_event_source* wakeUpSource_ = nullptr;
-    sd_bus* bus_ = nullptr;
+    CVBusObject<sd_event_source> wakeUpSource_;
+    CVBusObject<sd_bus> bus_;
 };
 
 // A repeating timer on a run loop, firing first as soon as the loop runs and then every interval
@@ -57,12 +59,11 @@ public:
     CVRunLoopTimer(CVRunLoop& runLoop, double interval, std::function<void()> fire);
     CVRunLoopTimer(const CVRunLoopTimer&) = delete;
     CVRunLoopTimer& operator=(const CVRunLoopTimer&) = delete;
-    ~CVRunLoopTimer();
 
 private:
     static int fired(sd_event_source* source, uint64_t usec, void* userdata);
 
     uint64_t intervalMicroseconds_;
     std::function<void()> fire_;
-    sd_event_source* source_ = nullptr;
+    CVBusObject<sd_event_source> source_;
 };

@@ -32,23 +32,30 @@ std::optional<std::string> socketPathOfAddress(const std::string& address) {
     return address.substr(start, end == std::string::npos ? std::string::npos : end - start);
 }
 
+CVBusObject<sd_bus> connect(const std::string& address, int* error) {
+    CVBusObject<sd_bus> bus;
+    int result = sd_bus_new(bus.out());
+    if (result >= 0) {
+        result = sd_bus_set_address(bus, address.c_str());
+    }
+    if (result >= 0) {
+        result = sd_bus_set_bus_client(bus, 1);
+    }
+    if (result >= 0) {
+        result = sd_bus_start(bus);
+    }
+    if (result < 0) {
+        bus.reset();
+        if (error != nullptr) {
+            *error = result;
+        }
+    }
+    return bus;
+}
+
 sd_bus* shared() {
-    static sd_bus* bus = [] {
-        auto busAddress = address();
-        if (!busAddress) {
-            return static_cast<sd_bus*>(nullptr);
-        }
-        sd_bus* connection = nullptr;
-        if (sd_bus_new(&connection) < 0) {
-            return static_cast<sd_bus*>(nullptr);
-        }
-        if (sd_bus_set_address(connection, busAddress->c_str()) < 0 ||
-            sd_bus_set_bus_client(connection, 1) < 0 || sd_bus_start(connection) < 0) {
-            sd_bus_unref(connection);
-            return static_cast<sd_bus*>(nullptr);
-        }
-        return connection;
-    }();
+    // Kept for the life of the process.
+    static sd_bus* bus = address() ? connect(*address()).release() : nullptr;
     return bus;
 }
 
@@ -56,8 +63,8 @@ std::optional<std::string> ownerOfName(sd_bus* bus, const char* name) {
     if (bus == nullptr) {
         return std::nullopt;
     }
-    sd_bus_creds* credentials = nullptr;
-    if (sd_bus_get_name_creds(bus, name, SD_BUS_CREDS_UNIQUE_NAME, &credentials) < 0) {
+    CVBusObject<sd_bus_creds> credentials;
+    if (sd_bus_get_name_creds(bus, name, SD_BUS_CREDS_UNIQUE_NAME, credentials.out()) < 0) {
         return std::nullopt;
     }
     const char* unique = nullptr;
@@ -65,7 +72,6 @@ std::optional<std::string> ownerOfName(sd_bus* bus, const char* name) {
     if (sd_bus_creds_get_unique_name(credentials, &unique) >= 0 && unique != nullptr) {
         owner = unique;
     }
-    sd_bus_creds_unref(credentials);
     return owner;
 }
 
@@ -82,11 +88,7 @@ CVBusNameOwnerWatch::CVBusNameOwnerWatch(sd_bus* bus, const char* name, Handler 
                            "member='NameOwnerChanged',arg0='") +
                        name + "'";
     // Synchronous: the daemon has the match when this returns.
-    sd_bus_add_match(bus, &match_, rule.c_str(), ownerChanged, this);
-}
-
-CVBusNameOwnerWatch::~CVBusNameOwnerWatch() {
-    sd_bus_slot_unref(match_);
+    sd_bus_add_match(bus, match_.out(), rule.c_str(), ownerChanged, this);
 }
 
 int CVBusNameOwnerWatch::ownerChanged(sd_bus_message* message, void* userdata, sd_bus_error*) {

@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "platform/CVBusObject.h"
+
 // The user's D-Bus session bus.
 namespace CVSessionBus {
 
@@ -17,6 +19,10 @@ std::optional<std::string> addressFromEnvironment(
     const std::optional<std::string>& runtimeDirectory);
 // The socket path of the first "unix:path=" entry of an address, for telling sessions apart.
 std::optional<std::string> socketPathOfAddress(const std::string& address);
+
+// A new client connection to the bus at the address; null, with the negative errno in `error`
+// (may be null), when it cannot be made.
+CVBusObject<sd_bus> connect(const std::string& address, int* error = nullptr);
 
 // This process's connection, opened on first use and kept; null when no bus can be reached.
 // Not thread-safe: used from the main thread.
@@ -36,7 +42,6 @@ class CVBusNameOwnerWatch {
 public:
     using Handler = std::function<void(const std::string& newOwner)>;
     CVBusNameOwnerWatch(sd_bus* bus, const char* name, Handler handler);
-    ~CVBusNameOwnerWatch();
     CVBusNameOwnerWatch(const CVBusNameOwnerWatch&) = delete;
     CVBusNameOwnerWatch& operator=(const CVBusNameOwnerWatch&) = delete;
 
@@ -44,5 +49,5 @@ private:
     static int ownerChanged(sd_bus_message* message, void* userdata, sd_bus_error* error);
 
     Handler handler_;
-    sd_bus_slot* match_ = nullptr;
+    CVBusObject<sd_bus_slot> match_;
 };

@@ -92,16 +92,16 @@ protected:
     // Calls the proxy protocol with arguments appended by the function.
     Answer call(const char* member, const std::function<int(sd_bus_message*)>& append) {
         sd_bus* bus = bed_.bus().get();
-        sd_bus_message* message = nullptr;
-        sd_bus_message* reply = nullptr;
+        CVBusObject<sd_bus_message> message;
+        CVBusObject<sd_bus_message> reply;
         sd_bus_error error{};
         Answer answer;
         EXPECT_GE(sd_bus_message_new_method_call(
-                      bus, &message, Contract::kDistributedObjectsConnectionName,
+                      bus, message.out(), Contract::kDistributedObjectsConnectionName,
                       Contract::kProxyObjectPath, Contract::kProxyInterface, member),
                   0);
         EXPECT_GE(append(message), 0);
-        if (sd_bus_call(bus, message, 0, &error, &reply) >= 0) {
+        if (sd_bus_call(bus, message, 0, &error, reply.out()) >= 0) {
             if (std::string(member) == "GUIDForDocumentWithCVDiffInvocation") {
                 EXPECT_GE(CVWireCoding::readStringOrNil(reply, &answer.GUID), 0);
             }
@@ -110,8 +110,6 @@ protected:
             answer.errorMessage = error.message != nullptr ? error.message : "";
         }
         sd_bus_error_free(&error);
-        sd_bus_message_unref(reply);
-        sd_bus_message_unref(message);
         return answer;
     }
 
@@ -157,14 +155,13 @@ TEST_F(ACorvaneApplication, OwnsItsNamesAndAnnouncesThatItFinishedLaunching) {
 }
 
 TEST_F(ACorvaneApplication, AnswersItsProcessIdentifierAndAuthorizationRequests) {
-    sd_bus_message* reply = nullptr;
+    CVBusObject<sd_bus_message> reply;
     ASSERT_GE(sd_bus_call_method(bed_.bus().get(), Contract::kDistributedObjectsConnectionName,
                                  Contract::kProxyObjectPath, Contract::kProxyInterface, "processID",
-                                 nullptr, &reply, ""),
+                                 nullptr, reply.out(), ""),
               0);
     int32_t processID = 0;
     sd_bus_message_read(reply, "i", &processID);
-    sd_bus_message_unref(reply);
     EXPECT_EQ(processID, application_->processID());
 
     Answer answer = call("requestAuthorizationForPath", [](sd_bus_message* message) {

@@ -41,7 +41,7 @@ public:
         if (thread_.joinable()) {
             stopping_ = true;
             thread_.join();
-            sd_bus_flush_close_unref(bus_);
+            sd_bus_flush_close_unref(bus_.release());
         }
     }
 
@@ -90,7 +90,7 @@ private:
         calls_.push_back(std::move(call));
     }
 
-    sd_bus* bus_;
+    CVBusObject<sd_bus> bus_;
     std::atomic<bool> stopping_ = false;
     std::thread thread_;
     std::mutex mutex_;

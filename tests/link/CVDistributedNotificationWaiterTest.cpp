@@ -29,7 +29,7 @@ protected:
         // Notifications count only from the owner of the application's name.
         EXPECT_GE(sd_bus_request_name(application_, "com.corvane.Corvane", 0), 0);
     }
-    ~ADistributedNotificationWaiter() override { sd_bus_flush_close_unref(application_); }
+    ~ADistributedNotificationWaiter() override { sd_bus_flush(application_); }
 
     void post(const char* name, const std::optional<std::string>& object,
               const UserInfo& userInfo = {}) {
@@ -39,7 +39,7 @@ protected:
         ASSERT_GE(sd_bus_flush(application_), 0);
     }
 
-    sd_bus* application_;
+    CVBusObject<sd_bus> application_;
 };
 
 // A child that lives until it is killed.
@@ -109,15 +109,14 @@ TEST_F(ADistributedNotificationWaiter, WithoutAnObjectEndsOnAnyObjectButOnlyOnIt
 
 TEST_F(ADistributedNotificationWaiter, KeepsOnlyTheStringValuesOfTheUserInfo) {
     CVDistributedNotificationWaiter waiter(10.0, 0, kClose, std::nullopt);
-    sd_bus_message* message = nullptr;
-    ASSERT_GE(sd_bus_message_new_signal(application_, &message, "/com/corvane/Corvane",
+    CVBusObject<sd_bus_message> message;
+    ASSERT_GE(sd_bus_message_new_signal(application_, message.out(), "/com/corvane/Corvane",
                                         "com.corvane.Corvane.DistributedNotifications", kClose),
               0);
     ASSERT_GE(sd_bus_message_append(message, "va{sv}", "s", "document-1", 3, "name", "s", "left",
                                     "count", "i", 3, "flag", "b", 1),
               0);
     ASSERT_GE(sd_bus_send(application_, message, nullptr), 0);
-    sd_bus_message_unref(message);
     sd_bus_flush(application_);
 
     EXPECT_TRUE(waiter.runRunLoopUntilNotificationsReceived());
@@ -130,12 +129,11 @@ TEST_F(ADistributedNotificationWaiter, ReturnsAtOnceForANotificationThatArrivedD
     post(kClose, "document-1");
     // A synchronous call reads the signal off the socket into sd-bus's queue, where no descriptor
     // event will announce it again.
-    sd_bus_message* reply = nullptr;
+    CVBusObject<sd_bus_message> reply;
     ASSERT_GE(
         sd_bus_call_method(CVSessionBus::shared(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                           "org.freedesktop.DBus", "GetId", nullptr, &reply, ""),
+                           "org.freedesktop.DBus", "GetId", nullptr, reply.out(), ""),
         0);
-    sd_bus_message_unref(reply);
 
     EXPECT_TRUE(waiter.runRunLoopUntilNotificationsReceived());
 }
@@ -167,10 +165,10 @@ TEST_F(ADistributedNotificationWaiter, WithProcessIdentifierZeroNeverPolls) {
 
 TEST_F(ADistributedNotificationWaiter, IgnoresNotificationsFromAnyoneButTheApplication) {
     CVDistributedNotificationWaiter waiter(0.5, 0, kClose, std::nullopt);
-    sd_bus* impostor = CVPrivateSessionBus::shared().openConnection();
+    CVBusObject<sd_bus> impostor = CVPrivateSessionBus::shared().openConnection();
     ASSERT_GE(CVDistributedNotificationCenter::postNotification(impostor, kClose, "document-1", {}),
               0);
-    sd_bus_flush_close_unref(impostor);
+    sd_bus_flush(impostor);
 
     EXPECT_FALSE(waiter.runRunLoopUntilNotificationsReceived());
     EXPECT_EQ(waiter.cancelReason(), "Timed out waiting for a response.");

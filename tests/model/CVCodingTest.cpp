@@ -8,6 +8,7 @@
 #include "CVRecordSamples.h"
 #include "model/CVKeyedCoding.h"
 #include "model/CVWireCoding.h"
+#include "platform/CVBusObject.h"
 
 namespace {
 
@@ -19,24 +20,23 @@ public:
         int sockets[2];
         EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets), 0);
         peer_ = sockets[1];
-        EXPECT_GE(sd_bus_new(&bus_), 0);
+        EXPECT_GE(sd_bus_new(bus_.out()), 0);
         EXPECT_GE(sd_bus_set_fd(bus_, sockets[0], sockets[0]), 0);
         EXPECT_GE(sd_bus_start(bus_), 0);
-        EXPECT_GE(sd_bus_message_new_signal(bus_, &message_, "/x", "a.b", "c"), 0);
+        EXPECT_GE(sd_bus_message_new_signal(bus_, message_.out(), "/x", "a.b", "c"), 0);
         write(message_);
         EXPECT_GE(sd_bus_message_seal(message_, 1, 0), 0);
         EXPECT_GE(sd_bus_message_rewind(message_, 1), 0);
     }
     ~WireMessage() {
-        sd_bus_message_unref(message_);
-        sd_bus_unref(bus_);
+        message_.reset();
         close(peer_);
     }
     sd_bus_message* get() const { return message_; }
 
 private:
-    sd_bus* bus_ = nullptr;
-    sd_bus_message* message_ = nullptr;
+    CVBusObject<sd_bus> bus_;
+    CVBusObject<sd_bus_message> message_;
     int peer_ = -1;
 };
 

@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "platform/CVCorvaneContract.h"
+#include "platform/CVSessionBus.h"
 
 namespace {
 
@@ -32,51 +33,40 @@ std::optional<std::string> readStringOrNil(sd_bus_message* message) {
 }  // namespace
 
 CVBusConnection::CVBusConnection(const std::string& address) {
-    int result = sd_bus_new(&bus_);
-    if (result >= 0) {
-        result = sd_bus_set_address(bus_, address.c_str());
-    }
-    if (result >= 0) {
-        result = sd_bus_set_bus_client(bus_, 1);
-    }
-    if (result >= 0) {
-        result = sd_bus_start(bus_);
-    }
-    if (result < 0) {
-        sd_bus_unref(bus_);
+    int result = 0;
+    bus_ = CVSessionBus::connect(address, &result);
+    if (!bus_) {
         throw std::runtime_error("cannot connect to " + address + ": " + strerror(-result));
     }
 }
 
 CVBusConnection::~CVBusConnection() {
-    sd_bus_slot_unref(match_);
-    sd_bus_flush_close_unref(bus_);
+    match_.reset();
+    sd_bus_flush_close_unref(bus_.release());
 }
 
 bool CVBusConnection::nameHasOwner(const std::string& name) {
-    sd_bus_message* reply = nullptr;
+    CVBusObject<sd_bus_message> reply;
     int owned = 0;
     if (sd_bus_call_method(bus_, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                           "org.freedesktop.DBus", "NameHasOwner", nullptr, &reply, "s",
+                           "org.freedesktop.DBus", "NameHasOwner", nullptr, reply.out(), "s",
                            name.c_str()) >= 0) {
         sd_bus_message_read(reply, "b", &owned);
     }
-    sd_bus_message_unref(reply);
     return owned != 0;
 }
 
 std::optional<pid_t> CVBusConnection::processOwningName(const std::string& name) {
-    sd_bus_message* reply = nullptr;
+    CVBusObject<sd_bus_message> reply;
     std::optional<pid_t> owner;
     if (sd_bus_call_method(bus_, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                           "org.freedesktop.DBus", "GetConnectionUnixProcessID", nullptr, &reply,
-                           "s", name.c_str()) >= 0) {
+                           "org.freedesktop.DBus", "GetConnectionUnixProcessID", nullptr,
+                           reply.out(), "s", name.c_str()) >= 0) {
         uint32_t pid = 0;
         if (sd_bus_message_read(reply, "u", &pid) >= 0) {
             owner = static_cast<pid_t>(pid);
         }
     }
-    sd_bus_message_unref(reply);
     return owner;
 }
 
@@ -86,7 +76,7 @@ void CVBusConnection::observeNotifications() {
     }
     std::string rule =
         std::string("type='signal',interface='") + CVCorvaneContract::kNotificationInterface + "'";
-    int result = sd_bus_add_match(bus_, &match_, rule.c_str(), handleNotification, this);
+    int result = sd_bus_add_match(bus_, match_.out(), rule.c_str(), handleNotification, this);
     if (result < 0) {
         throw std::runtime_error(std::string("cannot add a match: ") + strerror(-result));
     }

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/CVBusObject.h"
+
 // A distributed notification as a listener receives it.
 struct CVReceivedNotification {
     std::string name;
@@ -47,7 +49,7 @@ public:
 private:
     static int handleNotification(sd_bus_message* message, void* userdata, sd_bus_error* error);
 
-    sd_bus* bus_ = nullptr;
-    sd_bus_slot* match_ = nullptr;
+    CVBusObject<sd_bus> bus_;
+    CVBusObject<sd_bus_slot> match_;
     std::vector<CVReceivedNotification> notifications_;
 };

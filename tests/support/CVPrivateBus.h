@@ -11,6 +11,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "platform/CVSessionBus.h"
 #include "platform/CVSubprocess.h"
 
 // A private dbus-daemon with a session bus's policy (anyone may own any name, send anything and
@@ -68,12 +69,10 @@ public:
     // Ends the daemon at once, as a crash would.
     void kill() { daemon_.reset(); }
 
-    // A connection of its own, for playing the application's side. Unreference when done.
-    sd_bus* openConnection() const {
-        sd_bus* bus = nullptr;
-        if (sd_bus_new(&bus) < 0 || sd_bus_set_address(bus, address_.c_str()) < 0 ||
-            sd_bus_set_bus_client(bus, 1) < 0 || sd_bus_start(bus) < 0) {
-            sd_bus_unref(bus);
+    // A connection of its own, for playing the application's side.
+    CVBusObject<sd_bus> openConnection() const {
+        CVBusObject<sd_bus> bus = CVSessionBus::connect(address_);
+        if (!bus) {
             throw std::runtime_error("cannot connect to " + address_);
         }
         return bus;

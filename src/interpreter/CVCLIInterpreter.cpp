@@ -10,7 +10,6 @@
 #include "cli/CVCLIUsage.h"
 #include "interpreter/CVToolInfoPlist.h"
 #include "link/CVApplicationLocator.h"
-#include "link/cvdiff-util.h"
 #include "platform/CVBundle.h"
 #include "platform/CVException.h"
 #include "platform/CVPaths.h"
@@ -160,7 +159,7 @@ std::string CVCLIInterpreter::versionString() const {
 
 std::string CVCLIInterpreter::debugVersionString() const {
     std::optional<std::string> applicationPath = locateCorvaneApplication(nullptr);
-    std::optional<std::string> infoPath = pathByExtendingPathWithComponents(
+    std::optional<std::string> infoPath = CVPaths::pathByExtendingPathWithComponents(
         applicationPath, std::vector<std::string>{"Contents", "Info.plist"});
     CVPlist info;
     struct stat status {};

@@ -4,8 +4,8 @@
 #include "interpreter/CVCLIInterpreter.h"
 #include "link/CVApplicationLocator.h"
 #include "link/CVDistributedNotificationWaiter.h"
-#include "link/cvdiff-util.h"
 #include "platform/CVCorvaneContract.h"
+#include "platform/CVPaths.h"
 #include "platform/CVPrint.h"
 #include "platform/CVRunLoop.h"
 #include "platform/CVRunningApplication.h"
@@ -101,9 +101,9 @@ bool CVCLIInterpreter::launchCorvaneIfNecessary() {
             const std::optional<CVError>& error) {
             if (application) {
                 CVDebugLog([&] {
-                    return "Tried to start " + fileURLDescription(*path, true) + " -> " +
+                    return "Tried to start " + CVPaths::fileURLDescription(*path, true) + " -> " +
                            (application->bundlePath()
-                                ? fileURLDescription(*application->bundlePath(), true)
+                                ? CVPaths::fileURLDescription(*application->bundlePath(), true)
                                 : std::string("(null)"));
                 });
                 launchedProcess = application->processIdentifier();

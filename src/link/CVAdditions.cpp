@@ -1,6 +1,5 @@
 #include "link/CVAdditions.h"
 
-#include "link/cvdiff-util.h"
 #include "platform/CVPaths.h"
 
 std::optional<std::string> currentUserHomeDirectoryPath() {
@@ -8,5 +7,5 @@ std::optional<std::string> currentUserHomeDirectoryPath() {
 }
 
 std::optional<std::string> homeURLWithPathComponents(const std::vector<std::string>& components) {
-    return pathByExtendingPathWithComponents(currentUserHomeDirectoryPath(), components);
+    return CVPaths::pathByExtendingPathWithComponents(currentUserHomeDirectoryPath(), components);
 }

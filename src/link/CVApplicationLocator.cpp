@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <set>
 
-#include "link/cvdiff-util.h"
 #include "platform/CVBundle.h"
 #include "platform/CVCorvaneContract.h"
 #include "platform/CVPaths.h"
@@ -137,7 +136,7 @@ std::optional<std::string> searchWithoutLogging(bool* isRunning, std::vector<CVE
     if (executable.resolvedPath && executable.invokedPath != executable.resolvedPath) {
         if (auto bundle = CVApplicationLocator::hostingBundleOfResolvedToolPath(
                 CVPaths::standardizingPath(*executable.resolvedPath))) {
-            std::string url = fileURLDescription(*bundle, true);
+            std::string url = CVPaths::fileURLDescription(*bundle, true);
             CVDebugLog([&] {
                 return "Found Corvane at " + url + " resolving cvdiff symlink hosting bundle";
             });
@@ -154,7 +153,8 @@ std::optional<std::string> searchWithoutLogging(bool* isRunning, std::vector<CVE
     // 4. The installed application registered for the identifier.
     auto registered =
         CVWorkspace::URLForApplicationWithBundleIdentifier(kApplicationBundleIdentifier);
-    std::string registeredURL = registered ? fileURLDescription(*registered, true) : "(null)";
+    std::string registeredURL =
+        registered ? CVPaths::fileURLDescription(*registered, true) : "(null)";
     CVDebugLog([&] {
         return "Found Corvane at " + registeredURL + " using URLForApplicationWithBundleIdentifier";
     });

@@ -6,9 +6,9 @@
 
 #include "link/CVAdditions.h"
 #include "link/CVApplicationLocator.h"
-#include "link/cvdiff-util.h"
 #include "platform/CVEnvironment.h"
 #include "platform/CVFiles.h"
+#include "platform/CVPaths.h"
 #include "platform/CVPropertyList.h"
 #include "platform/CVSystemLog.h"
 #include "process/ZPProcessInformation.h"
@@ -45,8 +45,8 @@ const std::optional<std::string>& CVChangesetCoordinator::closedChangesetsFileUR
         if (!dataHome) {
             dataHome = homeURLWithPathComponents({".local", "share"});
         }
-        closedChangesetsFileURL_ =
-            pathByExtendingPathWithComponents(dataHome, {{"Corvane", "ClosedChangesets.plist"}});
+        closedChangesetsFileURL_ = CVPaths::pathByExtendingPathWithComponents(
+            dataHome, {{"Corvane", "ClosedChangesets.plist"}});
     }
     return closedChangesetsFileURL_;
 }

@@ -7,7 +7,6 @@
 #include <filesystem>
 
 #include "CVApplicationTestBundles.h"
-#include "link/cvdiff-util.h"
 #include "platform/CVPaths.h"
 #include "platform/CVUserDefaults.h"
 
@@ -117,10 +116,11 @@ TEST(TheReportOfAFailedSearch, NamesEachBundlePathOnceAndListsSeveral) {
 }
 
 TEST(PathByExtendingPathWithComponents, AppendsInOrderAndPassesAbsentValuesThrough) {
-    EXPECT_EQ(pathByExtendingPathWithComponents("/a/B.app", {{"Contents", "Info.plist"}}),
+    EXPECT_EQ(CVPaths::pathByExtendingPathWithComponents("/a/B.app", {{"Contents", "Info.plist"}}),
               "/a/B.app/Contents/Info.plist");
-    EXPECT_EQ(pathByExtendingPathWithComponents(std::nullopt, {{"Contents"}}), std::nullopt);
-    EXPECT_EQ(pathByExtendingPathWithComponents("/a", std::nullopt), "/a");
+    EXPECT_EQ(CVPaths::pathByExtendingPathWithComponents(std::nullopt, {{"Contents"}}),
+              std::nullopt);
+    EXPECT_EQ(CVPaths::pathByExtendingPathWithComponents("/a", std::nullopt), "/a");
 }
 
 // The whole search, with fake bundles, desktop entries and processes.
@@ -253,7 +253,7 @@ TEST_F(TheSearch, LogsEachStepWhenDebugLoggingIsOn) {
                     "Found Corvane at " + refused + " using runningApplications",
                     "Corvane at " + refused + " is version: 149 while cvdiff is version: 9077",
                     "Rejected Corvane at " + refused + " for not being the required version",
-                    "Found Corvane at " + fileURLDescription(path, true) +
+                    "Found Corvane at " + CVPaths::fileURLDescription(path, true) +
                         " using URLForApplicationWithBundleIdentifier",
                     "Corvane path to use: " + path));
 }

@@ -20,10 +20,12 @@ class CVDistributedNotificationWaiter;
 
 // Drives one run of the tool: classifies the caller, captures standard input, parses the
 // arguments, builds and sends the invocation, and turns the run's state into a result, an error
-// and an exit code. One interpreter serves one run. Its parts live in several files:
-// CVCLIInterpreter.cpp (the run and the informational commands), ...ParentProcess.cpp (who
-// called), ...Capture.cpp (standard input and descriptor paths), ...Invocations.cpp (document
-// commands), ...Adapters.cpp (fixed calling conventions) and ...Link.cpp (launch, send, wait).
+// and an exit code. One interpreter serves one run. Its parts live in several files, each
+// CVCLIInterpreter<Part>.cpp: the run and the informational commands (no part), ParentProcess (who
+// called), Capture (standard input and descriptor paths), Invocations (document commands),
+// Adapters (fixed calling conventions), Sandbox (file-access grants), Launch (finding and
+// starting Corvane), Send (the call and the wait) and Coordinated (changesets' items and git's
+// summary).
 class CVCLIInterpreter : public CVCLIArgumentParserDelegate {
 public:
     CVCLIInterpreter();

@@ -1010,15 +1010,19 @@ void CorvaneFileComparisonView::applyComparison() {
 
 void CorvaneFileComparisonView::markBuffers() {
     clearMarks();
-    auto lineIterators = [](GtkTextBuffer* buffer, int first, int count, GtkTextIter* start,
-                            GtkTextIter* end) {
-        gtk_text_buffer_get_iter_at_line(buffer, start, first);
-        gtk_text_buffer_get_iter_at_line(buffer, end, first + count);
-        if (gtk_text_iter_get_line(end) < first + count) {
-            gtk_text_buffer_get_end_iter(buffer, end);
-        }
-    };
+    markChanges();
+    std::vector<int> lineCounts;
+    for (const auto& side : sides_) {
+        lineCounts.push_back(side->lineCount());
+    }
+    applyFiller(CorvaneFillerForAnchors(CorvaneAnchors(result_->comparisons, lineCounts),
+                                        pixelsBeforeLine()));
+    for (auto& band : bands_) {
+        band->queue_draw();
+    }
+}
 
+void CorvaneFileComparisonView::markChanges() {
     // Tints and changed words, painted as the panes draw.
     for (size_t pair = 0; pair < result_->comparisons.size(); ++pair) {
         const auto& chunks = result_->comparisons[pair].chunks;
@@ -1065,39 +1069,15 @@ void CorvaneFileComparisonView::markBuffers() {
         std::stable_sort(side->tinted.begin(), side->tinted.end(), byStart);
         std::stable_sort(side->gaps.begin(), side->gaps.end(), byStart);
     }
+}
 
-    // Alignment: lines that are equal across every pane are anchors; between two anchors each
-    // pane gets filler below its last line up to the tallest pane's line count.
-    size_t reference = sides_.size() == 3 ? 1 : 0;
-    int referenceLines = sides_[reference]->lineCount();
-    // For each pair, the other side's line of each reference line, -1 where not equal.
-    std::vector<std::vector<int>> partner(sides_.size());
-    for (size_t index = 0; index < sides_.size(); ++index) {
-        if (index == reference) {
-            continue;
-        }
-        auto& map = partner[index];
-        map.assign(static_cast<size_t>(referenceLines), -1);
-        size_t pair = index < reference ? index : reference;
-        bool referenceIsLeft = pair == reference;
-        for (const CorvaneChunk& chunk : result_->comparisons[pair].chunks) {
-            if (chunk.kind != CorvaneChunk::Kind::equal || chunk.left.count != chunk.right.count) {
-                continue;
-            }
-            const CorvaneLineRange& ours = referenceIsLeft ? chunk.left : chunk.right;
-            const CorvaneLineRange& theirs = referenceIsLeft ? chunk.right : chunk.left;
-            for (int line = 0; line < ours.count; ++line) {
-                map[static_cast<size_t>(ours.start + line)] = theirs.start + line;
-            }
-        }
-    }
+std::function<long(size_t, int)> CorvaneFileComparisonView::pixelsBeforeLine() const {
     // The pixels lines take: a row each, or the rows each wraps into (rows within a wrapped
-    // line are set closer than lines, at the font's own spacing). Between two anchors, every
-    // pane is filled up to the height of the tallest.
+    // line are set closer than lines, at the font's own spacing).
     std::vector<std::vector<long>> pixelStarts(sides_.size());
     std::vector<int> heights(sides_.size());
     for (size_t index = 0; index < sides_.size(); ++index) {
-        Side& side = *sides_[index];
+        const Side& side = *sides_[index];
         heights[index] = lineHeight(side);
         int columns = options_.wrapLines ? columnsPerRow(side) : 0;
         if (columns <= 0) {
@@ -1113,50 +1093,22 @@ void CorvaneFileComparisonView::markBuffers() {
                 starts[line] + static_cast<long>(std::ceil((rows[line + 1] - rows[line]) * pitch));
         }
     }
-    auto pixelsBefore = [&](size_t index, int line) {
-        return pixelStarts[index].empty() ? static_cast<long>(line) * heights[index]
-                                          : pixelStarts[index][static_cast<size_t>(line)];
+    return [pixelStarts = std::move(pixelStarts), heights = std::move(heights)](size_t pane,
+                                                                                int line) {
+        return pixelStarts[pane].empty() ? static_cast<long>(line) * heights[pane]
+                                         : pixelStarts[pane][static_cast<size_t>(line)];
     };
-    std::vector<std::map<int, int>> pixelsBelow(sides_.size());
-    std::vector<int> pixelsAbove(sides_.size(), 0);
-    std::vector<int> previous(sides_.size(), -1);
-    // The pixels from the previous anchor (itself included) down to an anchor line.
-    auto heightUpTo = [&](size_t index, const std::vector<int>& lines) {
-        return pixelsBefore(index, lines[index]) -
-               pixelsBefore(index, std::max(previous[index], 0));
+}
+
+void CorvaneFileComparisonView::applyFiller(const std::vector<CorvaneFiller>& filler) {
+    auto lineIterators = [](GtkTextBuffer* buffer, int first, int count, GtkTextIter* start,
+                            GtkTextIter* end) {
+        gtk_text_buffer_get_iter_at_line(buffer, start, first);
+        gtk_text_buffer_get_iter_at_line(buffer, end, first + count);
+        if (gtk_text_iter_get_line(end) < first + count) {
+            gtk_text_buffer_get_end_iter(buffer, end);
+        }
     };
-    auto anchor = [&](const std::vector<int>& lines) {
-        long tallest = 0;
-        for (size_t index = 0; index < sides_.size(); ++index) {
-            tallest = std::max(tallest, heightUpTo(index, lines));
-        }
-        for (size_t index = 0; index < sides_.size(); ++index) {
-            auto missing = static_cast<int>(tallest - heightUpTo(index, lines));
-            if (missing > 0) {
-                if (lines[index] > 0) {
-                    pixelsBelow[index][lines[index] - 1] += missing;
-                } else {
-                    pixelsAbove[index] += missing;
-                }
-            }
-        }
-        previous = lines;
-    };
-    std::vector<int> lines(sides_.size());
-    for (int line = 0; line < referenceLines; ++line) {
-        bool anchored = true;
-        for (size_t index = 0; index < sides_.size() && anchored; ++index) {
-            lines[index] = index == reference ? line : partner[index][static_cast<size_t>(line)];
-            anchored = lines[index] >= 0;
-        }
-        if (anchored) {
-            anchor(lines);
-        }
-    }
-    for (size_t index = 0; index < sides_.size(); ++index) {
-        lines[index] = sides_[index]->lineCount();
-    }
-    anchor(lines);
 
     for (size_t index = 0; index < sides_.size(); ++index) {
         Side& side = *sides_[index];
@@ -1174,20 +1126,20 @@ void CorvaneFileComparisonView::markBuffers() {
         };
         int lineCount = side.lineCount();
         if (side.large != nullptr) {
-            side.fillerBelow = pixelsBelow[index];
-            side.fillerAbove = pixelsAbove[index];
+            side.fillerBelow = filler[index].below;
+            side.fillerAbove = filler[index].above;
             side.large->setFiller(side.fillerAbove, side.fillerBelow);
             continue;
         }
-        for (const auto& [line, pixels] : pixelsBelow[index]) {
+        for (const auto& [line, pixels] : filler[index].below) {
             side.fillerBelow[line] = pixels;
             GtkTextIter start, end;
             lineIterators(buffer, line, 1, &start, &end);
             gtk_text_buffer_apply_tag(buffer, fillerTag("pixels-below-lines", pixels), &start,
                                       &end);
         }
-        if (pixelsAbove[index] > 0) {
-            side.fillerAbove = pixelsAbove[index];
+        if (filler[index].above > 0) {
+            side.fillerAbove = filler[index].above;
             if (lineCount == 0) {
                 // An empty text has no line to carry it.
                 gtk_text_view_set_bottom_margin(GTK_TEXT_VIEW(side.view), side.fillerAbove);
@@ -1198,9 +1150,6 @@ void CorvaneFileComparisonView::markBuffers() {
                                           &start, &end);
             }
         }
-    }
-    for (auto& band : bands_) {
-        band->queue_draw();
     }
 }
 

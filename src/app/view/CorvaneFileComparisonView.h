@@ -4,12 +4,14 @@
 #include <gtksourceview/gtksource.h>
 
 #include <atomic>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "app/CorvaneAlignment.h"
 #include "app/CorvaneComparison.h"
 #include "app/CorvaneDocument.h"
 #include "app/CorvaneText.h"
@@ -66,6 +68,11 @@ private:
     void finishShowing();
     void applyComparison();
     void markBuffers();
+    // The tints of changed lines and the changed words within them.
+    void markChanges();
+    // How far each line's top is from its text's top, in pixels (wrapped lines take more rows).
+    std::function<long(size_t pane, int line)> pixelsBeforeLine() const;
+    void applyFiller(const std::vector<CorvaneFiller>& filler);
     void clearMarks();
     void showMessage(const std::string& message);
     bool showChange(int index);

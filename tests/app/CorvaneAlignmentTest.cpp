@@ -1,0 +1,58 @@
+// Panes aligned by their equal lines: anchors from the comparisons, filler from the anchors.
+#include "app/CorvaneAlignment.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+CorvaneComparison compared(std::string_view left, std::string_view right) {
+    return CorvaneCompare(left, right, {});
+}
+
+// Every line one row of 10 pixels.
+long rows(size_t, int line) {
+    return line * 10L;
+}
+
+TEST(TheAlignment, FillsEachPaneUpToTheTallestBetweenTwoAnchors) {
+    // left: a x y b     right: a b z
+    auto anchors = CorvaneAnchors({compared("a\nx\ny\nb\n", "a\nb\nz\n")}, {4, 3});
+    EXPECT_EQ(anchors, (std::vector<std::vector<int>>{{0, 0}, {3, 1}, {4, 3}}));
+    auto filler = CorvaneFillerForAnchors(anchors, rows);
+    // x y against nothing: 20 pixels below a on the right; z against nothing: 10 below b on the
+    // left.
+    EXPECT_EQ(filler, (std::vector<CorvaneFiller>{{0, {{3, 10}}}, {0, {{0, 20}}}}));
+}
+
+TEST(TheAlignment, FillsAboveTheFirstLineWhenThePanesDifferFromTheStart) {
+    auto filler =
+        CorvaneFillerForAnchors(CorvaneAnchors({compared("new\nsame\n", "same\n")}, {2, 1}), rows);
+    EXPECT_EQ(filler[1].above, 10);
+    EXPECT_TRUE(filler[1].below.empty());
+    EXPECT_EQ(filler[0], CorvaneFiller{});
+}
+
+TEST(TheAlignment, AnchorsThreePanesOnlyWhereAllThreeAgree) {
+    // The middle pane is the reference; "b" differs on the right, "c" is new on the left.
+    auto anchors =
+        CorvaneAnchors({compared("a\nc\nb\n", "a\nb\n"), compared("a\nb\n", "a\nB\n")}, {3, 2, 2});
+    EXPECT_EQ(anchors, (std::vector<std::vector<int>>{{0, 0, 0}, {3, 2, 2}}));
+    auto filler = CorvaneFillerForAnchors(anchors, rows);
+    EXPECT_EQ(filler[1].below, (std::map<int, int>{{1, 10}}));
+    EXPECT_EQ(filler[2].below, (std::map<int, int>{{1, 10}}));
+}
+
+TEST(TheAlignment, MeasuresWrappedLinesByThePixelsTheyTake) {
+    // The same two lines, the first wrapped into three rows on the left only.
+    auto anchors = CorvaneAnchors({compared("long\nend\n", "long\nend\n")}, {2, 2});
+    auto wrapped = [](size_t pane, int line) {
+        return pane == 0 && line > 0 ? 30L + (line - 1) * 10L : line * 10L;
+    };
+    auto filler = CorvaneFillerForAnchors(anchors, wrapped);
+    EXPECT_EQ(filler[1].below, (std::map<int, int>{{0, 20}}));
+    EXPECT_TRUE(filler[0].below.empty());
+}
+
+}  // namespace

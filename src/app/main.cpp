@@ -39,26 +39,24 @@ int usageError(const std::string& message) {
     return 1;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    std::vector<std::string> arguments(argv + 1, argv + argc);
-    std::optional<std::string> journalPath = CVEnvironmentValue(CorvaneNames::kJournalVariable);
+// What the command line asks for.
+struct Request {
+    std::optional<std::string> journalPath;
+    bool headless = false;
+    // A control command ("--list", "--close-tab"...), or nothing to run the application.
     std::optional<std::string> command;
+    // The command's GUID (a path for --screenshot), action and merge outcome.
     std::string GUID;
+    std::string action;
     std::optional<bool> resolved;
     std::string resultSource;
-    std::string action;
-    bool headless = false;
+};
 
+// Reads the arguments into the request; an exit status when the run ends here (help, version,
+// or a usage error).
+std::optional<int> readArguments(const std::vector<std::string>& arguments, Request& request) {
     for (size_t index = 0; index < arguments.size(); ++index) {
         const std::string& argument = arguments[index];
-        auto value = [&]() -> std::optional<std::string> {
-            if (index + 1 >= arguments.size()) {
-                return std::nullopt;
-            }
-            return arguments[++index];
-        };
         if (argument == "--help" || argument == "-h") {
             CVPrint(stdout, kUsage);
             return 0;
@@ -69,75 +67,91 @@ int main(int argc, char** argv) {
             return 0;
         }
         if (argument == "--headless") {
-            headless = true;
-            continue;
-        }
-        if (argument == "--activate") {
+            request.headless = true;
+        } else if (argument == "--activate") {
             if (index + 2 >= arguments.size()) {
                 return usageError("--activate needs a GUID and an action.");
             }
-            command = argument;
-            GUID = arguments[++index];
-            action = arguments[++index];
-            continue;
-        }
-        if (argument == "--journal" || argument == "--close-tab" || argument == "--finish-merge" ||
-            argument == "--result" || argument == "--describe" || argument == "--screenshot") {
-            auto given = value();
-            if (!given) {
+            request.command = argument;
+            request.GUID = arguments[++index];
+            request.action = arguments[++index];
+        } else if (argument == "--journal" || argument == "--close-tab" ||
+                   argument == "--finish-merge" || argument == "--result" ||
+                   argument == "--describe" || argument == "--screenshot") {
+            if (index + 1 >= arguments.size()) {
                 return usageError(argument + " needs a value.");
             }
+            const std::string& value = arguments[++index];
             if (argument == "--journal") {
-                journalPath = *given;
+                request.journalPath = value;
             } else if (argument == "--result") {
-                resultSource = *given;
+                request.resultSource = value;
             } else {
-                command = argument;
-                GUID = *given;
+                request.command = argument;
+                request.GUID = value;
             }
         } else if (argument == "--list" || argument == "--quit") {
-            command = argument;
+            request.command = argument;
         } else if (argument == "--resolved" || argument == "--unresolved") {
-            resolved = argument == "--resolved";
+            request.resolved = argument == "--resolved";
         } else {
             return usageError("Unknown argument: " + argument);
         }
     }
+    return std::nullopt;
+}
 
-    if (!command) {
-        // Started by cvdiff, the application writes to /dev/null: its diagnostics go to the
-        // journal instead, where `journalctl -t corvane` finds them.
-        CVSendUnseenOutputToJournal("corvane");
-        // Termination goes through the loop, which releases the names before the process ends.
-        CorvaneApplication application(journalPath);
-        bool display = !CVEnvironmentValue("WAYLAND_DISPLAY").value_or("").empty() ||
-                       !CVEnvironmentValue("DISPLAY").value_or("").empty();
-        if (headless || !display) {
-            return application.run();
-        }
-        return CorvaneRunWithWindow(application, argv[0]);
+int runApplication(const Request& request, const char* programName) {
+    // Started by cvdiff, the application writes to /dev/null: its diagnostics go to the journal
+    // instead, where `journalctl -t corvane` finds them.
+    CVSendUnseenOutputToJournal("corvane");
+    // Termination goes through the loop, which releases the names before the process ends.
+    CorvaneApplication application(request.journalPath);
+    bool display = !CVEnvironmentValue("WAYLAND_DISPLAY").value_or("").empty() ||
+                   !CVEnvironmentValue("DISPLAY").value_or("").empty();
+    if (request.headless || !display) {
+        return application.run();
     }
-    if (*command == "--describe") {
-        return CorvaneControlClient::describeDocument(GUID);
+    return CorvaneRunWithWindow(application, programName);
+}
+
+int runControlCommand(const Request& request) {
+    const std::string& command = *request.command;
+    if (command == "--describe") {
+        return CorvaneControlClient::describeDocument(request.GUID);
     }
-    if (*command == "--activate") {
-        return CorvaneControlClient::activateAction(GUID, action);
+    if (command == "--activate") {
+        return CorvaneControlClient::activateAction(request.GUID, request.action);
     }
-    if (*command == "--screenshot") {
+    if (command == "--screenshot") {
         // The application may run elsewhere: it gets a path that does not depend on ours.
-        return CorvaneControlClient::saveScreenshot(std::filesystem::absolute(GUID).string());
+        return CorvaneControlClient::saveScreenshot(
+            std::filesystem::absolute(request.GUID).string());
     }
-    if (*command == "--list") {
+    if (command == "--list") {
         return CorvaneControlClient::listDocuments();
     }
-    if (*command == "--close-tab") {
-        return CorvaneControlClient::closeTab(GUID);
+    if (command == "--close-tab") {
+        return CorvaneControlClient::closeTab(request.GUID);
     }
-    if (*command == "--finish-merge") {
-        if (!resolved) {
+    if (command == "--finish-merge") {
+        if (!request.resolved) {
             return usageError("--finish-merge needs --resolved or --unresolved.");
         }
-        return CorvaneControlClient::finishMerge(GUID, *resolved, resultSource);
+        return CorvaneControlClient::finishMerge(request.GUID, *request.resolved,
+                                                 request.resultSource);
     }
     return CorvaneControlClient::quit();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Request request;
+    request.journalPath = CVEnvironmentValue(CorvaneNames::kJournalVariable);
+    if (std::optional<int> status =
+            readArguments(std::vector<std::string>(argv + 1, argv + argc), request)) {
+        return *status;
+    }
+    return request.command ? runControlCommand(request) : runApplication(request, argv[0]);
 }

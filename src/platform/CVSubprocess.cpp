@@ -257,6 +257,47 @@ void CVSubprocess::signal(int number) {
     }
 }
 
+void CVSubprocess::exchange(int timeout, CVSubprocessResult& result) {
+    pollfd descriptors[4];
+    nfds_t count = 0;
+    for (auto [descriptor, events] :
+         {std::pair{outputDescriptor_, POLLIN}, std::pair{errorDescriptor_, POLLIN},
+          std::pair{inputDescriptor_, POLLOUT}, std::pair{exitedDescriptor_, POLLIN}}) {
+        if (descriptor >= 0) {
+            descriptors[count++] = {descriptor, static_cast<short>(events), 0};
+        }
+    }
+    if (poll(descriptors, count, timeout) < 0) {
+        return;
+    }
+    for (nfds_t index = 0; index < count; ++index) {
+        int descriptor = descriptors[index].fd;
+        if (descriptors[index].revents == 0 || descriptor == exitedDescriptor_) {
+            continue;
+        }
+        if (descriptor == inputDescriptor_) {
+            ssize_t written = writeWithoutSignal(descriptor, input_.data() + inputWritten_,
+                                                 input_.size() - inputWritten_);
+            if (written > 0) {
+                inputWritten_ += static_cast<size_t>(written);
+            }
+            if ((written < 0 && errno != EAGAIN && errno != EINTR) ||
+                inputWritten_ == input_.size()) {
+                closeDescriptor(inputDescriptor_);
+            }
+            continue;
+        }
+        char buffer[65536];
+        ssize_t got = read(descriptor, buffer, sizeof buffer);
+        if (got > 0) {
+            (descriptor == outputDescriptor_ ? result.standardOutput : result.standardError)
+                .append(buffer, static_cast<size_t>(got));
+        } else if (got == 0 || (errno != EINTR && errno != EAGAIN)) {
+            closeDescriptor(descriptor == outputDescriptor_ ? outputDescriptor_ : errorDescriptor_);
+        }
+    }
+}
+
 CVSubprocessResult CVSubprocess::finish(std::chrono::milliseconds deadline) {
     CVSubprocessResult result;
     auto end = Clock::now() + std::min(deadline, std::chrono::milliseconds(INT32_MAX));
@@ -277,50 +318,12 @@ CVSubprocessResult CVSubprocess::finish(std::chrono::milliseconds deadline) {
             }
             break;
         }
-        pollfd descriptors[4];
-        nfds_t count = 0;
-        for (auto [descriptor, events] :
-             {std::pair{outputDescriptor_, POLLIN}, std::pair{errorDescriptor_, POLLIN},
-              std::pair{inputDescriptor_, POLLOUT}, std::pair{exitedDescriptor_, POLLIN}}) {
-            if (descriptor >= 0) {
-                descriptors[count++] = {descriptor, static_cast<short>(events), 0};
-            }
-        }
         // Without a pidfd, the end of the child is noticed by looking again now and then.
         int timeout = static_cast<int>(left.count());
         if (exitedDescriptor_ < 0 && !status_) {
             timeout = std::min(timeout, 10);
         }
-        if (poll(descriptors, count, timeout) < 0 && errno != EINTR) {
-            break;
-        }
-        for (nfds_t index = 0; index < count; ++index) {
-            int descriptor = descriptors[index].fd;
-            if (descriptors[index].revents == 0 || descriptor == exitedDescriptor_) {
-                continue;
-            }
-            if (descriptor == inputDescriptor_) {
-                ssize_t written = writeWithoutSignal(descriptor, input_.data() + inputWritten_,
-                                                     input_.size() - inputWritten_);
-                if (written > 0) {
-                    inputWritten_ += static_cast<size_t>(written);
-                }
-                if ((written < 0 && errno != EAGAIN && errno != EINTR) ||
-                    inputWritten_ == input_.size()) {
-                    closeDescriptor(inputDescriptor_);
-                }
-                continue;
-            }
-            char buffer[65536];
-            ssize_t got = read(descriptor, buffer, sizeof buffer);
-            if (got > 0) {
-                (descriptor == outputDescriptor_ ? result.standardOutput : result.standardError)
-                    .append(buffer, static_cast<size_t>(got));
-            } else if (got == 0 || (errno != EINTR && errno != EAGAIN)) {
-                closeDescriptor(descriptor == outputDescriptor_ ? outputDescriptor_
-                                                                : errorDescriptor_);
-            }
-        }
+        exchange(timeout, result);
         if (status_) {
             // Input nobody will read any more.
             closeDescriptor(inputDescriptor_);

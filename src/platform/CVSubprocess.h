@@ -84,6 +84,9 @@ private:
     CVSubprocess() = default;
     bool reap(bool block);
     void kill();
+    // Waits up to `timeout` milliseconds for the streams or the child's end, then writes the
+    // input the child can take and reads the output it gave.
+    void exchange(int timeout, CVSubprocessResult& result);
 
     pid_t processID_ = -1;
     bool ownProcessGroup_ = false;

@@ -106,7 +106,18 @@ CorvaneWindow::CorvaneWindow(CorvaneApplication& application) : application_(app
     set_title("Corvane");
     set_default_size(1280, 800);
     set_titlebar(headerBar_);
+    buildHeaderBar();
+    buildContent();
+    addActions();
+    signal_close_request().connect(
+        [this] {
+            closeEverything();
+            return true;
+        },
+        false);
+}
 
+void CorvaneWindow::buildHeaderBar() {
     auto previous = Gtk::make_managed<Gtk::Button>();
     previous->set_icon_name("go-up-symbolic");
     previous->set_tooltip_text("Previous change (Alt+Up)");
@@ -129,7 +140,9 @@ CorvaneWindow::CorvaneWindow(CorvaneApplication& application) : application_(app
     menuButton->set_icon_name("open-menu-symbolic");
     menuButton->set_menu_model(menu);
     headerBar_.pack_end(*menuButton);
+}
 
+void CorvaneWindow::buildContent() {
     notebook_.set_scrollable(true);
     notebook_.signal_switch_page().connect([this](Gtk::Widget*, guint) {
         Glib::signal_idle().connect_once([this] { currentTabDidChange(); });
@@ -141,7 +154,9 @@ CorvaneWindow::CorvaneWindow(CorvaneApplication& application) : application_(app
     stack_.add(notebook_, "tabs");
     stack_.set_visible_child("empty");
     set_child(stack_);
+}
 
+void CorvaneWindow::addActions() {
     add_action("close-tab", [this] {
         if (Tab* tab = currentTab()) {
             closeTab(*tab);
@@ -187,13 +202,6 @@ CorvaneWindow::CorvaneWindow(CorvaneApplication& application) : application_(app
         toggles_[name] = add_action_bool(
             name, [this, name] { setOption(name); }, false);
     }
-
-    signal_close_request().connect(
-        [this] {
-            closeEverything();
-            return true;
-        },
-        false);
 }
 
 CorvaneWindow::~CorvaneWindow() {

@@ -41,6 +41,10 @@ public:
     void denyPendingFileAccess();
 
 private:
+    // The header bar's buttons and menu; the tab book with its placeholder; the window's actions.
+    void buildHeaderBar();
+    void buildContent();
+    void addActions();
     void askNextForFileAccess();
     void answerFileAccess(bool allowed);
     struct FileAccessRequest {

@@ -9,7 +9,7 @@ packages=(
     googletest libgtest-dev libgmock-dev libbenchmark-dev
     dbus-daemon dbus-bin
     git subversion mercurial brz
-    scdoc dpkg-dev lintian appstream
+    scdoc dpkg-dev lintian appstream mmdebstrap
 )
 
 missing=()

@@ -5,9 +5,11 @@
 #  2. cpack -G DEB makes the package, and lintian finds no error in it;
 #  3. apt installs the package (with the dependencies it computed), its files are in place, the
 #     manual page renders and the installed cvdiff finds the installed Corvane through
-#     bin/cvdiff; the package is removed again afterwards.
-# Step 3 changes the machine, so it runs only as root and only when no cvdiff package is
-# installed already (CI); PACKAGE_INSTALL=no skips it.
+#     bin/cvdiff; the package is removed again afterwards;
+#  4. the package installs into a clean Debian 12 root and works there
+#     (scripts/clean-install-check.sh): its declared dependencies are all it needs.
+# Steps 3 and 4 need root and step 3 changes the machine, so they run only as root and only when
+# no cvdiff package is installed already (CI); PACKAGE_INSTALL=no skips them.
 #
 #   scripts/package-check.sh BUILD_DIR
 set -euo pipefail
@@ -73,3 +75,6 @@ HOME=$work XDG_CONFIG_HOME=$work/config XDG_DATA_HOME=$work/data XDG_DATA_DIRS=/
     /usr/bin/cvdiff --debug-version | tee "$work/debug-version"
 grep -qx "Corvane at: '/usr/lib/corvane/Corvane.app'" "$work/debug-version" ||
     fail "the installed cvdiff does not find /usr/lib/corvane/Corvane.app"
+
+echo "-- the package in a clean Debian 12 root"
+"$(dirname "$0")/clean-install-check.sh" "$package"

@@ -174,6 +174,21 @@ TEST_F(ACorvaneApplication, AnswersItsProcessIdentifierAndAuthorizationRequests)
     EXPECT_EQ(answer.errorName, "");
     EXPECT_TRUE(bed_.waitForJournalLine(
         {"\"member\":\"requestAuthorizationForPath\",\"arguments\":[\"/\"]"}));
+
+    // A path that names nothing is answered too; the application says in its log, whatever the
+    // debug setting, that it could share no grant.
+    Answer missing = call("requestAuthorizationForPath", [](sd_bus_message* message) {
+        return sd_bus_message_append(message, "s", "/no/such/file");
+    });
+    EXPECT_EQ(missing.errorName, "");
+    EXPECT_EQ(bed_.quitApplication().status, 0);
+    CVCommandResult ended = application_->wait();
+    EXPECT_NE(ended.standardError.find(
+                  "] Could not create the bookmark data for /no/such/file. Error "
+                  "Domain=CVDiffErrorDomain Code=1 \"Cannot make a bookmark of \"/no/such/file\": "
+                  "No such file or directory\""),
+              std::string::npos)
+        << ended.standardError;
 }
 
 TEST_F(ACorvaneApplication, OpensADocumentPerDiffAndListsIt) {

@@ -14,6 +14,11 @@ std::string jsonForFileLists(const std::vector<CorvaneFileList>& fileLists) {
         for (size_t index = 0; index < fileList.files.size(); ++index) {
             text += (index > 0 ? "," : "") + CVJSONQuoted(fileList.files[index]);
         }
+        text += "],\"temporary\":[";
+        for (size_t index = 0; index < fileList.temporary.size(); ++index) {
+            text +=
+                std::string(index > 0 ? "," : "") + (fileList.temporary[index] ? "true" : "false");
+        }
         text += "],\"label\":" + CVJSONQuotedOrNull(fileList.label);
         text += ",\"relativePath\":" + CVJSONQuotedOrNull(fileList.relativePath);
         text += ",\"status\":" + std::to_string(fileList.status) + "}";

@@ -203,7 +203,8 @@ TEST_F(ACorvaneApplication, OpensADocumentPerDiffAndListsIt) {
                 testing::StartsWith(
                     "[{\"GUID\":\"" + GUID +
                     "\",\"kind\":\"diff\",\"changeset\":null,\"label\":null,\"fileLists\":[{"
-                    "\"files\":[\"/work/left.txt\",\"/work/right.txt\"],\"label\":null,"
+                    "\"files\":[\"/work/left.txt\",\"/work/right.txt\"],"
+                    "\"temporary\":[false,false],\"label\":null,"
                     "\"relativePath\":null,\"status\":0}],\"announcedFileLists\":[],"
                     "\"outputFile\":null,\"baseFile\":null,\"parentPID\":4242,"
                     "\"parentProcessName\":\"git\"},{\"GUID\":"));

@@ -8,6 +8,7 @@ CorvaneJSON jsonForFileLists(const std::vector<CorvaneFileList>& fileLists) {
     CorvaneJSON lists = CorvaneJSON::array();
     for (const CorvaneFileList& fileList : fileLists) {
         lists.push_back({{"files", fileList.files},
+                         {"temporary", fileList.temporary},
                          {"label", CorvaneJSONStringOrNull(fileList.label)},
                          {"relativePath", CorvaneJSONStringOrNull(fileList.relativePath)},
                          {"status", fileList.status}});

@@ -19,6 +19,10 @@ struct CorvaneFileList {
     // (those are opened when shown).
     // Listings and the journal name the paths only.
     std::vector<std::shared_ptr<CVHeldFile>> heldFiles;
+    // Whether each file is a temporary one (a snapshot of the calling tool's): its stated flag,
+    // else the rules for temporary places applied to where the file is now, for the process that
+    // called. Past the first thousand files of a large changeset only a stated flag counts.
+    std::vector<bool> temporary;
     std::optional<std::string> label;
     std::optional<std::string> relativePath;
     int64_t status = 0;

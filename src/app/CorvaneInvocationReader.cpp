@@ -10,6 +10,7 @@
 #include "model/CVWireCoding.h"
 #include "platform/CVBookmark.h"
 #include "platform/CVHeldFile.h"
+#include "process/ZPProcessInformation.h"
 
 namespace CorvaneInvocationReader {
 
@@ -36,8 +37,30 @@ std::optional<std::string> pathOf(const std::shared_ptr<CVCLISerializedFile>& fi
     return file->filePath();
 }
 
+// Whether the file is temporary: its stated flag, else, when the calling process is known and
+// the file was looked up, the rules for temporary places applied to where it is now (so that a
+// temporary folder named through a link is recognised) or to its path as given.
+bool isTemporary(const std::shared_ptr<CVCLISerializedFile>& file, const std::string& path,
+                 ZPProcessInformation* caller) {
+    if (!file) {
+        return false;
+    }
+    if (file->temporary()) {
+        return *file->temporary();
+    }
+    if (caller == nullptr) {
+        return false;
+    }
+    auto located = CVCLISerializedFile::serializedSummaryFileWithPath(
+        path.empty() ? file->filePath().value_or("") : path);
+    located->setTemporary(std::nullopt);
+    return located->isTemporaryForCallingProcess(*caller);
+}
+
 // `budget`: how many more files may be looked up and held (see kFilesTakenWhileAnswering).
-CorvaneFileList fileListOf(const CVCLISerializedFileList& record, size_t* budget) {
+// `caller`: the process that called, whose temporary places count; null for none.
+CorvaneFileList fileListOf(const CVCLISerializedFileList& record, size_t* budget,
+                           ZPProcessInformation* caller = nullptr) {
     CorvaneFileList fileList;
     if (record.files()) {
         for (const auto& file : *record.files()) {
@@ -47,6 +70,7 @@ CorvaneFileList fileListOf(const CVCLISerializedFileList& record, size_t* budget
             bool deletedOnExit = file && file->deletedOnExit().value_or(false);
             bool hold = !path.empty() && (inBudget || deletedOnExit);
             fileList.heldFiles.push_back(hold ? CVHeldFile::open(path, deletedOnExit) : nullptr);
+            fileList.temporary.push_back(isTemporary(file, path, inBudget ? caller : nullptr));
             fileList.files.push_back(std::move(path));
         }
     }
@@ -58,13 +82,13 @@ CorvaneFileList fileListOf(const CVCLISerializedFileList& record, size_t* budget
 
 void appendFileLists(
     const std::optional<std::vector<std::shared_ptr<CVCLISerializedFileList>>>& lists,
-    std::vector<CorvaneFileList>* destination, size_t* budget) {
+    std::vector<CorvaneFileList>* destination, size_t* budget, ZPProcessInformation* caller) {
     if (!lists) {
         return;
     }
     for (const auto& list : *lists) {
         if (list) {
-            destination->push_back(fileListOf(*list, budget));
+            destination->push_back(fileListOf(*list, budget, caller));
         }
     }
 }
@@ -74,6 +98,7 @@ void appendFileLists(
 bool readRequest(const CVCLISerializedDiffInvocation& invocation, CorvaneRequest* request,
                  std::string* whyRefused) {
     size_t budget = kFilesTakenWhileAnswering;
+    ZPProcessInformation caller(invocation.parentPID());
     request->waitForTabClose = invocation.waitForTabClose();
     request->parentPID = invocation.parentPID();
     request->parentProcessName = invocation.parentProcessName();
@@ -87,7 +112,7 @@ bool readRequest(const CVCLISerializedDiffInvocation& invocation, CorvaneRequest
             *whyRefused = "The merge has no output file.";
             return false;
         }
-        request->fileLists.push_back(fileListOf(*merge->fileList(), &budget));
+        request->fileLists.push_back(fileListOf(*merge->fileList(), &budget, &caller));
         request->outputFile = pathOf(merge->outputFile());
         request->baseFile = pathOf(merge->baseFile());
         request->label = merge->label();
@@ -98,7 +123,7 @@ bool readRequest(const CVCLISerializedDiffInvocation& invocation, CorvaneRequest
         request->changesetIdentifier =
             partial->UUID() ? partial->UUID() : partial->UUIDForProcess();
         if (partial->fileList()) {
-            request->fileLists.push_back(fileListOf(*partial->fileList(), &budget));
+            request->fileLists.push_back(fileListOf(*partial->fileList(), &budget, &caller));
         }
         request->label = partial->label();
         return true;
@@ -107,18 +132,18 @@ bool readRequest(const CVCLISerializedDiffInvocation& invocation, CorvaneRequest
         request->kind = CorvaneDocumentKind::partialChangeset;
         request->isChangesetSummary = true;
         request->changesetIdentifier = summary->UUIDForProcess();
-        appendFileLists(summary->fileLists(), &request->fileLists, &budget);
+        appendFileLists(summary->fileLists(), &request->fileLists, &budget, &caller);
         return true;
     }
     if (const auto& changeset = invocation.changeset()) {
         request->kind = CorvaneDocumentKind::changeset;
-        appendFileLists(changeset->fileLists(), &request->fileLists, &budget);
+        appendFileLists(changeset->fileLists(), &request->fileLists, &budget, &caller);
         request->label = changeset->label();
         return true;
     }
     if (const auto& fileList = invocation.fileList()) {
         request->kind = CorvaneDocumentKind::diff;
-        request->fileLists.push_back(fileListOf(*fileList, &budget));
+        request->fileLists.push_back(fileListOf(*fileList, &budget, &caller));
         request->label = fileList->label();
         return true;
     }

@@ -3,6 +3,7 @@
 // "defaults write com.corvane.Corvane.cvdiff debug-logging -bool YES" work as printed.
 #include <sys/stat.h>
 
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -15,7 +16,7 @@ namespace {
 
 constexpr const char* kUsage =
     "usage: defaults read DOMAIN [KEY]\n"
-    "       defaults write DOMAIN KEY [-bool|-int|-string] VALUE\n"
+    "       defaults write DOMAIN KEY [-bool|-int|-string|-data] VALUE\n"
     "       defaults delete DOMAIN [KEY]\n";
 
 int usage() {
@@ -75,6 +76,23 @@ std::optional<bool> parseBool(const std::string& text) {
     return std::nullopt;
 }
 
+// Bytes written as hexadecimal digits, two a byte ("43564b01"); nothing for anything else.
+std::optional<std::vector<uint8_t>> parseHex(const std::string& text) {
+    if (text.size() % 2 != 0) {
+        return std::nullopt;
+    }
+    std::vector<uint8_t> bytes;
+    for (size_t index = 0; index < text.size(); index += 2) {
+        const std::string pair = text.substr(index, 2);
+        if (!isxdigit(static_cast<unsigned char>(pair[0])) ||
+            !isxdigit(static_cast<unsigned char>(pair[1]))) {
+            return std::nullopt;
+        }
+        bytes.push_back(static_cast<uint8_t>(std::stoul(pair, nullptr, 16)));
+    }
+    return bytes;
+}
+
 int writeDefault(CVUserDefaults& defaults, const std::string& key, const std::string& type,
                  const std::string& value) {
     bool written;
@@ -93,6 +111,13 @@ int writeDefault(CVUserDefaults& defaults, const std::string& key, const std::st
             return 1;
         }
         written = defaults.setInteger(number, key);
+    } else if (type == "-data") {
+        std::optional<std::vector<uint8_t>> bytes = parseHex(value);
+        if (!bytes) {
+            CVPrint(stderr, "defaults: \"" + value + "\" is not data in hexadecimal digits\n");
+            return 1;
+        }
+        written = defaults.setData(*bytes, key);
     } else if (type == "-string" || type.empty()) {
         written = defaults.setString(value, key);
     } else {

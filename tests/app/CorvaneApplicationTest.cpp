@@ -170,6 +170,21 @@ TEST_F(ACorvaneApplication, AnswersItsProcessIdentifierAndAuthorizationRequests)
     EXPECT_EQ(answer.errorName, "");
     EXPECT_TRUE(bed_.waitForJournalEntry(
         {{"member", "requestAuthorizationForPath"}, {"arguments", json::array({"/"})}}));
+
+    // A path that names nothing is answered too; the application says in its log, whatever the
+    // debug setting, that it could share no grant.
+    Answer missing = call("requestAuthorizationForPath", [](sd_bus_message* message) {
+        return sd_bus_message_append(message, "s", "/no/such/file");
+    });
+    EXPECT_EQ(missing.errorName, "");
+    EXPECT_EQ(bed_.quitApplication().status, 0);
+    CVCommandResult ended = application_->wait();
+    EXPECT_NE(ended.standardError.find(
+                  "] Could not create the bookmark data for /no/such/file. Error "
+                  "Domain=CVDiffErrorDomain Code=1 \"Cannot make a bookmark of \"/no/such/file\": "
+                  "No such file or directory\""),
+              std::string::npos)
+        << ended.standardError;
 }
 
 TEST_F(ACorvaneApplication, OpensADocumentPerDiffAndListsIt) {
@@ -182,8 +197,9 @@ TEST_F(ACorvaneApplication, OpensADocumentPerDiffAndListsIt) {
     ASSERT_EQ(documents.size(), 2u);
     EXPECT_EQ(documents[0], json::parse(R"({"GUID":")" + GUID + R"(","kind":"diff",
         "changeset":null,"label":null,"fileLists":[{"files":["/work/left.txt","/work/right.txt"],
-        "label":null,"relativePath":null,"status":0}],"announcedFileLists":[],"outputFile":null,
-        "baseFile":null,"parentPID":4242,"parentProcessName":"git"})"));
+        "temporary":[false,false],"label":null,"relativePath":null,"status":0}],
+        "announcedFileLists":[],"outputFile":null,"baseFile":null,"parentPID":4242,
+        "parentProcessName":"git"})"));
 }
 
 TEST_F(ACorvaneApplication, JournalsTheDecodedInvocationWithItsClassNamesAndTheReply) {

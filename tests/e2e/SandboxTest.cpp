@@ -1,15 +1,30 @@
 // The tool inside an app sandbox: it reaches files only with a grant the application shares.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <cstdio>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <ostream>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "CVTestBed.h"
 #include "TemporaryFolder.h"
+#include "platform/CVBookmark.h"
 
 namespace {
 
 const std::string kAskLine = "Please allow file access for cvdiff in Corvane.\n";
 const std::string kAllowedLine = "File access allowed for \"/\"\n";
+const std::string kDeniedLine = "File access was denied\n";
+const std::string kSuite = "K7CV2T9QX4.com.corvane.sharedItems";
+const std::string kSharedKey = "SharedAccessBookmark";
+const std::string kOwnKey = "CVDiffResolvedAccessBookmark";
+const std::string kDefaults = CVDIFF_BINARY_DIR "/src/tool/defaults";
 
 class TheSandboxedTool : public ::testing::Test {
 protected:
@@ -36,11 +51,277 @@ TEST_F(TheSandboxedTool, AsksOnceAndKeepsTheGrantUntilReset) {
     EXPECT_EQ(afterReset.standardOutput, kAskLine + kAllowedLine);
 }
 
-TEST_F(TheSandboxedTool, EndsWithStatusOneWhenTheApplicationRefuses) {
-    bed.setEnvironment({{"CORVANE_REFUSE_FILE_ACCESS", "1"}});
-    CVCommandResult result = bed.runTool({"a", "b"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.standardOutput, kAskLine + "File access was denied\n");
+// What a key of the app group holds before a run.
+enum class Grant {
+    none,
+    // A bookmark of the folder "granted".
+    current,
+    // A bookmark of "granted" that records another inode, as after the folder was replaced.
+    stale,
+    // A bookmark of a file removed since.
+    vanished,
+    // A bookmark of the folder "locked", which the user may not read.
+    unreadable,
+};
+
+struct GrantCase {
+    const char* name;
+    Grant shared;
+    Grant own;
+    bool refused;
+    std::string output;
+    int status;
+    // The sandbox step's debug log; {granted}, {gone}, {locked} stand for those paths, {shared}
+    // and {own} for the bookmark data the run found.
+    std::vector<std::string> log;
+    // Afterwards: the shared key is still there; the path the tool's own grant names (empty when
+    // there is none, "unchanged" when it is the data from before).
+    bool sharedKept;
+    std::string ownPath;
+};
+
+// How the log shows the error of a file that is gone.
+const std::string kGoneError =
+    "Error Domain=CVDiffErrorDomain Code=1 \"The file \"{gone}\" no longer exists.\" "
+    "UserInfo={NSLocalizedDescription=The file \"{gone}\" no longer exists.}";
+
+void PrintTo(const GrantCase& grantCase, std::ostream* stream) {
+    *stream << grantCase.name;
 }
+
+const GrantCase kGrantCases[] = {
+    {"GrantedOnTheFirstTry",
+     Grant::current,
+     Grant::none,
+     false,
+     "",
+     0,
+     {"Successfully imported the shared bookmark for {granted}",
+      "File access allowed for \"{granted}\""},
+     false,
+     "{granted}"},
+    {"GrantedAfterTheRequest",
+     Grant::none,
+     Grant::none,
+     false,
+     kAskLine + kAllowedLine,
+     0,
+     {"No bookmark stored for CVDiffResolvedAccessBookmark",
+      "Successfully imported the shared bookmark for /"},
+     false,
+     "/"},
+    {"DeniedTwice",
+     Grant::none,
+     Grant::none,
+     true,
+     kAskLine + kDeniedLine,
+     1,
+     {"No bookmark stored for CVDiffResolvedAccessBookmark",
+      "No bookmark stored for CVDiffResolvedAccessBookmark"},
+     false,
+     ""},
+    {"StaleOwnGrantRefreshedInPlace",
+     Grant::none,
+     Grant::stale,
+     false,
+     "",
+     0,
+     {"File access allowed for \"{granted}\""},
+     false,
+     "{granted}"},
+    {"OwnGrantThatNoLongerResolvesIsKept",
+     Grant::none,
+     Grant::vanished,
+     true,
+     kAskLine + kDeniedLine,
+     1,
+     {"Could not get url for {own}. " + kGoneError, "Could not get url for {own}. " + kGoneError},
+     false,
+     "unchanged"},
+    {"ImportedGrantThatDoesNotResolveStillRemovesTheSharedOne",
+     Grant::unreadable,
+     Grant::none,
+     true,
+     kAskLine + kDeniedLine,
+     1,
+     {"Could not start accessing {locked}", "Could not start accessing {locked}",
+      "Could not start accessing {locked}"},
+     false,
+     "{locked}"},
+    {"SharedGrantThatDoesNotResolveIsLeft",
+     Grant::vanished,
+     Grant::none,
+     true,
+     kAskLine + kDeniedLine,
+     1,
+     {"Could not get the url for {shared} data. " + kGoneError,
+      "No bookmark stored for CVDiffResolvedAccessBookmark",
+      "Could not get the url for {shared} data. " + kGoneError,
+      "No bookmark stored for CVDiffResolvedAccessBookmark"},
+     true,
+     ""},
+};
+
+std::string hexOf(const std::vector<uint8_t>& data) {
+    std::string text;
+    char byte[3];
+    for (uint8_t value : data) {
+        snprintf(byte, sizeof byte, "%02x", value);
+        text += byte;
+    }
+    return text;
+}
+
+// Data as the debug log shows it: "<4356424b 0102...>", a space after every fourth byte.
+std::string loggedData(const std::string& hex) {
+    std::string text = "<";
+    for (size_t index = 0; index < hex.size(); index += 2) {
+        if (index > 0 && index % 8 == 0) {
+            text += ' ';
+        }
+        text += hex.substr(index, 2);
+    }
+    return text + ">";
+}
+
+void replaceAll(std::string& text, const std::string& from, const std::string& to) {
+    for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at)) {
+        text.replace(at, from.size(), to);
+        at += to.size();
+    }
+}
+
+class TheSandboxStep : public TheSandboxedTool, public ::testing::WithParamInterface<GrantCase> {
+protected:
+    std::map<std::string, std::string> names;
+
+    void SetUp() override {
+        TheSandboxedTool::SetUp();
+        names["{granted}"] = bed.workDirectory() + "/granted";
+        names["{gone}"] = bed.workDirectory() + "/gone";
+        names["{locked}"] = bed.workDirectory() + "/locked";
+        std::filesystem::create_directory(names["{granted}"]);
+        std::filesystem::create_directory(names["{locked}"]);
+        chmod(names["{locked}"].c_str(), 0);
+        bed.run(
+            {kDefaults, "write", "com.corvane.Corvane.cvdiff", "debug-logging", "-bool", "YES"});
+    }
+
+    void TearDown() override { chmod(names["{locked}"].c_str(), 0700); }
+
+    // The bookmark data (hexadecimal) of the grant, written under the key.
+    std::string store(Grant grant, bool securityScoped, const std::string& key) {
+        const unsigned options =
+            securityScoped ? CVBookmark::withSecurityScope : CVBookmark::minimalBookmark;
+        std::optional<std::vector<uint8_t>> data;
+        if (grant == Grant::current) {
+            data = CVBookmark::create(names["{granted}"], options);
+        } else if (grant == Grant::unreadable) {
+            data = CVBookmark::create(names["{locked}"], options);
+        } else if (grant == Grant::vanished) {
+            writeFile(names["{gone}"], "");
+            data = CVBookmark::create(names["{gone}"], options);
+            std::filesystem::remove(names["{gone}"]);
+        } else if (grant == Grant::stale) {
+            struct stat status {};
+            stat(names["{granted}"].c_str(), &status);
+            data = CVBookmark::serialize(CVBookmark::Contents{
+                securityScoped, names["{granted}"], status.st_dev, status.st_ino + 1, {}, {}});
+        } else {
+            return "";
+        }
+        EXPECT_TRUE(data.has_value());
+        const std::string hex = hexOf(*data);
+        bed.run({kDefaults, "write", kSuite, key, "-data", hex});
+        return hex;
+    }
+
+    // The data under the key ("" when there is none), in hexadecimal.
+    std::string stored(const std::string& key) {
+        CVCommandResult read = bed.run({kDefaults, "read", kSuite, key});
+        if (read.status != 0) {
+            return "";
+        }
+        return read.standardOutput.substr(1, read.standardOutput.size() - 3);
+    }
+
+    // The tool, with the diff of a and b, as a user who cannot read every file runs it: root
+    // gives up the powers that pass over file permissions.
+    CVCommandResult runTool() {
+        std::vector<std::string> command{bed.toolPath(), "a", "b"};
+        if (geteuid() == 0) {
+            command.insert(command.begin(),
+                           {"setpriv", "--bounding-set", "-dac_override,-dac_read_search"});
+        }
+        return bed.run(command);
+    }
+};
+
+// The lines of the debug log that the sandbox step writes, without their time and process.
+std::vector<std::string> sandboxLogLines(const std::string& standardError) {
+    std::vector<std::string> lines;
+    std::istringstream stream(standardError);
+    for (std::string line; std::getline(stream, line);) {
+        std::string message = line.substr(line.find("] ") + 2);
+        for (const char* start :
+             {"No bookmark", "Could not get", "Could not create bookmark",
+              "Could not start accessing", "Successfully imported", "File access allowed"}) {
+            if (message.starts_with(start)) {
+                lines.push_back(message);
+            }
+        }
+    }
+    return lines;
+}
+
+TEST_P(TheSandboxStep, ImportsResolvesAndAsksAsTheGrantsInTheAppGroupSay) {
+    const GrantCase& grantCase = GetParam();
+    names["{shared}"] = loggedData(store(grantCase.shared, false, kSharedKey));
+    const std::string ownBefore = store(grantCase.own, true, kOwnKey);
+    names["{own}"] = loggedData(ownBefore);
+    if (grantCase.refused) {
+        bed.setEnvironment({{"CORVANE_REFUSE_FILE_ACCESS", "1"}});
+    }
+
+    CVCommandResult result = runTool();
+    EXPECT_EQ(result.status, grantCase.status) << result.standardError;
+    EXPECT_EQ(result.standardOutput, grantCase.output);
+    std::vector<std::string> expectedLog = grantCase.log;
+    for (std::string& line : expectedLog) {
+        for (const auto& [name, value] : names) {
+            replaceAll(line, name, value);
+        }
+    }
+    EXPECT_EQ(sandboxLogLines(result.standardError), expectedLog) << result.standardError;
+
+    EXPECT_EQ(stored(kSharedKey).empty(), !grantCase.sharedKept);
+    const std::string ownAfter = stored(kOwnKey);
+    if (grantCase.ownPath == "unchanged") {
+        EXPECT_EQ(ownAfter, ownBefore);
+    } else if (grantCase.ownPath.empty()) {
+        EXPECT_EQ(ownAfter, "");
+    } else {
+        std::vector<uint8_t> bytes;
+        for (size_t index = 0; index + 1 < ownAfter.size(); index += 2) {
+            bytes.push_back(
+                static_cast<uint8_t>(std::stoul(ownAfter.substr(index, 2), nullptr, 16)));
+        }
+        std::optional<CVBookmark::Contents> contents = CVBookmark::parse(bytes);
+        ASSERT_TRUE(contents.has_value()) << ownAfter;
+        std::string path = grantCase.ownPath;
+        for (const auto& [name, value] : names) {
+            replaceAll(path, name, value);
+        }
+        struct stat status {};
+        stat(path.c_str(), &status);
+        EXPECT_EQ(contents->path, path);
+        EXPECT_TRUE(contents->securityScoped);
+        // A stale grant is rewritten: it names the folder that is there now.
+        EXPECT_EQ(contents->inode, status.st_ino);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Grants, TheSandboxStep, ::testing::ValuesIn(kGrantCases),
+                         [](const auto& grant) { return std::string(grant.param.name); });
 
 }  // namespace

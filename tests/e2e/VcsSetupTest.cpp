@@ -1,5 +1,6 @@
 // The configurations docs/vcs-setup.md prints, applied exactly as printed and used the way a person
 // uses their version-control tool: the document and what works cannot drift apart.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -11,6 +12,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
+#include <utility>
 
 #include "CVTestBed.h"
 
@@ -241,6 +243,85 @@ TEST_F(AConfigurationFromTheDocument, BreezyDiffsThroughItsAlias) {
     bed.run({"brz", "cvdiff"}, {.workingDirectory = repository, .deadline = 60s});
     json changeset = newestDocument("partialChangeset");
     EXPECT_EQ(changeset["parentProcessName"], "brz") << changeset;
+}
+
+// The temporary files real callers make, as Corvane received them: each side's path and whether
+// it counts as temporary for the calling tool. The repository lies outside /tmp and /var/tmp,
+// which count as temporary as a whole.
+class ACallersTemporaryFile : public AConfigurationFromTheDocument {
+protected:
+    std::string outside = CVDIFF_BINARY_DIR "/tests/e2e/callers-XXXXXX";
+
+    void SetUp() override {
+        ASSERT_NE(mkdtemp(outside.data()), nullptr);
+        outside = std::filesystem::canonical(outside).string();
+        if (outside.starts_with("/tmp/") || outside.starts_with("/var/tmp/")) {
+            GTEST_SKIP() << "the build folder lies where every file counts as temporary";
+        }
+        repository = outside + "/repository";
+        AConfigurationFromTheDocument::SetUp();
+    }
+    void TearDown() override { std::filesystem::remove_all(outside); }
+
+    // The sides of the newest document's first item and their temporary flags.
+    std::pair<json, json> sides(const json& document) {
+        const json& item = document["fileLists"][0];
+        return {item["files"], item["temporary"]};
+    }
+};
+
+TEST_F(ACallersTemporaryFile, IsGitsCopyInATemporaryFolderReachedThroughALink) {
+    std::filesystem::create_directory(outside + "/private-tmp");
+    std::filesystem::create_directory_symlink(outside + "/private-tmp", outside + "/tmp-link");
+    bed.setEnvironment({{"TMPDIR", outside + "/tmp-link"}});
+    apply("git");
+    shell(
+        "git init -q . && printf 'a\\n' > a.txt && git add . && git commit -qm first && "
+        "printf 'A\\n' > a.txt");
+    shell("git difftool");
+    auto [files, temporary] = sides(newestDocument("partialChangeset"));
+    ASSERT_EQ(files.size(), 2u) << files;
+    EXPECT_TRUE(files[0].get<std::string>().starts_with(outside + "/private-tmp/")) << files;
+    EXPECT_EQ(files[1], repository + "/a.txt");
+    EXPECT_EQ(temporary, json::parse("[true,false]")) << files;
+}
+
+TEST_F(ACallersTemporaryFile, IsASideGitMergetoolWritesIntoTheWorkTree) {
+    apply("git");
+    shell(
+        "git init -q . && printf 'base\\n' > m.txt && git add . && git commit -qm first && "
+        "git checkout -qb other && printf 'theirs\\n' > m.txt && git commit -qam other && "
+        "git checkout -q - && printf 'ours\\n' > m.txt && git commit -qam ours && "
+        "! git merge -q other");
+    auto mergetool = startIn({"git", "mergetool"});
+    json merge = newestDocument("merge");
+    auto [files, temporary] = sides(merge);
+    // The sides, the file the merge writes, and the base.
+    ASSERT_EQ(files.size(), 4u) << merge;
+    EXPECT_THAT(files[0].get<std::string>(),
+                testing::MatchesRegex(repository + "/m_LOCAL_[0-9]+\\.txt"));
+    EXPECT_THAT(files[1].get<std::string>(),
+                testing::MatchesRegex(repository + "/m_REMOTE_[0-9]+\\.txt"));
+    EXPECT_EQ(files[2], repository + "/m.txt");
+    EXPECT_THAT(files[3].get<std::string>(),
+                testing::MatchesRegex(repository + "/m_BASE_[0-9]+\\.txt"));
+    EXPECT_EQ(temporary, json::parse("[true,true,false,true]"));
+    bed.finishMerge(merge["GUID"], false);
+    mergetool->wait(60s);
+}
+
+TEST_F(ACallersTemporaryFile, IsSubversionsPristineBase) {
+    apply("svn");
+    shell("svnadmin create '" + outside + "/server' && svn checkout -q 'file://" + outside +
+          "/server' . && printf 'one\\n' > file.txt && svn add -q file.txt && "
+          "svn commit -qm first && printf 'two\\n' > file.txt");
+    shell("svn diff");
+    auto [files, temporary] = sides(newestDocument("partialChangeset"));
+    ASSERT_EQ(files.size(), 2u) << files;
+    EXPECT_THAT(files[0].get<std::string>(),
+                testing::MatchesRegex(repository + "/\\.svn/pristine/.*\\.svn-base"));
+    EXPECT_EQ(files[1], repository + "/file.txt");
+    EXPECT_EQ(temporary, json::parse("[true,false]")) << files;
 }
 
 }  // namespace

@@ -24,9 +24,9 @@ TEST(ATestBed, RunsCommandsInItsOwnSessionWithTheApplicationRegistered) {
               bed.busAddress() + "|" + bed.dataHome() + "|" + bed.workDirectory() + "\ntyped\n");
     EXPECT_EQ(result.standardError, "oops\n");
     EXPECT_FALSE(result.timedOut);
-    EXPECT_EQ(
-        readFile(bed.dataHome() + "/applications/com.corvane.Corvane.desktop"),
-        "[Desktop Entry]\nType=Application\nName=Corvane\nExec=" + bed.applicationPath() + "\n");
+    EXPECT_NE(readFile(bed.dataHome() + "/applications/com.corvane.Corvane.desktop")
+                  .find("\nExec=" + bed.applicationPath() + "\n"),
+              std::string::npos);
 }
 
 TEST(ATestBed, KillsACommandThatOutlivesItsDeadline) {

@@ -65,9 +65,7 @@ protected:
         std::string bundle =
             makeBundle(bed.root() + "/Fake/Corvane.app", "com.corvane.Corvane", build);
         writeFile(bundle + "/Contents/MacOS/Corvane", "");
-        writeFile(bed.dataHome() + "/applications/com.corvane.Corvane.desktop",
-                  "[Desktop Entry]\nType=Application\nName=Corvane\nExec=" + bundle +
-                      "/Contents/MacOS/Corvane %F\n");
+        writeDesktopEntry(bed.dataHome(), bundle + "/Contents/MacOS/Corvane %F");
         return bundle;
     }
 };
@@ -176,7 +174,7 @@ TEST_F(TheToolWithTheApplication, EndsAWaitWhenTheApplicationQuits) {
 TEST_F(TheToolWithTheApplication, EndsAWaitWhenTheBusGoesAway) {
     auto waiting = bed.startTool({"-w", left, right});
     waitForDocuments(1);
-    bed.run({"pkill", "-KILL", "-f", "dbus-daemon.*" + bed.root()});
+    bed.killBus();
     CVCommandResult result = waiting->wait(5s);
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.standardError,

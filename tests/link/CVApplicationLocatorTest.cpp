@@ -150,8 +150,7 @@ protected:
 
     // Registers a bundle through the desktop entry of the identifier.
     void registerBundle(const std::string& path) {
-        writeDesktopEntry(testDataHome(), kIdentifier,
-                          "\"" + path + "/Contents/MacOS/Corvane\" %F");
+        writeDesktopEntry(testDataHome(), "\"" + path + "/Contents/MacOS/Corvane\" %F");
     }
 
     // Runs the search, keeping what it printed on standard error.

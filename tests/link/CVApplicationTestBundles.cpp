@@ -46,13 +46,6 @@ std::string testDataDirectory() {
     return getenv("XDG_DATA_DIRS");
 }
 
-void writeDesktopEntry(const std::string& dataFolder, const std::string& identifier,
-                       const std::string& exec) {
-    writeFile(dataFolder + "/applications/" + identifier + ".desktop",
-              "[Desktop Entry]\nType=Application\nName=Corvane\nExec=" + exec +
-                  "\n\n[Desktop Action New]\nExec=/bin/false\n");
-}
-
 std::unique_ptr<CVTestProcess> startProgram(const TemporaryFolder& folder,
                                             const std::string& program,
                                             const std::vector<std::string>& arguments,

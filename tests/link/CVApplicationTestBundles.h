@@ -15,10 +15,6 @@
 std::string testDataHome();
 std::string testDataDirectory();
 
-// Writes <identifier>.desktop with the Exec value into <dataFolder>/applications.
-void writeDesktopEntry(const std::string& dataFolder, const std::string& identifier,
-                       const std::string& exec);
-
 // Starts the program with this process's environment changed, its output going into the folder;
 // returns once it has executed the program. The process is killed when the result goes away.
 std::unique_ptr<CVTestProcess> startProgram(const TemporaryFolder& folder,

@@ -25,24 +25,23 @@ protected:
 TEST_F(TheWorkspace, FindsTheBundleHoldingTheDesktopEntrysProgram) {
     std::string bundle =
         makeBundle(folder_ / "My Apps/Corvane.app", kIdentifier, "9077", "/bin/sleep");
-    writeDesktopEntry(testDataHome(), kIdentifier,
-                      "\"" + bundle + "/Contents/MacOS/Corvane\" --new-window %F");
+    writeDesktopEntry(testDataHome(), "\"" + bundle + "/Contents/MacOS/Corvane\" --new-window %F");
     EXPECT_EQ(CVWorkspace::URLForApplicationWithBundleIdentifier(kIdentifier), bundle);
 }
 
 TEST_F(TheWorkspace, LooksInTheDataFoldersAfterTheUsersOwn) {
     std::string shared = makeBundle(folder_ / "Shared.app", kIdentifier, "9077", "/bin/sleep");
     std::string own = makeBundle(folder_ / "Own.app", kIdentifier, "9077", "/bin/sleep");
-    writeDesktopEntry(testDataDirectory(), kIdentifier, shared + "/Contents/MacOS/Corvane");
+    writeDesktopEntry(testDataDirectory(), shared + "/Contents/MacOS/Corvane");
     EXPECT_EQ(CVWorkspace::URLForApplicationWithBundleIdentifier(kIdentifier), shared);
 
-    writeDesktopEntry(testDataHome(), kIdentifier, own + "/Contents/MacOS/Corvane");
+    writeDesktopEntry(testDataHome(), own + "/Contents/MacOS/Corvane");
     EXPECT_EQ(CVWorkspace::URLForApplicationWithBundleIdentifier(kIdentifier), own);
 }
 
 TEST_F(TheWorkspace, FindsNothingWithoutAnEntryOrABundleAroundItsProgram) {
     EXPECT_EQ(CVWorkspace::URLForApplicationWithBundleIdentifier(kIdentifier), std::nullopt);
-    writeDesktopEntry(testDataHome(), kIdentifier, "sleep 60");
+    writeDesktopEntry(testDataHome(), "sleep 60");
     EXPECT_EQ(CVWorkspace::URLForApplicationWithBundleIdentifier(kIdentifier), std::nullopt);
 }
 

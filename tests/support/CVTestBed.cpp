@@ -56,9 +56,7 @@ CVTestBed::CVTestBed(std::string buildDirectory) : buildDirectory_(std::move(bui
         root_.makeFolder(folder);
     }
     chmod((root_ / "runtime").c_str(), 0700);
-    root_.write(
-        "data/applications/com.corvane.Corvane.desktop",
-        "[Desktop Entry]\nType=Application\nName=Corvane\nExec=" + applicationPath() + "\n");
+    writeDesktopEntry(dataHome(), applicationPath());
     daemon_ = std::make_unique<CVPrivateBus>(root());
 
     for (const char* name : kInheritedVariables) {

@@ -101,6 +101,9 @@ public:
     // Whether the value has the members, as waitForJournalEntry compares them.
     static bool hasMembers(const nlohmann::json& value, const nlohmann::json& members);
 
+    // Ends the bed's bus at once, as a crash of the daemon would.
+    void killBus() { daemon_->kill(); }
+
     // The bed's own connection to its bus (made on first use).
     CVBusConnection& bus();
     // A new connection to the bed's bus.

@@ -85,3 +85,10 @@ std::string makeBundle(const std::string& bundlePath, const std::optional<std::s
     }
     return bundlePath;
 }
+
+void writeDesktopEntry(const std::string& dataFolder, const std::string& exec,
+                       const std::string& identifier) {
+    writeFile(dataFolder + "/applications/" + identifier + ".desktop",
+              "[Desktop Entry]\nType=Application\nName=Corvane\nExec=" + exec +
+                  "\n\n[Desktop Action New]\nExec=/bin/false\n");
+}

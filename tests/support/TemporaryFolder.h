@@ -27,6 +27,10 @@ private:
 };
 
 // Reads a whole file; "" when it cannot be read.
+// Writes <identifier>.desktop into <dataFolder>/applications: an application named Corvane
+// started by the Exec value (an action of its own follows, whose Exec must not be taken for it).
+void writeDesktopEntry(const std::string& dataFolder, const std::string& exec,
+                       const std::string& identifier = "com.corvane.Corvane");
 std::string readFile(const std::string& path);
 // The names in a folder, sorted ("." and ".." left out); empty when it cannot be read.
 std::vector<std::string> folderEntries(const std::string& path);

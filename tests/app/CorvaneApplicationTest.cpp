@@ -285,7 +285,7 @@ TEST_F(ACorvaneApplication, PostsCloseTabForTheDocumentAndForgetsIt) {
     EXPECT_EQ(closed.status, 0);
     auto notification = bed_.bus().waitForNotification(Contract::kCloseTabNotification, GUID);
     ASSERT_TRUE(notification);
-    EXPECT_TRUE(notification->userInfoKeys.empty());
+    EXPECT_TRUE(notification->userInfo.empty());
     EXPECT_EQ(bed_.listDocuments().standardOutput, "[]\n");
 
     CVCommandResult again = bed_.closeTab(GUID);

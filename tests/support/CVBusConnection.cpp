@@ -10,26 +10,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Reads a variant holding a string or nil ("g" ""); nothing for nil or another type.
-std::optional<std::string> readStringOrNil(sd_bus_message* message) {
-    char type = 0;
-    const char* contents = nullptr;
-    if (sd_bus_message_peek_type(message, &type, &contents) <= 0 || type != 'v') {
-        return std::nullopt;
-    }
-    std::optional<std::string> text;
-    sd_bus_message_enter_container(message, 'v', contents);
-    if (strcmp(contents, "s") == 0) {
-        const char* value = nullptr;
-        sd_bus_message_read(message, "s", &value);
-        text = value;
-    } else {
-        sd_bus_message_skip(message, contents);
-    }
-    sd_bus_message_exit_container(message);
-    return text;
-}
-
 }  // namespace
 
 CVBusConnection::CVBusConnection(const std::string& address) {
@@ -41,7 +21,7 @@ CVBusConnection::CVBusConnection(const std::string& address) {
 }
 
 CVBusConnection::~CVBusConnection() {
-    match_.reset();
+    center_.reset();
     sd_bus_flush_close_unref(bus_.release());
 }
 
@@ -71,33 +51,21 @@ std::optional<pid_t> CVBusConnection::processOwningName(const std::string& name)
 }
 
 void CVBusConnection::observeNotifications() {
-    if (match_ != nullptr) {
+    if (center_) {
         return;
     }
-    std::string rule =
-        std::string("type='signal',interface='") + CVCorvaneContract::kNotificationInterface + "'";
-    int result = sd_bus_add_match(bus_, match_.out(), rule.c_str(), handleNotification, this);
-    if (result < 0) {
-        throw std::runtime_error(std::string("cannot add a match: ") + strerror(-result));
+    // Through the center the tool listens with: only the application's notifications count.
+    center_ = std::make_unique<CVDistributedNotificationCenter>(bus_);
+    for (const char* name : {CVCorvaneContract::kDidFinishLaunchingNotification,
+                             CVCorvaneContract::kCloseTabNotification,
+                             CVCorvaneContract::kMergeFinishedByResolvingNotification,
+                             CVCorvaneContract::kMergeFinishedWithoutResolvingNotification}) {
+        center_->addObserver(name, std::nullopt,
+                             [this, name](const std::optional<std::string>& object,
+                                          const CVDistributedNotificationCenter::UserInfo& info) {
+                                 notifications_.push_back({name, object, info});
+                             });
     }
-}
-
-int CVBusConnection::handleNotification(sd_bus_message* message, void* userdata, sd_bus_error*) {
-    CVReceivedNotification notification;
-    notification.name = sd_bus_message_get_member(message);
-    notification.object = readStringOrNil(message);
-    if (sd_bus_message_enter_container(message, 'a', "{sv}") > 0) {
-        while (sd_bus_message_enter_container(message, 'e', "sv") > 0) {
-            const char* key = nullptr;
-            sd_bus_message_read(message, "s", &key);
-            notification.userInfoKeys.push_back(key);
-            sd_bus_message_skip(message, "v");
-            sd_bus_message_exit_container(message);
-        }
-        sd_bus_message_exit_container(message);
-    }
-    static_cast<CVBusConnection*>(userdata)->notifications_.push_back(std::move(notification));
-    return 0;
 }
 
 void CVBusConnection::processPending() {

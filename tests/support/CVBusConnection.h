@@ -3,10 +3,12 @@
 #include <systemd/sd-bus.h>
 
 #include <chrono>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "link/CVDistributedNotificationCenter.h"
 #include "platform/CVBusObject.h"
 
 // A distributed notification as a listener receives it.
@@ -14,8 +16,8 @@ struct CVReceivedNotification {
     std::string name;
     // The coded string object, or nothing for nil.
     std::optional<std::string> object;
-    // The user info's keys.
-    std::vector<std::string> userInfoKeys;
+    // The user info's string values.
+    CVDistributedNotificationCenter::UserInfo userInfo;
 };
 
 // A client connection to a bus, for tests: calls, name queries and distributed notifications.
@@ -33,8 +35,7 @@ public:
     // The process that owns the name; nothing when nobody does.
     std::optional<pid_t> processOwningName(const std::string& name);
 
-    // Receives the distributed notifications (every member of the notifications interface) from
-    // now on.
+    // Receives the application's notifications from now on, as the tool does.
     void observeNotifications();
     // The notifications received so far, in order of arrival.
     const std::vector<CVReceivedNotification>& notifications() const { return notifications_; }
@@ -47,9 +48,7 @@ public:
     void processPending();
 
 private:
-    static int handleNotification(sd_bus_message* message, void* userdata, sd_bus_error* error);
-
     CVBusObject<sd_bus> bus_;
-    CVBusObject<sd_bus_slot> match_;
+    std::unique_ptr<CVDistributedNotificationCenter> center_;
     std::vector<CVReceivedNotification> notifications_;
 };

@@ -8,13 +8,19 @@
 // diff alone. Peak memory: `/usr/bin/time -v build/release/bench/comparison_benchmark
 // --benchmark_filter=MillionLines`, against the two texts' 120 MB.
 // OneLongLine: two 5 MB texts of one line each, differing in one character.
+// ReadingASide: one side of TwentyThousandLines read from its file.
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
 
 #include <random>
 #include <string>
 #include <string_view>
 
 #include "app/CorvaneComparison.h"
+#include "app/CorvaneText.h"
 
 namespace {
 
@@ -99,6 +105,25 @@ void OneLongLine(benchmark::State& state) {
     }
 }
 BENCHMARK(OneLongLine)->Unit(benchmark::kMillisecond);
+
+// Reading one side of TwentyThousandLines from its file, as the view does before comparing:
+// the bytes, their checks (UTF-8, NUL, line ends) and where each line starts.
+void ReadingASide(benchmark::State& state) {
+    std::string path = "/tmp/comparison-benchmark-side.txt";
+    {
+        std::FILE* file = std::fopen(path.c_str(), "w");
+        std::fputs(texts(20000, 10).first.c_str(), file);
+        std::fclose(file);
+    }
+    int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    unlink(path.c_str());
+    for (auto _ : state) {
+        CorvaneText text = CorvaneReadText(descriptor);
+        benchmark::DoNotOptimize(CorvaneLineStarts(text.utf8));
+    }
+    close(descriptor);
+}
+BENCHMARK(ReadingASide)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

@@ -418,6 +418,8 @@ CorvaneFileComparisonView::CorvaneFileComparisonView(const CorvaneFileList& file
         side->buffer = gtk_source_buffer_new(nullptr);
         // The panes are read-only: an undo history would keep a second copy of every insertion.
         gtk_text_buffer_set_enable_undo(GTK_TEXT_BUFFER(side->buffer), FALSE);
+        // Nor is a bracket matched to the cursor there, which would scan the text for its partner.
+        gtk_source_buffer_set_highlight_matching_brackets(side->buffer, FALSE);
         Side* painted = side.get();
         side->view = CorvaneSourceViewNew(
             side->buffer, [painted](GtkSnapshot* snapshot, const GdkRectangle& visible) {
@@ -509,7 +511,8 @@ CorvaneFileComparisonView::CorvaneFileComparisonView(const CorvaneFileList& file
 CorvaneFileComparisonView::~CorvaneFileComparisonView() {
     alignIdle_.disconnect();
     themeChanged_.disconnect();
-    stopMeasuringFirstPaint();
+    stopWaitingForPaint();
+    highlightIdle_.disconnect();
     spinnerTimeout_.disconnect();
     insertIdle_.disconnect();
     if (job_) {
@@ -830,9 +833,8 @@ void CorvaneFileComparisonView::finishShowing() {
         if (text.hasCRLF != texts_->texts.front().hasCRLF) {
             lineEndsDiffer = true;
         }
-        if (gtk_source_buffer_get_language(side.buffer) == nullptr) {
-            gtk_source_buffer_set_language(side.buffer, CorvaneGuessLanguage(side.path, text.utf8));
-        }
+        highlightPending_ =
+            highlightPending_ || gtk_source_buffer_get_language(side.buffer) == nullptr;
         GtkTextBuffer* buffer = GTK_TEXT_BUFFER(side.buffer);
         GtkTextIter start, end;
         gtk_text_buffer_get_bounds(buffer, &start, &end);
@@ -864,34 +866,56 @@ void CorvaneFileComparisonView::showShown() {
     spinner_.stop();
     spinner_.set_visible(false);
     shown_ = true;
-    measureFirstPaint();
+    afterNextPaint();
     updateStatus();
 }
 
-void CorvaneFileComparisonView::measureFirstPaint() {
-    if (firstPaintMilliseconds_ >= 0) {
+void CorvaneFileComparisonView::afterNextPaint() {
+    if (paintClock_ || (firstPaintMilliseconds_ >= 0 && !highlightPending_)) {
         return;
     }
     // The next frame the panes are part of is the first that shows the comparison.
     add_tick_callback([this](const Glib::RefPtr<Gdk::FrameClock>& clock) {
-        firstPaintClock_ = clock;
-        firstPaintHandler_ = g_signal_connect_swapped(
-            clock->gobj(), "after-paint", G_CALLBACK(+[](CorvaneFileComparisonView* view) {
-                view->firstPaintMilliseconds_ =
-                    static_cast<double>(g_get_monotonic_time() - view->createdAt_) / 1000.0;
-                view->stopMeasuringFirstPaint();
-            }),
-            this);
+        paintClock_ = clock;
+        paintHandler_ = g_signal_connect_swapped(
+            clock->gobj(), "after-paint",
+            G_CALLBACK(+[](CorvaneFileComparisonView* view) { view->painted(); }), this);
         return false;
     });
 }
 
-void CorvaneFileComparisonView::stopMeasuringFirstPaint() {
-    if (firstPaintClock_ && firstPaintHandler_ != 0) {
-        g_signal_handler_disconnect(firstPaintClock_->gobj(), firstPaintHandler_);
+void CorvaneFileComparisonView::painted() {
+    if (firstPaintMilliseconds_ < 0) {
+        firstPaintMilliseconds_ = static_cast<double>(g_get_monotonic_time() - createdAt_) / 1000.0;
     }
-    firstPaintHandler_ = 0;
-    firstPaintClock_.reset();
+    stopWaitingForPaint();
+    // Highlighting the first screen of a new text takes about as long as the rest of its first
+    // frame: the comparison is shown first, and its syntax colours a frame later.
+    if (highlightPending_ && !highlightIdle_.connected()) {
+        highlightIdle_ = Glib::signal_idle().connect([this] {
+            highlightSyntax();
+            return false;
+        });
+    }
+}
+
+void CorvaneFileComparisonView::highlightSyntax() {
+    highlightPending_ = false;
+    for (size_t index = 0; index < sides_.size(); ++index) {
+        Side& side = *sides_[index];
+        if (side.large == nullptr && gtk_source_buffer_get_language(side.buffer) == nullptr) {
+            gtk_source_buffer_set_language(
+                side.buffer, CorvaneGuessLanguage(side.path, texts_->texts[index].utf8));
+        }
+    }
+}
+
+void CorvaneFileComparisonView::stopWaitingForPaint() {
+    if (paintClock_ && paintHandler_ != 0) {
+        g_signal_handler_disconnect(paintClock_->gobj(), paintHandler_);
+    }
+    paintHandler_ = 0;
+    paintClock_.reset();
 }
 
 void CorvaneFileComparisonView::showMessage(const std::string& message) {
@@ -900,7 +924,7 @@ void CorvaneFileComparisonView::showMessage(const std::string& message) {
     spinner_.set_visible(false);
     panes_.set_visible(false);
     shown_ = true;
-    measureFirstPaint();
+    afterNextPaint();
     shownMessage_ = message;
     changeCount_.set_text("");
     message_.set_text(message);
@@ -1336,7 +1360,10 @@ std::string CorvaneFileComparisonView::describe() const {
     nlohmann::json description;
     // A comparison waiting to be aligned again (after its options or width changed) is not yet
     // what the person sees.
-    description["state"] = !shown_ ? "loading" : alignIdle_.connected() ? "aligning" : "shown";
+    description["state"] = !shown_                  ? "loading"
+                           : alignIdle_.connected() ? "aligning"
+                           : highlightPending_      ? "highlighting"
+                                                    : "shown";
     description["message"] = shownMessage_;
     int changes = 0;
     if (result_) {

@@ -86,8 +86,12 @@ private:
     // Aligns the panes again once the loop is idle (wrapping or the width changed).
     void alignAgain();
     void updateStatus();
-    void measureFirstPaint();
-    void stopMeasuringFirstPaint();
+    // After the next frame the panes are part of: the first such frame's time is kept, and the
+    // syntax is highlighted once the comparison has been shown.
+    void afterNextPaint();
+    void painted();
+    void stopWaitingForPaint();
+    void highlightSyntax();
 
     std::vector<std::unique_ptr<Side>> sides_;
     // The sides' files, held open by the document since the call.
@@ -119,6 +123,9 @@ private:
     // after that the first frame showing the comparison was painted; -1 until then.
     gint64 createdAt_ = 0;
     double firstPaintMilliseconds_ = -1;
-    Glib::RefPtr<Gdk::FrameClock> firstPaintClock_;
-    gulong firstPaintHandler_ = 0;
+    Glib::RefPtr<Gdk::FrameClock> paintClock_;
+    gulong paintHandler_ = 0;
+    // Languages are set on the buffers after the first frame that shows them.
+    bool highlightPending_ = false;
+    sigc::connection highlightIdle_;
 };

@@ -26,63 +26,57 @@ CVError locatingError(const std::string& text, const std::string& path) {
     return error;
 }
 
-class TheCompatibilityTest : public testing::Test {
-protected:
-    std::string bundleDeclaring(const std::optional<std::string>& version,
-                                const std::string& identifier = kIdentifier) {
-        return makeBundle(folder_ / ("Corvane" + version.value_or("-none") + ".app"), identifier,
-                          version);
-    }
-
-    TemporaryFolder folder_;
-};
-
-TEST_F(TheCompatibilityTest, AcceptsBuildsFromTheOldestAcceptedUpToTheToolsOwn) {
-    for (const char* version : {"9077", "9076", "150"}) {
+// Whether a copy of Corvane may be launched, by the build and identifier its bundle declares and
+// the place it lies; a refusal names the reason (PATH and BUILD stand for the copy's).
+TEST(TheCompatibilityTest, AcceptsOrRefusesACopyByItsBuildIdentifierAndPlace) {
+    struct Case {
+        std::string place;
+        std::string identifier;
+        std::optional<std::string> build;
+        bool accepted;
+        std::string refusal;
+    };
+    const std::string tooOld =
+        "The version of Corvane installed at PATH (version BUILD) is too old to be launched by "
+        "cvdiff (version 9077)";
+    const std::string tooNew =
+        "This version of cvdiff (version 9077) is too old to launch the version of Corvane "
+        "installed at PATH (version BUILD)";
+    const std::vector<Case> cases = {
+        {"Corvane.app", kIdentifier, "9077", true, ""},  // the tool's own build
+        {"Corvane.app", kIdentifier, "9076", true, ""},
+        {"Corvane.app", kIdentifier, "150", true, ""},  // the oldest accepted
+        {"Corvane.app", kIdentifier, "149", false, tooOld},
+        {"Corvane.app", kIdentifier, "0", false, tooOld},
+        {"Corvane.app", kIdentifier, std::nullopt, false, tooOld},
+        {"Corvane.app", kIdentifier, "9078", false, tooNew},
+        {"Corvane.app", "com.corvane.Corvane.cvdiff", "1", true, ""},  // the tool's own bundle
+        {".Trash/Corvane.app", kIdentifier, "9077", false,
+         "Corvane cannot be launched because it is in the trash."},
+        {"Missing.app", "", std::nullopt, false, ""},  // refused silently
+    };
+    int number = 0;
+    for (const Case& sample : cases) {
+        TemporaryFolder folder;
+        std::string path = folder / sample.place;
+        if (!sample.identifier.empty()) {
+            makeBundle(path, sample.identifier, sample.build);
+        }
         std::optional<CVError> error;
-        EXPECT_TRUE(isRequiredVersionOfCorvaneAtPath(bundleDeclaring(version), &error)) << version;
-        EXPECT_EQ(error, std::nullopt);
-    }
-}
-
-TEST_F(TheCompatibilityTest, RefusesOlderBuildsAndAMissingVersionAsTooOldApplications) {
-    for (std::optional<std::string> version :
-         {std::optional<std::string>("149"), std::optional<std::string>("0"),
-          std::optional<std::string>()}) {
-        std::string path = bundleDeclaring(version);
-        std::optional<CVError> error;
-        EXPECT_FALSE(isRequiredVersionOfCorvaneAtPath(path, &error));
+        std::optional<std::string> usable = usableCorvaneAtPath(path, &error);
+        EXPECT_EQ(usable.has_value(), sample.accepted) << ++number;
+        std::string refusal = sample.refusal;
+        for (auto [name, value] : {std::pair<std::string, std::string>{"PATH", path},
+                                   {"BUILD", sample.build.value_or("(null)")}}) {
+            if (size_t at = refusal.find(name); at != std::string::npos) {
+                refusal.replace(at, name.size(), value);
+            }
+        }
         EXPECT_EQ(error,
-                  locatingError(tooOldApplicationText(path, version.value_or("(null)")), path));
+                  refusal.empty() ? std::nullopt : std::optional(locatingError(refusal, path)))
+            << number;
     }
-}
-
-TEST_F(TheCompatibilityTest, RefusesANewerBuildAsTooNewForTheTool) {
-    std::string path = bundleDeclaring("9078");
     std::optional<CVError> error;
-    EXPECT_FALSE(isRequiredVersionOfCorvaneAtPath(path, &error));
-    EXPECT_EQ(error, locatingError("This version of cvdiff (version 9077) is too old to launch the "
-                                   "version of Corvane installed at " +
-                                       path + " (version 9078)",
-                                   path));
-}
-
-TEST_F(TheCompatibilityTest, AcceptsTheToolsOwnBundleWhateverItDeclares) {
-    EXPECT_TRUE(isRequiredVersionOfCorvaneAtPath(bundleDeclaring("1", "com.corvane.Corvane.cvdiff"),
-                                                 nullptr));
-}
-
-TEST_F(TheCompatibilityTest, RefusesAMissingBundleSilently) {
-    std::optional<CVError> error;
-    EXPECT_FALSE(isRequiredVersionOfCorvaneAtPath(folder_ / "Missing.app", &error));
-    EXPECT_EQ(error, std::nullopt);
-}
-
-TEST_F(TheCompatibilityTest, RefusesAnAcceptedBuildInTheTrash) {
-    std::string path = makeBundle(folder_ / ".Trash/Corvane.app", kIdentifier, "9077");
-    std::optional<CVError> error;
-    EXPECT_EQ(usableCorvaneAtPath(path, &error), std::nullopt);
-    EXPECT_EQ(error, locatingError("Corvane cannot be launched because it is in the trash.", path));
     EXPECT_EQ(usableCorvaneAtPath(std::nullopt, &error), std::nullopt);
 }
 

@@ -132,7 +132,7 @@ bool readRequest(const CVCLISerializedDiffInvocation& invocation, CorvaneRequest
 
 std::optional<Invocation> readInvocation(sd_bus_message* message, std::string* whyRefused) {
     std::string reason;
-    std::shared_ptr<CVCLISerializedObject> root = CVWireCoding::readRecord(message, &reason);
+    std::shared_ptr<CVCLISerializedObject> root = CVWireCoding::readInvocationRecord(message, &reason);
     if (!root) {
         *whyRefused = reason;
         return std::nullopt;

@@ -11,6 +11,7 @@
 #include "interpreter/CVToolInfoPlist.h"
 #include "link/CVApplicationLocator.h"
 #include "link/cvdiff-util.h"
+#include "model/CVPackedInvocationWriter.h"
 #include "platform/CVBundle.h"
 #include "platform/CVException.h"
 #include "platform/CVPaths.h"

@@ -22,6 +22,10 @@ std::optional<std::string> socketPathOfAddress(const std::string& address);
 // Not thread-safe: used from the main thread.
 sd_bus* shared();
 
+// Whether the shared connection can pass file descriptors (a local socket whose bus agreed to
+// it); false without a bus.
+bool sharedCanPassDescriptors();
+
 // The unique name ("":1.42") of the connection that owns the well-known name on the bus; nothing
 // when no one owns it or the bus cannot answer. One round trip.
 std::optional<std::string> ownerOfName(sd_bus* bus, const char* name);

@@ -62,6 +62,7 @@ void appendFileLists(
     if (!lists) {
         return;
     }
+    destination->reserve(destination->size() + lists->size());
     for (const auto& list : *lists) {
         if (list) {
             destination->push_back(fileListOf(*list, budget));
@@ -132,7 +133,8 @@ bool readRequest(const CVCLISerializedDiffInvocation& invocation, CorvaneRequest
 
 std::optional<Invocation> readInvocation(sd_bus_message* message, std::string* whyRefused) {
     std::string reason;
-    std::shared_ptr<CVCLISerializedObject> root = CVWireCoding::readInvocationRecord(message, &reason);
+    std::shared_ptr<CVCLISerializedObject> root =
+        CVWireCoding::readInvocationRecord(message, &reason);
     if (!root) {
         *whyRefused = reason;
         return std::nullopt;

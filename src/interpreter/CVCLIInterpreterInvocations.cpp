@@ -16,10 +16,10 @@
 #include "model/CVPackedCoding.h"
 #include "model/CVPackedInvocationWriter.h"
 #include "model/CVWireCoding.h"
-#include "platform/CVSessionBus.h"
 #include "platform/CVPaths.h"
 #include "platform/CVPrint.h"
 #include "platform/CVProcessName.h"
+#include "platform/CVSessionBus.h"
 #include "process/ZPProcessInformation.h"
 
 std::set<std::string> CVCLIInterpreter::supportedCapabilities() {
@@ -183,8 +183,8 @@ bool CVCLIInterpreter::addItemsToChangeset(const std::vector<CVFileListDictionar
         if (!CVCLISerializedFileList::enumerateFileListsWithRecursiveContentsOfLeft(
                 left.path, left.isTemporary, left.deleteOnExit, right.path, right.isTemporary,
                 right.deleteOnExit, addList, &error)) {
-            interpretError_ = error.value_or(
-                CVError::withLocalizedDescription(CVProcessName() + ": could not code the changeset"));
+            interpretError_ = error.value_or(CVError::withLocalizedDescription(
+                CVProcessName() + ": could not code the changeset"));
             break;
         }
     }
@@ -194,11 +194,15 @@ bool CVCLIInterpreter::addItemsToChangeset(const std::vector<CVFileListDictionar
             CVError::withLocalizedDescription(CVProcessName() + ": could not code the changeset");
     }
     // Refused here rather than by the bus, which would end the connection without a reason.
-    size_t size = packedInvocation_ ? packedInvocation_->size() : CVWireCoding::encodedSize(invocation);
-    size_t largest = packedInvocation_ ? CVPackedCoding::kLargestPayload : CVWireCoding::kLargestBody;
+    size_t size =
+        packedInvocation_ ? packedInvocation_->size() : CVWireCoding::encodedSize(invocation);
+    size_t largest =
+        packedInvocation_ ? CVPackedCoding::kLargestPayload : CVWireCoding::kLargestBody;
     if (!interpretError_ && size > largest) {
-        size_t count = packedInvocation_ ? packedInvocation_->fileListCount()
-                                         : changeset.fileLists().value_or(CVCLISerializedChangeset::FileLists()).size();
+        size_t count =
+            packedInvocation_
+                ? packedInvocation_->fileListCount()
+                : changeset.fileLists().value_or(CVCLISerializedChangeset::FileLists()).size();
         interpretError_ = CVError::withLocalizedDescription(
             CVProcessName() + ": the changeset has " + std::to_string(count) +
             " items, more than one message to Corvane can carry (" + std::to_string(size >> 20) +

@@ -144,8 +144,7 @@ std::optional<std::string> CVCLIProxyProtocol::GUIDForDocumentWithCVDiffInvocati
     return documentIdentifierForCall(message.get());
 }
 
-std::optional<std::string> CVCLIProxyProtocol::GUIDForDocumentWithPackedInvocation(
-    int descriptor) {
+std::optional<std::string> CVCLIProxyProtocol::GUIDForDocumentWithPackedInvocation(int descriptor) {
     Message message(newCall("GUIDForDocumentWithCVDiffInvocation"));
     int result = CVWireCoding::appendPackedInvocation(message.get(), descriptor);
     if (result < 0) {

@@ -364,8 +364,8 @@ std::shared_ptr<CVCLISerializedObject> readInvocationRecord(sd_bus_message* mess
     std::shared_ptr<CVCLISerializedObject> record;
     if (result < 0) {
         reason = std::string("malformed message: ") + strerror(-result);
-    } else if (auto mapping = CVSealedFileMapping::map(
-                   descriptor, CVPackedCoding::kLargestPayload, &reason)) {
+    } else if (auto mapping =
+                   CVSealedFileMapping::map(descriptor, CVPackedCoding::kLargestPayload, &reason)) {
         // The descriptor stays the message's; the mapping ends here, the record is a copy.
         record = CVPackedCoding::unpack(mapping->bytes(), &reason);
     }

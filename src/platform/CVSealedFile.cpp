@@ -70,7 +70,7 @@ std::optional<CVSealedFileMapping> CVSealedFileMapping::map(int descriptor, size
         *whyNot = "the payload's file is not sealed against changes";
         return std::nullopt;
     }
-    struct stat status{};
+    struct stat status {};
     if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
         *whyNot = "the payload's file cannot be read";
         return std::nullopt;

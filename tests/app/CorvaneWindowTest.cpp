@@ -24,8 +24,8 @@ protected:
     void SetUp() override {
         // An X server of the test's own: it picks a free display and names it once it listens.
         // Ended by a signal it can clean up after, so that it leaves no socket or lock behind.
-        server_ = bed_.start(
-            {"Xvfb", "-displayfd", "1", "-screen", "0", "1280x800x24", "-nolisten", "tcp"});
+        server_ = bed_.start({"Xvfb", "-displayfd", "1", "-screen", "0", "1280x800x24",
+                              "-nolisten", "tcp"});
         std::string display;
         ASSERT_TRUE(CVWaitUntil([&] {
             std::string written = server_->standardOutputSoFar();

@@ -185,7 +185,7 @@ public:
             if (!value) {
                 return nullptr;
             }
-            if (auto refusal = record->setValueForKey(*value, field.key)) {
+            if (auto refusal = record->setValueForField(*value, field)) {
                 refuse(std::move(*refusal));
                 return nullptr;
             }

@@ -220,14 +220,14 @@ private:
         if (!values) {
             return nullptr;
         }
-        std::vector<std::string> keys = record->keysForCoding();
-        if (values->size() != keys.size()) {
+        const std::vector<CVCodingField>& fields = record->codingFields();
+        if (values->size() != fields.size()) {
             refuse(record->className() + ": " + std::to_string(values->size()) + " values for " +
-                   std::to_string(keys.size()) + " keys");
+                   std::to_string(fields.size()) + " keys");
             return nullptr;
         }
-        for (size_t index = 0; index < keys.size(); ++index) {
-            if (auto refusal = record->setValueForKey((*values)[index], keys[index])) {
+        for (size_t index = 0; index < fields.size(); ++index) {
+            if (auto refusal = record->setValueForField((*values)[index], fields[index])) {
                 refuse(std::move(*refusal));
                 return nullptr;
             }

@@ -4,14 +4,18 @@
 
 #include <algorithm>
 #include <cctype>
+#include <iterator>
 
 namespace {
 
 void addRequestToDocument(CorvaneRequest& request, CorvaneDocument& document) {
     auto& destination =
         request.isChangesetSummary ? document.announcedFileLists : document.fileLists;
-    for (CorvaneFileList& fileList : request.fileLists) {
-        destination.push_back(std::move(fileList));
+    if (destination.empty()) {
+        destination = std::move(request.fileLists);
+    } else {
+        destination.insert(destination.end(), std::make_move_iterator(request.fileLists.begin()),
+                           std::make_move_iterator(request.fileLists.end()));
     }
     if (!document.label && request.label) {
         document.label = std::move(request.label);

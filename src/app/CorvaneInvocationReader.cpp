@@ -86,6 +86,7 @@ void appendFileLists(
     if (!lists) {
         return;
     }
+    destination->reserve(destination->size() + lists->size());
     for (const auto& list : *lists) {
         if (list) {
             destination->push_back(fileListOf(*list, budget, caller));
@@ -157,7 +158,8 @@ bool readRequest(const CVCLISerializedDiffInvocation& invocation, CorvaneRequest
 
 std::optional<Invocation> readInvocation(sd_bus_message* message, std::string* whyRefused) {
     std::string reason;
-    std::shared_ptr<CVCLISerializedObject> root = CVWireCoding::readRecord(message, &reason);
+    std::shared_ptr<CVCLISerializedObject> root =
+        CVWireCoding::readInvocationRecord(message, &reason);
     if (!root) {
         *whyRefused = reason;
         return std::nullopt;

@@ -20,7 +20,8 @@ struct Invocation {
     std::shared_ptr<CVCLISerializedDiffInvocation> record;
 };
 
-// Reads the coded invocation (one variant) at the message's read position. Nothing, with the
+// Reads the coded invocation (one variant: the record, or a sealed memory file holding it packed)
+// at the message's read position. Nothing, with the
 // reason in whyRefused, when the payload is malformed, its root is not an invocation, or the
 // invocation asks for nothing the application can show.
 std::optional<Invocation> readInvocation(sd_bus_message* message, std::string* whyRefused);

@@ -10,6 +10,7 @@
 #include "cli/CVCLIUsage.h"
 #include "interpreter/CVToolInfoPlist.h"
 #include "link/CVApplicationLocator.h"
+#include "model/CVPackedInvocationWriter.h"
 #include "platform/CVBundle.h"
 #include "platform/CVException.h"
 #include "platform/CVPaths.h"

@@ -13,6 +13,7 @@
 
 class ZPProcessInformation;
 class CVCLISerializedDiffInvocation;
+class CVPackedInvocationWriter;
 class CVCLISerializedFile;
 class CVCLISerializedFileList;
 class CVCLIProxyProtocol;
@@ -104,6 +105,14 @@ public:
     bool isCorvaneRunningAtPath(const std::string& path);
     bool launchCorvaneIfNecessary();
     std::shared_ptr<CVCLIProxyProtocol> createProxyForCorvane();
+    // Pairs the folders of every item into the changeset, or, once the items outgrow an ordinary
+    // message, into `packedInvocation_`; false with interpretError set when that fails.
+    bool addItemsToChangeset(const std::vector<CVFileListDictionary>& fileLists,
+                             CVCLISerializedDiffInvocation& invocation);
+    // Calls GUIDForDocumentWithCVDiffInvocation with the invocation, or its packed form when
+    // there is one; the document's identifier.
+    std::optional<std::string> sendPayload(CVCLIProxyProtocol& proxy,
+                                           const CVCLISerializedDiffInvocation& invocation);
     std::shared_ptr<CVDistributedNotificationWaiter> sendDocumentInvocation(
         const std::shared_ptr<CVCLISerializedDiffInvocation>& invocation);
     void sendUncoordinatedDocumentInvocation(
@@ -162,4 +171,7 @@ private:
     std::string workingDirectory_;
     bool didComputeSignificantParent_ = false;
     std::shared_ptr<ZPProcessInformation> significantParentProcess_;
+    // A changeset too large for one message, packed in a sealed memory file; sent in place of the
+    // invocation's own coding.
+    std::unique_ptr<CVPackedInvocationWriter> packedInvocation_;
 };

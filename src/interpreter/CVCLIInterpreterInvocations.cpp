@@ -13,10 +13,13 @@
 #include "model/CVCLISerializedFileList.h"
 #include "model/CVCLISerializedMerge.h"
 #include "model/CVCLISerializedPartialChangeset.h"
+#include "model/CVPackedCoding.h"
+#include "model/CVPackedInvocationWriter.h"
 #include "model/CVWireCoding.h"
 #include "platform/CVPaths.h"
 #include "platform/CVPrint.h"
 #include "platform/CVProcessName.h"
+#include "platform/CVSessionBus.h"
 #include "process/ZPProcessInformation.h"
 
 std::set<std::string> CVCLIInterpreter::supportedCapabilities() {
@@ -133,6 +136,41 @@ void CVCLIInterpreter::parserDidParseChangesetCommand(
     invocation->setWaitForTabClose(shouldWait);
     auto changeset = std::make_shared<CVCLISerializedChangeset>();
     changeset->setLabel(label);
+    invocation->setChangeset(changeset);
+    addItemsToChangeset(fileLists, *invocation);
+    sendUncoordinatedDocumentInvocation(invocation);
+}
+
+bool CVCLIInterpreter::addItemsToChangeset(const std::vector<CVFileListDictionary>& fileLists,
+                                           CVCLISerializedDiffInvocation& invocation) {
+    CVCLISerializedChangeset& changeset = *invocation.changeset();
+    // Up to this size the invocation travels as an ordinary message; past it, where the bus
+    // passes descriptors, the lists are packed into a sealed memory file as they are made.
+    static constexpr size_t kLargestInlineSize = 1 << 20;
+    bool mayPack = CVSessionBus::sharedCanPassDescriptors();
+    size_t inlineSize = CVWireCoding::encodedSize(invocation);
+    auto addList = [&](std::shared_ptr<CVCLISerializedFileList> list) {
+        if (packedInvocation_) {
+            return packedInvocation_->addFileList(*list);
+        }
+        inlineSize += CVWireCoding::encodedSize(*list);
+        changeset.addFileList(std::move(list));
+        if (!mayPack || inlineSize <= kLargestInlineSize) {
+            return true;
+        }
+        auto lists = *changeset.fileLists();
+        changeset.setFileLists(CVCLISerializedChangeset::FileLists());
+        packedInvocation_ = std::make_unique<CVPackedInvocationWriter>();
+        if (!packedInvocation_->begin(invocation, changeset)) {
+            return false;
+        }
+        for (const auto& earlier : lists) {
+            if (!packedInvocation_->addFileList(*earlier)) {
+                return false;
+            }
+        }
+        return true;
+    };
 
     for (const CVFileListDictionary& item : fileLists) {
         const CVFileDictionary& left = item.files.at(0);
@@ -142,31 +180,35 @@ void CVCLIInterpreter::parserDidParseChangesetCommand(
             break;
         }
         std::optional<CVError> error;
-        auto lists = CVCLISerializedFileList::serializedFileListsWithRecursiveContentsOfLeft(
-            left.path, left.isTemporary, left.deleteOnExit, right.path, right.isTemporary,
-            right.deleteOnExit, &error);
-        if (!lists) {
-            interpretError_ = error;
+        if (!CVCLISerializedFileList::enumerateFileListsWithRecursiveContentsOfLeft(
+                left.path, left.isTemporary, left.deleteOnExit, right.path, right.isTemporary,
+                right.deleteOnExit, addList, &error)) {
+            interpretError_ = error.value_or(CVError::withLocalizedDescription(
+                CVProcessName() + ": could not code the changeset"));
             break;
         }
-        for (const auto& list : *lists) {
-            changeset->addFileList(list);
-        }
     }
-    invocation->setChangeset(changeset);
+    if (packedInvocation_ && !interpretError_ && !packedInvocation_->finish() &&
+        !packedInvocation_->isTooLarge()) {
+        interpretError_ =
+            CVError::withLocalizedDescription(CVProcessName() + ": could not code the changeset");
+    }
     // Refused here rather than by the bus, which would end the connection without a reason.
-    if (!interpretError_) {
-        size_t size = CVWireCoding::encodedSize(*invocation);
-        if (size > CVWireCoding::kLargestBody) {
-            interpretError_ = CVError::withLocalizedDescription(
-                CVProcessName() + ": the changeset has " +
-                std::to_string(changeset->fileLists() ? changeset->fileLists()->size() : 0) +
-                " items, more than one message to Corvane can carry (" +
-                std::to_string(size >> 20) + " MiB, at most " +
-                std::to_string(CVWireCoding::kLargestBody >> 20) + " MiB)");
-        }
+    size_t size =
+        packedInvocation_ ? packedInvocation_->size() : CVWireCoding::encodedSize(invocation);
+    size_t largest =
+        packedInvocation_ ? CVPackedCoding::kLargestPayload : CVWireCoding::kLargestBody;
+    if (!interpretError_ && size > largest) {
+        size_t count =
+            packedInvocation_
+                ? packedInvocation_->fileListCount()
+                : changeset.fileLists().value_or(CVCLISerializedChangeset::FileLists()).size();
+        interpretError_ = CVError::withLocalizedDescription(
+            CVProcessName() + ": the changeset has " + std::to_string(count) +
+            " items, more than one message to Corvane can carry (" + std::to_string(size >> 20) +
+            " MiB, at most " + std::to_string(largest >> 20) + " MiB)");
     }
-    sendUncoordinatedDocumentInvocation(invocation);
+    return !interpretError_;
 }
 
 void CVCLIInterpreter::parserDidParsePartialChangesetCommand(

@@ -7,6 +7,7 @@
 #include "link/CVDistributedNotificationCenter.h"
 #include "link/CVDistributedNotificationWaiter.h"
 #include "model/CVCLISerializedDiffInvocation.h"
+#include "model/CVPackedInvocationWriter.h"
 #include "platform/CVCorvaneContract.h"
 #include "platform/CVPrint.h"
 #include "platform/CVTemporaryFolder.h"
@@ -17,6 +18,14 @@ namespace {
 constexpr double kDeliveryWaitDuration = 864000000.0;
 
 }  // namespace
+
+std::optional<std::string> CVCLIInterpreter::sendPayload(
+    CVCLIProxyProtocol& proxy, const CVCLISerializedDiffInvocation& invocation) {
+    if (packedInvocation_) {
+        return proxy.GUIDForDocumentWithPackedInvocation(packedInvocation_->descriptor());
+    }
+    return proxy.GUIDForDocumentWithCVDiffInvocation(invocation);
+}
 
 std::shared_ptr<CVCLIProxyProtocol> CVCLIInterpreter::createProxyForCorvane() {
     if (!launchCorvaneIfNecessary()) {
@@ -44,7 +53,7 @@ std::shared_ptr<CVDistributedNotificationWaiter> CVCLIInterpreter::sendDocumentI
     }
     if (!invocation->waitForTabClose()) {
         // Nothing will wait: no observer, and none of the round trips one costs.
-        proxy->GUIDForDocumentWithCVDiffInvocation(*invocation);
+        sendPayload(*proxy, *invocation);
         handOverCopies();
         return nullptr;
     }
@@ -53,7 +62,7 @@ std::shared_ptr<CVDistributedNotificationWaiter> CVCLIInterpreter::sendDocumentI
         kDeliveryWaitDuration, proxy->processID(), CVCorvaneContract::kCloseTabNotification,
         std::nullopt);
     waiter->endWhenNameLosesItsOwner(CVCorvaneContract::kApplicationBundleIdentifier);
-    waiter->setNotificationObject(proxy->GUIDForDocumentWithCVDiffInvocation(*invocation));
+    waiter->setNotificationObject(sendPayload(*proxy, *invocation));
     handOverCopies();
     return waiter;
 }

@@ -141,9 +141,22 @@ std::optional<std::string> CVCLIProxyProtocol::GUIDForDocumentWithCVDiffInvocati
     if (result < 0) {
         throwCodingFailure("Could not code the invocation", result);
     }
-    Message reply(call(message.get()));
+    return documentIdentifierForCall(message.get());
+}
+
+std::optional<std::string> CVCLIProxyProtocol::GUIDForDocumentWithPackedInvocation(int descriptor) {
+    Message message(newCall("GUIDForDocumentWithCVDiffInvocation"));
+    int result = CVWireCoding::appendPackedInvocation(message.get(), descriptor);
+    if (result < 0) {
+        throwCodingFailure("Could not code the invocation", result);
+    }
+    return documentIdentifierForCall(message.get());
+}
+
+std::optional<std::string> CVCLIProxyProtocol::documentIdentifierForCall(sd_bus_message* message) {
+    Message reply(call(message));
     std::optional<std::string> identifier;
-    result = CVWireCoding::readStringOrNil(reply.get(), &identifier);
+    int result = CVWireCoding::readStringOrNil(reply.get(), &identifier);
     if (result < 0) {
         throwCodingFailure(
             "Corvane answered GUIDForDocumentWithCVDiffInvocation with an unexpected value",

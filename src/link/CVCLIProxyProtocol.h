@@ -38,6 +38,9 @@ public:
     // Delivers the invocation by copy; the identifier of the document it opened, or nothing.
     std::optional<std::string> GUIDForDocumentWithCVDiffInvocation(
         const CVCLISerializedDiffInvocation& invocation);
+    // The same for an invocation packed in a sealed memory file (CVPackedCoding), the descriptor
+    // staying the caller's.
+    std::optional<std::string> GUIDForDocumentWithPackedInvocation(int descriptor);
     // Tells the application that the changeset ("UUID:...") is closed.
     void markChangesetWithUUIDAsClosed(const std::string& identifier);
 
@@ -52,6 +55,8 @@ private:
     // Calls a method that takes one string and answers nothing; throws `codingFailure` when the
     // string cannot be coded.
     void callWithString(const char* member, const std::string& argument, const char* codingFailure);
+    // Sends a GUIDForDocumentWithCVDiffInvocation call and reads the identifier it answers.
+    std::optional<std::string> documentIdentifierForCall(sd_bus_message* message);
 
     sd_bus* bus_;
     std::string destination_;

@@ -150,6 +150,25 @@ CVCLISerializedFileList::serializedFileListsWithRecursiveContentsOfLeft(
     std::optional<bool> leftDeletedOnExit, const std::string& right,
     std::optional<bool> rightTemporary, std::optional<bool> rightDeletedOnExit,
     std::optional<CVError>* error) {
+    FileLists lists;
+    if (!enumerateFileListsWithRecursiveContentsOfLeft(
+            left, leftTemporary, leftDeletedOnExit, right, rightTemporary, rightDeletedOnExit,
+            [&lists](std::shared_ptr<CVCLISerializedFileList> list) {
+                lists.push_back(std::move(list));
+                return true;
+            },
+            error)) {
+        return std::nullopt;
+    }
+    return lists;
+}
+
+bool CVCLISerializedFileList::enumerateFileListsWithRecursiveContentsOfLeft(
+    const std::string& left, std::optional<bool> leftTemporary,
+    std::optional<bool> leftDeletedOnExit, const std::string& right,
+    std::optional<bool> rightTemporary, std::optional<bool> rightDeletedOnExit,
+    const std::function<bool(std::shared_ptr<CVCLISerializedFileList>)>& block,
+    std::optional<CVError>* error) {
     // A pairing builds a list and up to two files per name found: on large trees, page faults
     // outweigh everything else unless the memory comes in large pages.
     CVPreferLargeMemoryPages();
@@ -162,7 +181,7 @@ CVCLISerializedFileList::serializedFileListsWithRecursiveContentsOfLeft(
             CVSetError(error, CVError::withLocalizedDescription(
                                   CVProcessName() + ": " + side->folder +
                                   ": the folder tree is deeper than the open-file limit allows"));
-            return std::nullopt;
+            return false;
         }
     }
 
@@ -180,18 +199,13 @@ CVCLISerializedFileList::serializedFileListsWithRecursiveContentsOfLeft(
                                                                  rightDeletedOnExit),
         };
         auto list = serializedFileListWithRelativePath(relativePath, files, error);
-        if (!list) {
-            return std::nullopt;
-        }
-        return FileLists{list};
+        return list && block(std::move(list));
     }
     if (leftSide.absoluteFolder == rightSide.absoluteFolder) {
         // Every pair is then a duplicate: let the general path find and report it.
         leftSide.absoluteFolder.reset();
     }
 
-    FileLists lists;
-    lists.reserve(std::max(leftFiles.size(), rightFiles.size()));
     size_t leftIndex = 0;
     size_t rightIndex = 0;
     while (leftIndex < leftFiles.size() || rightIndex < rightFiles.size()) {
@@ -214,7 +228,7 @@ CVCLISerializedFileList::serializedFileListsWithRecursiveContentsOfLeft(
                     CVProcessName() + ": " +
                     CVEscapingInvalidUTF8(CVPaths::appendingPathComponent(folder, relativePath)) +
                     ": file name is not valid UTF-8"));
-            return std::nullopt;
+            return false;
         }
 
         // The walk usually tells everything the factories would find out, without a system call
@@ -234,12 +248,14 @@ CVCLISerializedFileList::serializedFileListsWithRecursiveContentsOfLeft(
                 {leftSide.changesetFile(relativePath), rightSide.changesetFile(relativePath)},
                 error);
             if (!list) {
-                return std::nullopt;
+                return false;
             }
         }
-        lists.push_back(std::move(list));
+        if (!block(std::move(list))) {
+            return false;
+        }
     }
-    return lists;
+    return true;
 }
 
 std::optional<std::string> CVCLISerializedFileList::relativePathForCurrentDirectory(

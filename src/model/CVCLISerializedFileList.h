@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -35,6 +36,15 @@ public:
         const std::string& left, std::optional<bool> leftTemporary,
         std::optional<bool> leftDeletedOnExit, const std::string& right,
         std::optional<bool> rightTemporary, std::optional<bool> rightDeletedOnExit,
+        std::optional<CVError>* error = nullptr);
+    // The same lists, each handed to `block` as soon as it is made, so that a caller that codes
+    // them as they come holds none for long. False, with the error, as above (lists handed over
+    // before the failure stay handed over), or when `block` answers false to stop.
+    static bool enumerateFileListsWithRecursiveContentsOfLeft(
+        const std::string& left, std::optional<bool> leftTemporary,
+        std::optional<bool> leftDeletedOnExit, const std::string& right,
+        std::optional<bool> rightTemporary, std::optional<bool> rightDeletedOnExit,
+        const std::function<bool(std::shared_ptr<CVCLISerializedFileList>)>& block,
         std::optional<CVError>* error = nullptr);
     // Always nothing: a path qualifies only when it begins with the directory and is shorter than
     // it, which cannot both hold. Callers rely on the nothing; it is kept deliberately.

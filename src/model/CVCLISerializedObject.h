@@ -30,6 +30,9 @@ public:
     // (`refusalForValue`).
     virtual CVCodedValue valueForKey(const std::string& key) const;
     std::optional<std::string> setValueForKey(const CVCodedValue& value, const std::string& key);
+    // The same for one of the record's own `codingFields`, without looking its key up.
+    std::optional<std::string> setValueForField(const CVCodedValue& value,
+                                                const CVCodingField& field);
 
     // Why the value cannot be stored under the key ("CVCLISerializedFile: key \"temporary\"
     // expects boolean or nil, found string"); nothing when it can.

@@ -3,6 +3,9 @@
 #include <cerrno>
 #include <cstring>
 
+#include "model/CVPackedCoding.h"
+#include "platform/CVSealedFile.h"
+
 namespace CVWireCoding {
 
 namespace {
@@ -217,14 +220,14 @@ private:
         if (!values) {
             return nullptr;
         }
-        std::vector<std::string> keys = record->keysForCoding();
-        if (values->size() != keys.size()) {
+        const std::vector<CVCodingField>& fields = record->codingFields();
+        if (values->size() != fields.size()) {
             refuse(record->className() + ": " + std::to_string(values->size()) + " values for " +
-                   std::to_string(keys.size()) + " keys");
+                   std::to_string(fields.size()) + " keys");
             return nullptr;
         }
-        for (size_t index = 0; index < keys.size(); ++index) {
-            if (auto refusal = record->setValueForKey((*values)[index], keys[index])) {
+        for (size_t index = 0; index < fields.size(); ++index) {
+            if (auto refusal = record->setValueForField((*values)[index], fields[index])) {
                 refuse(std::move(*refusal));
                 return nullptr;
             }
@@ -335,6 +338,36 @@ std::shared_ptr<CVCLISerializedObject> readRecord(sd_bus_message* message,
         record = *value->record();
     } else if (value) {
         reason = "expected a record, found " + value->typeDescription();
+    }
+    if (!record && whyRefused != nullptr) {
+        *whyRefused = reason;
+    }
+    return record;
+}
+
+int appendPackedInvocation(sd_bus_message* message, int descriptor) {
+    int result = sd_bus_message_append(message, "v", "h", descriptor);
+    return result < 0 ? result : 0;
+}
+
+std::shared_ptr<CVCLISerializedObject> readInvocationRecord(sd_bus_message* message,
+                                                            std::string* whyRefused) {
+    char type = 0;
+    const char* contents = nullptr;
+    if (sd_bus_message_peek_type(message, &type, &contents) <= 0 || type != SD_BUS_TYPE_VARIANT ||
+        contents == nullptr || strcmp(contents, "h") != 0) {
+        return readRecord(message, whyRefused);
+    }
+    int descriptor = -1;
+    int result = sd_bus_message_read(message, "v", "h", &descriptor);
+    std::string reason;
+    std::shared_ptr<CVCLISerializedObject> record;
+    if (result < 0) {
+        reason = std::string("malformed message: ") + strerror(-result);
+    } else if (auto mapping =
+                   CVSealedFileMapping::map(descriptor, CVPackedCoding::kLargestPayload, &reason)) {
+        // The descriptor stays the message's; the mapping ends here, the record is a copy.
+        record = CVPackedCoding::unpack(mapping->bytes(), &reason);
     }
     if (!record && whyRefused != nullptr) {
         *whyRefused = reason;

@@ -33,6 +33,15 @@ inline constexpr size_t kLargestBody = 64u << 20;
 // a value of the wrong type for its key, or nesting deeper than `kMaximumDepth`.
 std::shared_ptr<CVCLISerializedObject> readRecord(sd_bus_message* message, std::string* whyRefused);
 
+// Appends one variant holding a descriptor of a sealed memory file with the packed invocation
+// (CVPackedCoding), the form of invocations too large for one message. 0 or a negative errno.
+int appendPackedInvocation(sd_bus_message* message, int descriptor);
+// Reads the invocation of a call: one variant holding either a record, as `readRecord`, or the
+// descriptor of a sealed memory file of at most CVPackedCoding::kLargestPayload bytes holding the
+// packed record. Null, with the reason, when either is refused.
+std::shared_ptr<CVCLISerializedObject> readInvocationRecord(sd_bus_message* message,
+                                                            std::string* whyRefused);
+
 // Appends one variant holding the string, or nil. 0 or sd-bus's negative errno.
 int appendStringOrNil(sd_bus_message* message, const std::optional<std::string>& text);
 // Reads one variant holding a string or nil. 0, or a negative errno (-EBADMSG for a variant of

@@ -59,6 +59,11 @@ sd_bus* shared() {
     return bus;
 }
 
+bool sharedCanPassDescriptors() {
+    sd_bus* bus = shared();
+    return bus != nullptr && sd_bus_can_send(bus, SD_BUS_TYPE_UNIX_FD) > 0;
+}
+
 std::optional<std::string> ownerOfName(sd_bus* bus, const char* name) {
     if (bus == nullptr) {
         return std::nullopt;

@@ -28,6 +28,10 @@ CVBusObject<sd_bus> connect(const std::string& address, int* error = nullptr);
 // Not thread-safe: used from the main thread.
 sd_bus* shared();
 
+// Whether the shared connection can pass file descriptors (a local socket whose bus agreed to
+// it); false without a bus.
+bool sharedCanPassDescriptors();
+
 // The unique name ("":1.42") of the connection that owns the well-known name on the bus; nothing
 // when no one owns it or the bus cannot answer. One round trip.
 std::optional<std::string> ownerOfName(sd_bus* bus, const char* name);

@@ -1,0 +1,104 @@
+#!/bin/bash
+# Times the whole `cvdiff --changeset --filelist LEFT RIGHT` of two FILES-file trees (half of the
+# names on both sides) with Corvane running, against `find LEFT RIGHT -type f` over the same trees,
+# interleaved; reports medians of the wall time and of the peak memory (/usr/bin/time -v) and the
+# ratio to find. The bus has either dbus-daemon's built-in limits, like scripts/testbed.sh
+# ("builtin"), or Debian's session limits ("debian").
+#
+#   bench/changeset.sh BUILD_DIR [FILES] [ROUNDS] [builtin|debian]
+set -euo pipefail
+build=$(cd "${1:?usage: changeset.sh BUILD_DIR [FILES] [ROUNDS] [builtin|debian]}" && pwd)
+files=${2:-100000}
+rounds=${3:-5}
+limits=${4:-builtin}
+app=$build/Corvane.app/Contents/MacOS
+[[ -x $app/Corvane && -x $app/cvdiff ]] || { echo "no Corvane.app with cvdiff in $build" >&2; exit 2; }
+
+root=$(mktemp -d "${TMPDIR:-/tmp}/cvdiff-changeset-XXXXXX")
+pids=()
+cleanup() {
+    for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
+    wait 2>/dev/null || true
+    rm -rf "$root"
+}
+trap cleanup EXIT
+
+# Folders of 1000 files: the first half of the names on the left only, the middle on both sides,
+# the last half on the right only.
+make_side() { # side first last
+    local folder=$(($2 / 1000))
+    while [[ $folder -lt $(($3 / 1000)) ]]; do
+        mkdir -p "$root/$1/d$folder"
+        (cd "$root/$1/d$folder" && seq -f "f%06g" $((folder * 1000)) $((folder * 1000 + 999)) |
+            xargs touch)
+        folder=$((folder + 1))
+    done
+}
+make_side left 0 "$files"
+make_side right $((files / 2)) $((files * 3 / 2))
+
+mkdir -p "$root/config" "$root/data/applications" "$root/share" "$root/tmp" "$root/work"
+printf '[Desktop Entry]\nType=Application\nName=Corvane\nExec=%s\n' "$app/Corvane" \
+    > "$root/data/applications/com.corvane.Corvane.desktop"
+export XDG_CONFIG_HOME=$root/config XDG_DATA_HOME=$root/data XDG_DATA_DIRS=$root/share TMPDIR=$root/tmp
+export DBUS_SESSION_BUS_ADDRESS=unix:path=$root/bus
+if [[ $limits == debian ]]; then
+    dbus-daemon --session --nofork --address="$DBUS_SESSION_BUS_ADDRESS" 2>/dev/null &
+else
+    cat > "$root/bus.conf" <<CONFIG
+<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig>
+  <type>session</type>
+  <listen>$DBUS_SESSION_BUS_ADDRESS</listen>
+  <auth>EXTERNAL</auth>
+  <policy context="default">
+    <allow send_destination="*" eavesdrop="true"/>
+    <allow eavesdrop="true"/>
+    <allow own="*"/>
+  </policy>
+</busconfig>
+CONFIG
+    dbus-daemon --config-file="$root/bus.conf" --nofork 2>/dev/null &
+fi
+pids+=($!)
+for _ in $(seq 100); do [[ -S $root/bus ]] && break; sleep 0.05; done
+
+cd "$root/work"
+echo left > a.txt
+echo right > b.txt
+"$app/cvdiff" a.txt b.txt </dev/null # launches Corvane
+app_pid=$(busctl --user call com.corvane.Corvane.distributed-objects.cvdiff /com/corvane/Corvane/cvdiff \
+    com.corvane.Corvane.CVCLIProxyProtocol processID | awk '{print $2}')
+pids+=("$app_pid")
+echo "trees: $files files each ($((files / 2)) on both sides), bus limits: $limits"
+
+# Wall milliseconds and peak kilobytes of one command (the clock read around GNU time, whose own
+# figure has a resolution of 10 ms).
+measure() { # out_file command...
+    local out=$1 start end
+    shift
+    start=$(date +%s%N)
+    /usr/bin/time -v -o "$root/time" "$@" </dev/null >/dev/null 2>"$root/stderr" || {
+        echo "failed: $* ($(cat "$root/stderr"))" >&2
+        return 1
+    }
+    end=$(date +%s%N)
+    echo "$(((end - start) / 1000000)) $(awk -F': ' '/Maximum resident set size/ { print $2 }' "$root/time")" >> "$out"
+}
+
+for _ in $(seq "$rounds"); do
+    measure "$root/find" find "$root/left" "$root/right" -type f
+    measure "$root/cvdiff" "$app/cvdiff" --changeset --filelist "$root/left" "$root/right"
+done
+
+median() { sort -n | awk '{ v[NR] = $1 } END { print v[int((NR + 1) / 2)] }'; }
+find_ms=$(cut -d' ' -f1 "$root/find" | median)
+find_kb=$(cut -d' ' -f2 "$root/find" | median)
+tool_ms=$(cut -d' ' -f1 "$root/cvdiff" | median)
+tool_kb=$(cut -d' ' -f2 "$root/cvdiff" | median)
+echo "find -type f:        median ${find_ms} ms, ${find_kb} KB peak  (rounds: $(cut -d' ' -f1 "$root/find" | tr '\n' ' '))"
+echo "cvdiff --changeset:  median ${tool_ms} ms, ${tool_kb} KB peak  (rounds: $(cut -d' ' -f1 "$root/cvdiff" | tr '\n' ' '))"
+paste -d' ' "$root/find" "$root/cvdiff" | awk '{ print $3 / ($1 > 0 ? $1 : 1) }' | median |
+    awk -v t="$tool_ms" -v f="$find_ms" '{ printf "ratio cvdiff/find: %.2f of the medians, %.2f median of the rounds\n", t / (f > 0 ? f : 1), $1 }'
+echo "Corvane peak: $(awk '/VmHWM/ { print $2, $3 }' "/proc/$app_pid/status")"

@@ -14,7 +14,9 @@
 #include "app/CorvaneComparison.h"
 #include "app/view/CorvaneWrapping.h"
 
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::Pair;
 using json = nlohmann::json;
 
 namespace {
@@ -376,13 +378,13 @@ protected:
         return result;
     }
 
-    // A conflict on the one line both branches changed.
+    // A conflict on the one line both branches changed, and a change only theirs made.
     void makeConflict() {
         shell(
-            "printf 'a\\nb\\nc\\n' > f.txt && git add f.txt && git commit -qm base && "
-            "git checkout -qb other && printf 'a\\nTHEIRS\\nc\\n' > f.txt && git commit -qam "
-            "theirs && "
-            "git checkout -q - && printf 'a\\nOURS\\nc\\n' > f.txt && git commit -qam ours && "
+            "printf 'a\\nb\\nc\\nd\\n' > f.txt && git add f.txt && git commit -qm base && "
+            "git checkout -qb other && printf 'a\\nTHEIRS\\nc\\nD\\n' > f.txt && "
+            "git commit -qam theirs && "
+            "git checkout -q - && printf 'a\\nOURS\\nc\\nd\\n' > f.txt && git commit -qam ours && "
             "(git merge -q other || true)");
     }
 
@@ -405,11 +407,30 @@ TEST_F(ACorvaneWindowWithGit, ResolvesAGitMergeByTakingASideAndGitRecordsIt) {
         {"sh", "-c", "cd \"$0\" && git mergetool --tool=cvdiff", repository},
         {.environment = {{"PATH", bed_.bundlePath() + "/Contents/MacOS:/usr/bin:/bin"}}});
     std::string GUID = waitForDocument();
+    // Every pane tints the open conflict; theirs' own change shows in theirs and the base only;
+    // the result holds git's markers around the conflict and theirs' change already taken.
+    auto tinted = [](const json& panes) {
+        std::vector<std::pair<std::string, json>> shown;
+        for (const json& pane : panes) {
+            shown.emplace_back(pane["role"], tints(pane));
+        }
+        return shown;
+    };
+    json conflict = {"current-conflict", 1, 1};
+    json theirs = {"change", 3, 1};
+    EXPECT_THAT(
+        tinted(shown(GUID)["mergePanes"]),
+        ElementsAre(Pair("Left", json::array({conflict})),
+                    Pair("Base", json::array({conflict, theirs})),
+                    Pair("Right", json::array({conflict, theirs})),
+                    Pair("Result", json::array({{"current-conflict", 1, 7}, {"change", 9, 1}}))));
     activate(GUID, "take-left");
+    EXPECT_THAT(tinted(describe(GUID)["mergePanes"]).back(),
+                Pair("Result", json::array({{"current-decided", 1, 1}, {"change", 3, 1}})));
     activate(GUID, "resolve");
     CVCommandResult result = mergetool->wait(std::chrono::seconds(30));
     EXPECT_EQ(result.status, 0) << result.standardError;
-    EXPECT_EQ(readFile(repository + "/f.txt"), "a\nOURS\nc\n");
+    EXPECT_EQ(readFile(repository + "/f.txt"), "a\nOURS\nc\nD\n");
     EXPECT_EQ(shell("git diff --name-only --diff-filter=U").standardOutput, "");
 }
 

@@ -21,14 +21,21 @@ Gtk::TextView* sourcePane(const std::string& text, GtkSourceLanguage* language) 
     return Gtk::manage(Glib::wrap(GTK_TEXT_VIEW(view)));
 }
 
-Gtk::Widget& paneWithHeader(const std::string& header, Gtk::TextView& text) {
+// A pane under its caption: what the pane holds ("Left", "Base", "Right", "Result") and the path.
+Gtk::Widget& paneWithHeader(const char* role, const std::string& path, Gtk::TextView& text) {
     auto* box = Gtk::make_managed<Gtk::Box>(Gtk::Orientation::VERTICAL);
-    auto* caption = Gtk::make_managed<Gtk::Label>(header);
-    caption->set_xalign(0);
+    auto* caption = Gtk::make_managed<Gtk::Box>(Gtk::Orientation::HORIZONTAL, 8);
     caption->set_margin(6);
-    caption->add_css_class("heading");
-    caption->set_tooltip_text(header);
-    caption->set_ellipsize(Pango::EllipsizeMode::START);
+    auto* roleLabel = Gtk::make_managed<Gtk::Label>(role);
+    roleLabel->add_css_class("heading");
+    auto* pathLabel = Gtk::make_managed<Gtk::Label>(path);
+    pathLabel->set_xalign(0);
+    pathLabel->set_hexpand(true);
+    pathLabel->add_css_class("dim-label");
+    pathLabel->set_tooltip_text(path);
+    pathLabel->set_ellipsize(Pango::EllipsizeMode::START);
+    caption->append(*roleLabel);
+    caption->append(*pathLabel);
     auto* scroller = Gtk::make_managed<Gtk::ScrolledWindow>();
     scroller->set_child(text);
     scroller->set_vexpand(true);
@@ -36,6 +43,63 @@ Gtk::Widget& paneWithHeader(const std::string& header, Gtk::TextView& text) {
     box->append(*caption);
     box->append(*scroller);
     return *box;
+}
+
+// How a region is tinted in every pane that shows it, and its tag's colour, light and dark: a
+// change taken automatically, a conflict still open, a conflict decided; the current conflict
+// in the stronger shade of its state.
+enum class Tint { change, conflict, decided, currentConflict, currentDecided };
+
+const char* colourOf(Tint tint) {
+    static const char* const light[] = {"#e3ebfa", "#fbe3e3", "#e2f4e2", "#f3b3b3", "#a8e0a8"};
+    static const char* const dark[] = {"#1f2e4b", "#4a2528", "#1e3b25", "#843a40", "#2f6b3d"};
+    return (CorvanePrefersDark() ? dark : light)[static_cast<int>(tint)];
+}
+
+constexpr Tint kTints[] = {Tint::change, Tint::conflict, Tint::decided, Tint::currentConflict,
+                           Tint::currentDecided};
+
+// Whether a side pane shows the region as changed: the side that changed it and the base it
+// changed; the other side holds the base's lines unchanged.
+bool changes(const CorvaneMerge::Region& region,
+             CorvaneMerge::LineRange CorvaneMerge::Region::*side) {
+    using Region = CorvaneMerge::Region;
+    switch (region.kind) {
+        case Region::Kind::left:
+            return side != &Region::right;
+        case Region::Kind::right:
+            return side != &Region::left;
+        default:
+            return true;
+    }
+}
+
+const char* nameOf(Tint tint) {
+    static const char* const names[] = {"change", "conflict", "decided", "current-conflict",
+                                        "current-decided"};
+    return names[static_cast<int>(tint)];
+}
+
+void createTintTags(Gtk::TextBuffer& buffer) {
+    for (Tint tint : kTints) {
+        buffer.create_tag(nameOf(tint))->property_paragraph_background() = colourOf(tint);
+    }
+}
+
+// The tint of a region, or nothing for one that is the same on every side.
+std::optional<Tint> tintOf(const CorvaneMerge::Region& region, bool current) {
+    using Kind = CorvaneMerge::Region::Kind;
+    if (region.kind == Kind::conflict) {
+        bool open = region.choice == Choice::unresolved;
+        if (current) {
+            return open ? Tint::currentConflict : Tint::currentDecided;
+        }
+        return open ? Tint::conflict : Tint::decided;
+    }
+    if (region.choice == Choice::edited) {
+        return Tint::decided;
+    }
+    return region.kind == Kind::unchanged ? std::nullopt : std::optional(Tint::change);
 }
 
 }  // namespace
@@ -102,26 +166,32 @@ CorvaneMergeView::CorvaneMergeView(std::unique_ptr<CorvaneMerge> merge,
     message_.add_css_class("error");
     message_.set_visible(false);
 
-    std::vector<std::pair<std::string, const std::string*>> sides = {{headers[0], &merge_->left()}};
+    using Region = CorvaneMerge::Region;
+    struct Side {
+        const char* role;
+        const std::string& path;
+        const std::string& text;
+        CorvaneMerge::LineRange Region::*lines;
+    };
+    std::vector<Side> sides = {{"Left", headers[0], merge_->left(), &Region::left}};
     if (merge_->base()) {
-        sides.emplace_back(headers[2], &*merge_->base());
+        sides.push_back({"Base", headers[2], *merge_->base(), &Region::base});
     }
-    sides.emplace_back(headers[1], &merge_->right());
+    sides.push_back({"Right", headers[1], merge_->right(), &Region::right});
     GtkSourceLanguage* language = CorvaneGuessLanguage(merge_->outputPath(), merge_->left());
-    for (const auto& [header, text] : sides) {
-        Gtk::TextView* view = sourcePane(*text, language);
+    for (const Side& side : sides) {
+        Gtk::TextView* view = sourcePane(side.text, language);
         view->set_editable(false);
-        sides_.append(paneWithHeader(header, *view));
+        createTintTags(*view->get_buffer());
+        sides_.append(paneWithHeader(side.role, side.path, *view));
+        sidePanes_.push_back({side.role, view, side.lines});
     }
     sides_.set_homogeneous(true);
     sides_.set_spacing(6);
 
     result_ = sourcePane("", language);
     auto buffer = result_->get_buffer();
-    conflictTag_ = buffer->create_tag("conflict");
-    conflictTag_->property_paragraph_background() = "rgba(224, 27, 36, 0.18)";
-    currentTag_ = buffer->create_tag("current");
-    currentTag_->property_paragraph_background() = "rgba(53, 132, 228, 0.25)";
+    createTintTags(*buffer);
     buffer->signal_insert().connect(
         [this](const Gtk::TextBuffer::iterator& at, const Glib::ustring& text, int) {
             resultInserted(at, text);
@@ -140,7 +210,7 @@ CorvaneMergeView::CorvaneMergeView(std::unique_ptr<CorvaneMerge> merge,
     });
 
     vertical_.set_start_child(sides_);
-    vertical_.set_end_child(paneWithHeader("Result: " + merge_->outputPath(), *result_));
+    vertical_.set_end_child(paneWithHeader("Result", merge_->outputPath(), *result_));
     vertical_.set_vexpand(true);
     append(toolbar_);
     append(message_);
@@ -213,18 +283,72 @@ void CorvaneMergeView::updateStatus() {
            merge_->nextConflict(hasCurrent_ ? std::optional(current_) : std::nullopt).has_value());
     enable("previous-conflict", hasCurrent_ && merge_->previousConflict(current_).has_value());
 
-    // Marks: every unresolved conflict in red, the current conflict in blue.
-    auto buffer = result_->get_buffer();
-    buffer->remove_all_tags(buffer->begin(), buffer->end());
+    showTints();
+}
+
+void CorvaneMergeView::showTints() {
+    const auto& regions = merge_->regions();
     std::vector<size_t> offsets = merge_->regionOffsets();
+    auto result = result_->get_buffer();
+    result->remove_all_tags(result->begin(), result->end());
+    for (const SidePane& pane : sidePanes_) {
+        auto buffer = pane.view->get_buffer();
+        buffer->remove_all_tags(buffer->begin(), buffer->end());
+    }
     for (size_t region = 0; region < regions.size(); ++region) {
-        bool unresolved = regions[region].kind == CorvaneMerge::Region::Kind::conflict &&
-                          regions[region].choice == Choice::unresolved;
-        bool current = hasCurrent_ && region == current_;
-        if (unresolved || current) {
-            buffer->apply_tag(current ? currentTag_ : conflictTag_, iteratorAt(offsets[region]),
-                              iteratorAt(offsets[region + 1]));
+        auto tint = tintOf(regions[region], hasCurrent_ && region == current_);
+        if (!tint) {
+            continue;
         }
+        result->apply_tag_by_name(nameOf(*tint), iteratorAt(offsets[region]),
+                                  iteratorAt(offsets[region + 1]));
+        for (const SidePane& pane : sidePanes_) {
+            const CorvaneMerge::LineRange& lines = regions[region].*pane.lines;
+            if (lines.count > 0 && changes(regions[region], pane.lines)) {
+                auto buffer = pane.view->get_buffer();
+                buffer->apply_tag_by_name(nameOf(*tint), buffer->get_iter_at_line(lines.start),
+                                          buffer->get_iter_at_line(lines.start + lines.count));
+            }
+        }
+    }
+}
+
+CorvaneJSON CorvaneMergeView::panes() const {
+    auto describe = [](const char* role, const Gtk::TextView& view) {
+        auto buffer = view.get_buffer();
+        CorvaneJSON tinted = CorvaneJSON::array();
+        for (int line = 0; line < buffer->get_line_count(); ++line) {
+            for (Tint tint : kTints) {
+                if (!buffer->get_iter_at_line(line).has_tag(
+                        buffer->get_tag_table()->lookup(nameOf(tint)))) {
+                    continue;
+                }
+                if (!tinted.empty() && tinted.back()["kind"] == nameOf(tint) &&
+                    tinted.back()["start"].get<int>() + tinted.back()["count"].get<int>() == line) {
+                    tinted.back()["count"] = tinted.back()["count"].get<int>() + 1;
+                } else {
+                    tinted.push_back({{"kind", nameOf(tint)}, {"start", line}, {"count", 1}});
+                }
+            }
+        }
+        return CorvaneJSON{{"role", role}, {"tinted", tinted}};
+    };
+    CorvaneJSON panes = CorvaneJSON::array();
+    for (const SidePane& pane : sidePanes_) {
+        panes.push_back(describe(pane.role, *pane.view));
+    }
+    panes.push_back(describe("Result", *result_));
+    return panes;
+}
+
+void CorvaneMergeView::scrollToCurrent() {
+    auto at = iteratorAt(merge_->regionOffsets()[current_]);
+    result_->get_buffer()->place_cursor(at);
+    result_->scroll_to(at, 0.2);
+    const CorvaneMerge::Region& region = merge_->regions()[current_];
+    for (const SidePane& pane : sidePanes_) {
+        auto line = pane.view->get_buffer()->get_iter_at_line((region.*pane.lines).start);
+        pane.view->scroll_to(line, 0.2);
     }
 }
 
@@ -236,9 +360,7 @@ bool CorvaneMergeView::showNextConflict() {
     current_ = *next;
     hasCurrent_ = true;
     updateStatus();
-    auto at = iteratorAt(merge_->regionOffsets()[current_]);
-    result_->get_buffer()->place_cursor(at);
-    result_->scroll_to(at, 0.2);
+    scrollToCurrent();
     return true;
 }
 
@@ -252,9 +374,7 @@ bool CorvaneMergeView::showPreviousConflict() {
     }
     current_ = *previous;
     updateStatus();
-    auto at = iteratorAt(merge_->regionOffsets()[current_]);
-    result_->get_buffer()->place_cursor(at);
-    result_->scroll_to(at, 0.2);
+    scrollToCurrent();
     return true;
 }
 

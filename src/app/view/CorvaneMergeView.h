@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "app/CorvaneJSON.h"
 #include "app/CorvaneMerge.h"
 
 // A merge tab: the left side, the base (when there is one) and the right side above, the result
@@ -20,6 +21,9 @@ public:
     CorvaneMergeView(std::unique_ptr<CorvaneMerge> merge, std::vector<std::string> headers);
 
     const CorvaneMerge& merge() const { return *merge_; }
+    // The panes as they are shown, read back from their buffers: each pane's role ("Left",
+    // "Base", "Right", "Result") and its tinted line ranges, [{"kind","start","count"}].
+    CorvaneJSON panes() const;
     // The actions, also bound to the buttons: "merge.next-conflict", "merge.previous-conflict",
     // "merge.take-left", "merge.take-right", "merge.take-left-then-right",
     // "merge.take-right-then-left", "merge.take-base", "merge.resolve".
@@ -38,6 +42,10 @@ public:
 private:
     void showResult();
     void updateStatus();
+    // Tints every region that is not the same on all sides, in the result and the side panes.
+    void showTints();
+    // Brings the current conflict into view in every pane.
+    void scrollToCurrent();
     void resultInserted(const Gtk::TextBuffer::iterator& at, const Glib::ustring& text);
     void resultErased(const Gtk::TextBuffer::iterator& start, const Gtk::TextBuffer::iterator& end);
     size_t byteOffset(const Gtk::TextBuffer::iterator& at) const;
@@ -59,9 +67,14 @@ private:
     Gtk::Label message_;
     Gtk::Paned vertical_{Gtk::Orientation::VERTICAL};
     Gtk::Box sides_{Gtk::Orientation::HORIZONTAL};
-    // The result pane, owned by its container.
+    // The panes, owned by their containers; each side pane shows one side's lines of a region.
     Gtk::TextView* result_ = nullptr;
-    Glib::RefPtr<Gtk::TextBuffer::Tag> conflictTag_, currentTag_;
+    struct SidePane {
+        const char* role;
+        Gtk::TextView* view;
+        CorvaneMerge::LineRange CorvaneMerge::Region::*lines;
+    };
+    std::vector<SidePane> sidePanes_;
     std::unique_ptr<Gtk::MessageDialog> dialog_;
     std::function<void()> answer_;
 };

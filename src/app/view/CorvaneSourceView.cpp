@@ -56,14 +56,19 @@ GtkWidget* CorvaneSourceViewNew(GtkSourceBuffer* buffer, CorvaneBelowTextPainter
     return GTK_WIDGET(view);
 }
 
-GtkSourceStyleScheme* CorvaneStyleScheme() {
+bool CorvanePrefersDark() {
     GtkSettings* settings = gtk_settings_get_default();
     gboolean dark = FALSE;
     if (settings != nullptr) {
         g_object_get(settings, "gtk-application-prefer-dark-theme", &dark, nullptr);
     }
-    return gtk_source_style_scheme_manager_get_scheme(gtk_source_style_scheme_manager_get_default(),
-                                                      dark ? "Adwaita-dark" : "Adwaita");
+    return dark != FALSE;
+}
+
+GtkSourceStyleScheme* CorvaneStyleScheme() {
+    return gtk_source_style_scheme_manager_get_scheme(
+        gtk_source_style_scheme_manager_get_default(),
+        CorvanePrefersDark() ? "Adwaita-dark" : "Adwaita");
 }
 
 GtkSourceLanguage* CorvaneGuessLanguage(const std::string& path, std::string_view text) {

@@ -15,6 +15,9 @@ using CorvaneBelowTextPainter =
 // seen, where text tags would be applied to the whole buffer before the first frame.
 GtkWidget* CorvaneSourceViewNew(GtkSourceBuffer* buffer, CorvaneBelowTextPainter painter);
 
+// Whether the desktop prefers a dark style: the panes' tints follow it.
+bool CorvanePrefersDark();
+
 // The style scheme the panes use: GtkSourceView's Adwaita, dark when the desktop prefers dark.
 GtkSourceStyleScheme* CorvaneStyleScheme();
 

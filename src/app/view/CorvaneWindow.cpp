@@ -198,6 +198,29 @@ void CorvaneWindow::addActions() {
                  [](CorvaneFileComparisonView& comparison) { comparison.showFirstChange(); });
     addTabAction("last-change", &Tab::comparison,
                  [](CorvaneFileComparisonView& comparison) { comparison.showLastChange(); });
+    // Ctrl+PgDn/PgUp: in a changeset the next/previous item, elsewhere the next/previous tab;
+    // Ctrl+Alt+PgDn/PgUp always switch tabs. Caught before a pane or the tab strip takes them.
+    auto itemKeys = Gtk::ShortcutController::create();
+    itemKeys->set_propagation_phase(Gtk::PropagationPhase::CAPTURE);
+    auto addKey = [this, &itemKeys](const char* trigger, int step, bool items) {
+        auto move = Gtk::CallbackAction::create(
+            [this, step, items](Gtk::Widget&, const Glib::VariantBase&) {
+                Tab* tab = currentTab();
+                if (items && tab != nullptr && tab->list != nullptr) {
+                    step > 0 ? tab->list->selectNext() : tab->list->selectPrevious();
+                } else {
+                    step > 0 ? notebook_.next_page() : notebook_.prev_page();
+                }
+                return true;
+            });
+        itemKeys->add_shortcut(
+            Gtk::Shortcut::create(Gtk::ShortcutTrigger::parse_string(trigger), move));
+    };
+    addKey("<Control>Page_Down", 1, true);
+    addKey("<Control>Page_Up", -1, true);
+    addKey("<Control><Alt>Page_Down", 1, false);
+    addKey("<Control><Alt>Page_Up", -1, false);
+    add_controller(itemKeys);
     for (const char* name : kToggles) {
         toggles_[name] = add_action_bool(
             name, [this, name] { setOption(name); }, false);
@@ -491,6 +514,7 @@ std::optional<std::string> CorvaneWindow::describeDocument(const std::string& GU
     }
     if (tab.merge != nullptr) {
         description["conflictsLeft"] = tab.merge->merge().conflictsLeft();
+        description["mergePanes"] = tab.merge->panes();
     }
     description["GUID"] = GUID;
     description["title"] = std::string(tab.titleLabel.get_text());

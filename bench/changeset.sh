@@ -23,19 +23,8 @@ cleanup() {
 }
 trap cleanup EXIT
 
-# Folders of 1000 files: the first half of the names on the left only, the middle on both sides,
-# the last half on the right only.
-make_side() { # side first last
-    local folder=$(($2 / 1000))
-    while [[ $folder -lt $(($3 / 1000)) ]]; do
-        mkdir -p "$root/$1/d$folder"
-        (cd "$root/$1/d$folder" && seq -f "f%06g" $((folder * 1000)) $((folder * 1000 + 999)) |
-            xargs touch)
-        folder=$((folder + 1))
-    done
-}
-make_side left 0 "$files"
-make_side right $((files / 2)) $((files * 3 / 2))
+source "$(dirname "$0")/trees.sh"
+make_trees "$root" "$files"
 
 mkdir -p "$root/config" "$root/data/applications" "$root/share" "$root/tmp" "$root/work"
 printf '[Desktop Entry]\nType=Application\nName=Corvane\nExec=%s\n' "$app/Corvane" \

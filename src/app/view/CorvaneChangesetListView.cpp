@@ -182,6 +182,9 @@ CorvaneChangesetListView::CorvaneChangesetListView(CorvaneChangesetItems& items)
     append(filter_);
     append(scroller_);
     append(summary_);
+    firstPaint_.watch(*this, [this] {
+        firstPaintMilliseconds_ = static_cast<double>(g_get_monotonic_time() - createdAt_) / 1000.0;
+    });
 }
 
 void CorvaneChangesetListView::updateSummary() {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "app/CorvaneChangesetItems.h"
+#include "app/view/CorvaneNextPaint.h"
 
 // The list beside a changeset's comparison: a filter entry over a virtualised list of the
 // changeset's rows (status letter, path, "pending" for rows whose item has not arrived). Rows are
@@ -29,6 +30,8 @@ public:
     // Selects the next (previous) row that has arrived; false when there is none.
     bool selectNext();
     bool selectPrevious();
+    // From the list's making to the first frame that showed it; nothing before that frame.
+    std::optional<double> firstPaintMilliseconds() const { return firstPaintMilliseconds_; }
     // Called when the selection moves to a row whose item has arrived.
     std::function<void(size_t fileListIndex)> onItemSelected;
 
@@ -52,6 +55,9 @@ private:
     };
     std::shared_ptr<Search> search_;
     bool restoringSelection_ = false;
+    gint64 createdAt_ = g_get_monotonic_time();
+    std::optional<double> firstPaintMilliseconds_;
+    CorvaneNextPaint firstPaint_;
     std::thread searcher_;
 
     CorvaneChangesetItems& items_;

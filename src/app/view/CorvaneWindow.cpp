@@ -488,10 +488,13 @@ void CorvaneWindow::setOption(const char* name) {
 
 std::optional<std::string> CorvaneWindow::describeDocument(const std::string& GUID) {
     auto found = tabs_.find(GUID);
-    if (found == tabs_.end()) {
+    Tab* described = GUID == "current"      ? currentTab()
+                     : found != tabs_.end() ? found->second.get()
+                                            : nullptr;
+    if (described == nullptr) {
         return std::nullopt;
     }
-    Tab& tab = *found->second;
+    Tab& tab = *described;
     nlohmann::json description = nlohmann::json::object();
     if (tab.comparison != nullptr) {
         description = nlohmann::json::parse(tab.comparison->describe());
@@ -502,12 +505,17 @@ std::optional<std::string> CorvaneWindow::describeDocument(const std::string& GU
         description["message"] = std::string(tab.summary->get_text());
     }
     if (tab.items != nullptr) {
-        // The rows as the list shows them.
+        // The rows as the list shows them, the first thousand of them.
         nlohmann::json rows = nlohmann::json::array();
-        for (size_t position = 0; position < tab.items->count(); ++position) {
+        description["itemCount"] = tab.items->count();
+        for (size_t position = 0; position < std::min<size_t>(tab.items->count(), 1000);
+             ++position) {
             rows.push_back(tab.items->row(position).description());
         }
         description["items"] = rows;
+        if (auto painted = tab.list->firstPaintMilliseconds()) {
+            description["firstPaintMilliseconds"] = *painted;
+        }
         if (auto selected = tab.list->selectedFileList()) {
             description["selectedItem"] = *selected;
         }
@@ -516,7 +524,7 @@ std::optional<std::string> CorvaneWindow::describeDocument(const std::string& GU
         description["conflictsLeft"] = tab.merge->merge().conflictsLeft();
         description["mergePanes"] = tab.merge->panes();
     }
-    description["GUID"] = GUID;
+    description["GUID"] = tab.GUID;
     description["title"] = std::string(tab.titleLabel.get_text());
     description["current"] = currentTab() == &tab;
     description["windowTitle"] = std::string(get_title());

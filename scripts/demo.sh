@@ -92,7 +92,11 @@ if [[ -n ${DISPLAY:-}${WAYLAND_DISPLAY:-} ]]; then
             "$bundle/Corvane" --describe "$1" 2>/dev/null | grep -q '"state":"shown"' && break
             sleep 0.1
         done
-        "$bundle/Corvane" --screenshot "$build/demo-$2.png"
+        # A tab that has just opened may not have reached the screen yet: try again.
+        for _ in $(seq 20); do
+            "$bundle/Corvane" --screenshot "$build/demo-$2.png" 2>/dev/null && break
+            sleep 0.2
+        done
         echo "  saved $build/demo-$2.png"
     }
     echo "\$ cvdiff before/greet.c after/greet.c"

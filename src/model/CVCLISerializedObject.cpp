@@ -60,16 +60,16 @@ CVCodedValue CVCLISerializedObject::valueForKey(std::string_view key) const {
     return field ? field->value(*this) : CVCodedValue();
 }
 
-std::optional<std::string> CVCLISerializedObject::setValueForKey(const CVCodedValue& value,
+std::optional<std::string> CVCLISerializedObject::setValueForKey(CVCodedValue value,
                                                                  std::string_view key) {
     const CVCodingField* field = fieldForKey(key);
     if (field == nullptr) {
         return className() + ": no key \"" + std::string(key) + "\"";
     }
-    return setValueForField(value, *field);
+    return setValueForField(std::move(value), *field);
 }
 
-std::optional<std::string> CVCLISerializedObject::setValueForField(const CVCodedValue& value,
+std::optional<std::string> CVCLISerializedObject::setValueForField(CVCodedValue value,
                                                                    const CVCodingField& field) {
     // Decoding a large changeset stores every value this way: accepting must not build the text
     // of a refusal.

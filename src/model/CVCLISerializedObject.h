@@ -21,8 +21,9 @@ struct CVCodingField {
     const char* recordClass;
     // The member's value, of a record of the class whose table holds the field.
     CVCodedValue (*value)(const CVCLISerializedObject& record);
-    // Stores an accepted value in the member; false, changing nothing, for any other.
-    bool (*store)(CVCLISerializedObject& record, const CVCodedValue& value);
+    // Stores an accepted value in the member, taking it over; false, changing neither, for any
+    // other.
+    bool (*store)(CVCLISerializedObject& record, CVCodedValue& value);
 };
 
 // The base of every record sent to the application. A record class lists its coded fields once,
@@ -50,10 +51,9 @@ public:
     // key, or a value of another type than the key's, changes nothing and answers why
     // ("CVCLISerializedFile: key \"temporary\" expects boolean or nil, found string").
     CVCodedValue valueForKey(std::string_view key) const;
-    std::optional<std::string> setValueForKey(const CVCodedValue& value, std::string_view key);
+    std::optional<std::string> setValueForKey(CVCodedValue value, std::string_view key);
     // The same for one of the record's own `codingFields`, without looking its key up.
-    std::optional<std::string> setValueForField(const CVCodedValue& value,
-                                                const CVCodingField& field);
+    std::optional<std::string> setValueForField(CVCodedValue value, const CVCodingField& field);
 
     // Diagnostic text; the base gives "<ClassName: 0x...>".
     virtual std::string description() const;

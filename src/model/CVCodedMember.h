@@ -10,8 +10,8 @@
 #include "model/CVCLISerializedObject.h"
 
 // How a member of type T is coded: `type`, `nullable` and `recordClass` as in CVCodingField,
-// `value` of the member, and `store`, which sets the member from a value of its type and answers
-// false, changing nothing, for any other.
+// `value` of the member, and `store`, which sets the member from a value of its type, taking the
+// value over, and answers false, changing neither, for any other.
 template <typename T>
 struct CVMemberCoding;
 
@@ -21,10 +21,10 @@ struct CVHeldValueCoding {
     static constexpr bool nullable = false;
     static constexpr const char* recordClass = nullptr;
     static CVCodedValue value(const T& member) { return CVCodedValue(member); }
-    static bool store(const CVCodedValue& value, T& member) {
-        const T* held = value.held<T>();
+    static bool store(CVCodedValue& value, T& member) {
+        T* held = value.held<T>();
         if (held != nullptr) {
-            member = *held;
+            member = std::move(*held);
         }
         return held != nullptr;
     }
@@ -51,16 +51,18 @@ struct CVMemberCoding<std::shared_ptr<Record>> {
     static CVCodedValue value(const std::shared_ptr<Record>& member) {
         return CVCodedValue::Record(member);
     }
-    static bool store(const CVCodedValue& value, std::shared_ptr<Record>& member) {
-        if (value.isNil()) {
-            member = nullptr;
-            return true;
-        }
+    static bool holdsRecord(const CVCodedValue& value) {
         const CVCodedValue::Record* held = value.record();
-        if (held == nullptr || *held == nullptr || typeid(**held) != typeid(Record)) {
+        return held != nullptr && *held != nullptr && typeid(**held) == typeid(Record);
+    }
+    static bool store(CVCodedValue& value, std::shared_ptr<Record>& member) {
+        if (!value.isNil() && !holdsRecord(value)) {
             return false;
         }
-        member = std::static_pointer_cast<Record>(*held);
+        member =
+            value.isNil()
+                ? nullptr
+                : std::static_pointer_cast<Record>(std::move(*value.held<CVCodedValue::Record>()));
         return true;
     }
 };
@@ -80,16 +82,20 @@ struct CVMemberCoding<std::vector<std::shared_ptr<Record>>> {
         }
         return CVCodedValue(std::move(values));
     }
-    static bool store(const CVCodedValue& value, std::vector<std::shared_ptr<Record>>& member) {
-        const CVCodedValue::Array* values = value.array();
+    static bool store(CVCodedValue& value, std::vector<std::shared_ptr<Record>>& member) {
+        CVCodedValue::Array* values = value.held<CVCodedValue::Array>();
         if (values == nullptr) {
             return false;
         }
-        std::vector<std::shared_ptr<Record>> records(values->size());
-        for (size_t index = 0; index < records.size(); ++index) {
-            if (!Element::store((*values)[index], records[index]) || !records[index]) {
+        // Every element is checked before any is taken: a refused value stays whole.
+        for (const CVCodedValue& element : *values) {
+            if (!Element::holdsRecord(element)) {
                 return false;
             }
+        }
+        std::vector<std::shared_ptr<Record>> records(values->size());
+        for (size_t index = 0; index < records.size(); ++index) {
+            Element::store((*values)[index], records[index]);
         }
         member = std::move(records);
         return true;
@@ -103,7 +109,7 @@ struct CVMemberCoding<std::optional<T>> : CVMemberCoding<T> {
     static CVCodedValue value(const std::optional<T>& member) {
         return member ? CVMemberCoding<T>::value(*member) : CVCodedValue();
     }
-    static bool store(const CVCodedValue& value, std::optional<T>& member) {
+    static bool store(CVCodedValue& value, std::optional<T>& member) {
         if (value.isNil()) {
             member.reset();
             return true;
@@ -138,7 +144,7 @@ CVCodingField CVCodedMember(const char* key) {
             [](const CVCLISerializedObject& record) {
                 return Coding::value(static_cast<const Record&>(record).*member);
             },
-            [](CVCLISerializedObject& record, const CVCodedValue& value) {
+            [](CVCLISerializedObject& record, CVCodedValue& value) {
                 return Coding::store(value, static_cast<Record&>(record).*member);
             }};
 }

@@ -47,9 +47,13 @@ public:
     const Data* data() const { return std::get_if<Data>(&value_); }
     const Array* array() const { return std::get_if<Array>(&value_); }
     const Record* record() const { return std::get_if<Record>(&value_); }
-    // The same for any of the held types.
+    // The same for any of the held types, also for taking the value over.
     template <typename T>
     const T* held() const {
+        return std::get_if<T>(&value_);
+    }
+    template <typename T>
+    T* held() {
         return std::get_if<T>(&value_);
     }
 

@@ -83,7 +83,7 @@ public:
             if (!value) {
                 return nullptr;
             }
-            if (auto refusal = result->setValueForField(*value, field)) {
+            if (auto refusal = result->setValueForField(std::move(*value), field)) {
                 return refuse(std::move(*refusal));
             }
         }

@@ -183,7 +183,7 @@ public:
             if (!value) {
                 return nullptr;
             }
-            if (auto refusal = record->setValueForField(*value, field)) {
+            if (auto refusal = record->setValueForField(std::move(*value), field)) {
                 refuse(std::move(*refusal));
                 return nullptr;
             }

@@ -227,7 +227,8 @@ private:
             return nullptr;
         }
         for (size_t index = 0; index < fields.size(); ++index) {
-            if (auto refusal = record->setValueForField((*values)[index], fields[index])) {
+            if (auto refusal =
+                    record->setValueForField(std::move((*values)[index]), fields[index])) {
                 refuse(std::move(*refusal));
                 return nullptr;
             }

@@ -56,13 +56,14 @@ struct CVMemberCoding<std::shared_ptr<Record>> {
         return held != nullptr && *held != nullptr && typeid(**held) == typeid(Record);
     }
     static bool store(CVCodedValue& value, std::shared_ptr<Record>& member) {
-        if (!value.isNil() && !holdsRecord(value)) {
+        if (value.isNil()) {
+            member = nullptr;
+            return true;
+        }
+        if (!holdsRecord(value)) {
             return false;
         }
-        member =
-            value.isNil()
-                ? nullptr
-                : std::static_pointer_cast<Record>(std::move(*value.held<CVCodedValue::Record>()));
+        member = std::static_pointer_cast<Record>(std::move(*value.held<CVCodedValue::Record>()));
         return true;
     }
 };

@@ -1,33 +1,14 @@
 #include "model/CVCLISerializedChangeset.h"
 
 #include "model/CVCLISerializedFileList.h"
-
-using Type = CVCodedValue::Type;
+#include "model/CVCodedMember.h"
 
 const std::vector<CVCodingField>& CVCLISerializedChangeset::codingFields() const {
     static const std::vector<CVCodingField> fields = {
-        {"fileLists", Type::array, true, "CVCLISerializedFileList"},
-        {"label", Type::string, true},
+        CVCodedMember<&CVCLISerializedChangeset::fileLists_>("fileLists"),
+        CVCodedMember<&CVCLISerializedChangeset::label_>("label"),
     };
     return fields;
-}
-
-CVCodedValue CVCLISerializedChangeset::valueForKey(const std::string& key) const {
-    if (key == "fileLists") {
-        return CVCodedArray(fileLists_);
-    }
-    if (key == "label") {
-        return label_;
-    }
-    return {};
-}
-
-void CVCLISerializedChangeset::storeValueForKey(const CVCodedValue& value, const std::string& key) {
-    if (key == "fileLists") {
-        fileLists_ = CVRecordArray<CVCLISerializedFileList>(value);
-    } else if (key == "label") {
-        label_ = CVOptionalString(value);
-    }
 }
 
 void CVCLISerializedChangeset::addFileList(std::shared_ptr<CVCLISerializedFileList> list) {

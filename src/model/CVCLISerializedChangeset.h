@@ -14,10 +14,10 @@ class CVCLISerializedChangeset : public CVCLISerializedObject {
 public:
     using FileLists = std::vector<std::shared_ptr<CVCLISerializedFileList>>;
 
-    std::string className() const override { return "CVCLISerializedChangeset"; }
-    // "fileLists", "label".
+    static constexpr const char* kClassName = "CVCLISerializedChangeset";
+
+    std::string className() const override { return kClassName; }
     const std::vector<CVCodingField>& codingFields() const override;
-    CVCodedValue valueForKey(const std::string& key) const override;
     // "<Class 0x... label:... count:N fileLists:[...] >".
     std::string description() const override;
 
@@ -28,9 +28,6 @@ public:
     void addFileList(std::shared_ptr<CVCLISerializedFileList> list);
     const std::optional<std::string>& label() const { return label_; }
     void setLabel(std::optional<std::string> label) { label_ = std::move(label); }
-
-protected:
-    void storeValueForKey(const CVCodedValue& value, const std::string& key) override;
 
 private:
     std::optional<FileLists> fileLists_ = FileLists();

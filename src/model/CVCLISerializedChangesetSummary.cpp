@@ -2,8 +2,7 @@
 
 #include "model/CVCLISerializedFile.h"
 #include "model/CVCLISerializedFileList.h"
-
-using Type = CVCodedValue::Type;
+#include "model/CVCodedMember.h"
 
 namespace {
 
@@ -87,29 +86,10 @@ CVCLISerializedChangesetSummary::serializedChangesetSummaryWithGitSummaryLines(
 
 const std::vector<CVCodingField>& CVCLISerializedChangesetSummary::codingFields() const {
     static const std::vector<CVCodingField> fields = {
-        {"fileLists", Type::array, true, "CVCLISerializedFileList"},
-        {"UUIDForProcess", Type::string, true},
+        CVCodedMember<&CVCLISerializedChangesetSummary::fileLists_>("fileLists"),
+        CVCodedMember<&CVCLISerializedChangesetSummary::UUIDForProcess_>("UUIDForProcess"),
     };
     return fields;
-}
-
-CVCodedValue CVCLISerializedChangesetSummary::valueForKey(const std::string& key) const {
-    if (key == "fileLists") {
-        return CVCodedArray(fileLists_);
-    }
-    if (key == "UUIDForProcess") {
-        return UUIDForProcess_;
-    }
-    return {};
-}
-
-void CVCLISerializedChangesetSummary::storeValueForKey(const CVCodedValue& value,
-                                                       const std::string& key) {
-    if (key == "fileLists") {
-        fileLists_ = CVRecordArray<CVCLISerializedFileList>(value);
-    } else if (key == "UUIDForProcess") {
-        UUIDForProcess_ = CVOptionalString(value);
-    }
 }
 
 void CVCLISerializedChangesetSummary::addFileList(std::shared_ptr<CVCLISerializedFileList> list) {

@@ -21,10 +21,10 @@ public:
     static std::shared_ptr<CVCLISerializedChangesetSummary>
     serializedChangesetSummaryWithGitSummaryLines(std::string_view lines);
 
-    std::string className() const override { return "CVCLISerializedChangesetSummary"; }
-    // "fileLists", "UUIDForProcess".
+    static constexpr const char* kClassName = "CVCLISerializedChangesetSummary";
+
+    std::string className() const override { return kClassName; }
     const std::vector<CVCodingField>& codingFields() const override;
-    CVCodedValue valueForKey(const std::string& key) const override;
     // "<Class 0x... UUIDForProcess:... count:N fileLists:[...] >".
     std::string description() const override;
 
@@ -37,9 +37,6 @@ public:
     void setUUIDForProcess(std::optional<std::string> identifier) {
         UUIDForProcess_ = std::move(identifier);
     }
-
-protected:
-    void storeValueForKey(const CVCodedValue& value, const std::string& key) override;
 
 private:
     std::optional<FileLists> fileLists_ = FileLists();

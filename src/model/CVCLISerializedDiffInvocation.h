@@ -17,11 +17,10 @@ class CVCLISerializedPartialChangeset;
 // the tool waits, and who called it.
 class CVCLISerializedDiffInvocation : public CVCLISerializedObject {
 public:
-    std::string className() const override { return "CVCLISerializedDiffInvocation"; }
-    // "fileList", "changeset", "partialChangeset", "changesetSummary", "merge",
-    // "waitForTabClose", "parentPID", "parentProcessName".
+    static constexpr const char* kClassName = "CVCLISerializedDiffInvocation";
+
+    std::string className() const override { return kClassName; }
     const std::vector<CVCodingField>& codingFields() const override;
-    CVCodedValue valueForKey(const std::string& key) const override;
     // "<Class: 0x... wait:%i isChangeset:%i changeset: ... fileList: ..." with no closing bracket,
     // deliberately.
     std::string description() const override;
@@ -61,9 +60,6 @@ public:
     bool isChangesetSummary() const { return changesetSummary_ != nullptr; }
     bool isPartialChangeset() const { return partialChangeset_ != nullptr; }
     bool isMerge() const { return merge_ != nullptr; }
-
-protected:
-    void storeValueForKey(const CVCodedValue& value, const std::string& key) override;
 
 private:
     bool waitForTabClose_ = false;

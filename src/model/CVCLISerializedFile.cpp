@@ -6,13 +6,12 @@
 #include <memory>
 #include <regex>
 
+#include "model/CVCodedMember.h"
 #include "platform/CVBookmark.h"
 #include "platform/CVPaths.h"
 #include "platform/CVPrint.h"
 #include "platform/CVProcessName.h"
 #include "process/ZPProcessInformation.h"
-
-using Type = CVCodedValue::Type;
 
 CVError CVCLISerializedFile::missingFileError(const std::string& path) {
     return CVError::withLocalizedDescription(CVProcessName() + ": \"" + path +
@@ -125,40 +124,12 @@ bool CVCLISerializedFile::absolutePathIsTemporary(const std::string& path) {
 
 const std::vector<CVCodingField>& CVCLISerializedFile::codingFields() const {
     static const std::vector<CVCodingField> fields = {
-        {"filePath", Type::string, true},
-        {"temporary", Type::boolean, true},
-        {"deletedOnExit", Type::boolean, true},
-        {"URLBookmarkData", Type::data, true},
+        CVCodedMember<&CVCLISerializedFile::filePath_>("filePath"),
+        CVCodedMember<&CVCLISerializedFile::temporary_>("temporary"),
+        CVCodedMember<&CVCLISerializedFile::deletedOnExit_>("deletedOnExit"),
+        CVCodedMember<&CVCLISerializedFile::URLBookmarkData_>("URLBookmarkData"),
     };
     return fields;
-}
-
-CVCodedValue CVCLISerializedFile::valueForKey(const std::string& key) const {
-    if (key == "filePath") {
-        return filePath_;
-    }
-    if (key == "temporary") {
-        return temporary_;
-    }
-    if (key == "deletedOnExit") {
-        return deletedOnExit_;
-    }
-    if (key == "URLBookmarkData") {
-        return URLBookmarkData_;
-    }
-    return {};
-}
-
-void CVCLISerializedFile::storeValueForKey(const CVCodedValue& value, const std::string& key) {
-    if (key == "filePath") {
-        filePath_ = CVOptionalString(value);
-    } else if (key == "temporary") {
-        temporary_ = CVOptionalBoolean(value);
-    } else if (key == "deletedOnExit") {
-        deletedOnExit_ = CVOptionalBoolean(value);
-    } else if (key == "URLBookmarkData") {
-        URLBookmarkData_ = value.data() ? std::optional(*value.data()) : std::nullopt;
-    }
 }
 
 std::string CVCLISerializedFile::description() const {

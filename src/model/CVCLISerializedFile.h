@@ -43,10 +43,11 @@ public:
     // /var/folders, container tmp folders, Subversion's tmp and text-base folders).
     static bool absolutePathIsTemporary(const std::string& path);
 
-    std::string className() const override { return "CVCLISerializedFile"; }
-    // "filePath", "temporary", "deletedOnExit", "URLBookmarkData"; `bookmarkURL` is not coded.
+    static constexpr const char* kClassName = "CVCLISerializedFile";
+
+    std::string className() const override { return kClassName; }
+    // `bookmarkURL` is not coded.
     const std::vector<CVCodingField>& codingFields() const override;
-    CVCodedValue valueForKey(const std::string& key) const override;
     // With bookmark data "<Class 0x... `path` temporary>", without it the path alone.
     std::string description() const override;
 
@@ -70,9 +71,6 @@ public:
     void setBookmarkURL(std::optional<std::string> path) { bookmarkURL_ = std::move(path); }
     const std::optional<Data>& URLBookmarkData() const { return URLBookmarkData_; }
     void setURLBookmarkData(std::optional<Data> data) { URLBookmarkData_ = std::move(data); }
-
-protected:
-    void storeValueForKey(const CVCodedValue& value, const std::string& key) override;
 
 private:
     std::optional<bool> temporary_;

@@ -11,14 +11,13 @@
 #include <unordered_set>
 
 #include "model/CVCLISerializedFile.h"
+#include "model/CVCodedMember.h"
 #include "platform/CVFolderWalk.h"
 #include "platform/CVMemory.h"
 #include "platform/CVPaths.h"
 #include "platform/CVProcessName.h"
 #include "platform/CVUTF8.h"
 #include "process/ZPProcessInformation.h"
-
-using Type = CVCodedValue::Type;
 
 namespace {
 
@@ -274,40 +273,12 @@ std::optional<std::string> CVCLISerializedFileList::relativePathForCurrentDirect
 
 const std::vector<CVCodingField>& CVCLISerializedFileList::codingFields() const {
     static const std::vector<CVCodingField> fields = {
-        {"files", Type::array, true, "CVCLISerializedFile"},
-        {"status", Type::int64, false},
-        {"relativePath", Type::string, true},
-        {"label", Type::string, true},
+        CVCodedMember<&CVCLISerializedFileList::files_>("files"),
+        CVCodedMember<&CVCLISerializedFileList::status_>("status"),
+        CVCodedMember<&CVCLISerializedFileList::relativePath_>("relativePath"),
+        CVCodedMember<&CVCLISerializedFileList::label_>("label"),
     };
     return fields;
-}
-
-CVCodedValue CVCLISerializedFileList::valueForKey(const std::string& key) const {
-    if (key == "files") {
-        return CVCodedArray(files_);
-    }
-    if (key == "status") {
-        return status_;
-    }
-    if (key == "relativePath") {
-        return relativePath_;
-    }
-    if (key == "label") {
-        return label_;
-    }
-    return {};
-}
-
-void CVCLISerializedFileList::storeValueForKey(const CVCodedValue& value, const std::string& key) {
-    if (key == "files") {
-        files_ = CVRecordArray<CVCLISerializedFile>(value);
-    } else if (key == "status") {
-        status_ = *value.int64();
-    } else if (key == "relativePath") {
-        relativePath_ = CVOptionalString(value);
-    } else if (key == "label") {
-        label_ = CVOptionalString(value);
-    }
 }
 
 void CVCLISerializedFileList::addFile(std::shared_ptr<CVCLISerializedFile> file) {

@@ -51,10 +51,10 @@ public:
     static std::optional<std::string> relativePathForCurrentDirectory(
         const std::optional<std::string>& directory, const std::vector<std::string>& paths);
 
-    std::string className() const override { return "CVCLISerializedFileList"; }
-    // "files", "status", "relativePath", "label".
+    static constexpr const char* kClassName = "CVCLISerializedFileList";
+
+    std::string className() const override { return kClassName; }
     const std::vector<CVCodingField>& codingFields() const override;
-    CVCodedValue valueForKey(const std::string& key) const override;
     // "<Class 0x... status: S (\n<files joined by \",\\n\">\n)>". Throws std::out_of_range for a
     // status outside 0 to 3.
     std::string description() const override;
@@ -75,9 +75,6 @@ public:
     void setRelativePath(std::optional<std::string> path) { relativePath_ = std::move(path); }
     const std::optional<std::string>& label() const { return label_; }
     void setLabel(std::optional<std::string> label) { label_ = std::move(label); }
-
-protected:
-    void storeValueForKey(const CVCodedValue& value, const std::string& key) override;
 
 private:
     std::optional<Files> files_ = Files();

@@ -13,10 +13,10 @@ class CVCLISerializedFileList;
 // base class's "<CVCLISerializedMerge: 0x...>".
 class CVCLISerializedMerge : public CVCLISerializedObject {
 public:
-    std::string className() const override { return "CVCLISerializedMerge"; }
-    // "fileList", "outputFile", "baseFile", "label".
+    static constexpr const char* kClassName = "CVCLISerializedMerge";
+
+    std::string className() const override { return kClassName; }
     const std::vector<CVCodingField>& codingFields() const override;
-    CVCodedValue valueForKey(const std::string& key) const override;
 
     const std::shared_ptr<CVCLISerializedFileList>& fileList() const { return fileList_; }
     void setFileList(std::shared_ptr<CVCLISerializedFileList> list) { fileList_ = std::move(list); }
@@ -27,9 +27,6 @@ public:
     // The tool never sets it: merges travel without a label.
     const std::optional<std::string>& label() const { return label_; }
     void setLabel(std::optional<std::string> label) { label_ = std::move(label); }
-
-protected:
-    void storeValueForKey(const CVCodedValue& value, const std::string& key) override;
 
 private:
     std::shared_ptr<CVCLISerializedFileList> fileList_;

@@ -12,66 +12,39 @@
 
 namespace {
 
-bool hasClass(const CVCodedValue& value, const char* recordClass) {
-    const CVCodedValue::Record* record = value.record();
-    return record != nullptr && *record != nullptr && (*record)->className() == recordClass;
-}
-
-bool isAcceptedBy(const CVCodedValue& value, const CVCodingField& field) {
-    if (value.isNil()) {
-        return field.nullable;
+template <typename Record, typename... Others>
+std::shared_ptr<CVCLISerializedObject> recordOfOneOf(std::string_view name) {
+    if (name == Record::kClassName) {
+        return std::make_shared<Record>();
     }
-    if (value.type() != field.type) {
-        return false;
+    if constexpr (sizeof...(Others) > 0) {
+        return recordOfOneOf<Others...>(name);
     }
-    if (field.recordClass == nullptr) {
-        return true;
-    }
-    if (field.type == CVCodedValue::Type::record) {
-        return hasClass(value, field.recordClass);
-    }
-    for (const CVCodedValue& element : *value.array()) {
-        if (!hasClass(element, field.recordClass)) {
-            return false;
-        }
-    }
-    return true;
+    return nullptr;
 }
 
 }  // namespace
 
 std::shared_ptr<CVCLISerializedObject> CVCLISerializedObject::recordWithClassName(
     std::string_view name) {
-    if (name == "CVCLISerializedDiffInvocation") {
-        return std::make_shared<CVCLISerializedDiffInvocation>();
-    }
-    if (name == "CVCLISerializedFileList") {
-        return std::make_shared<CVCLISerializedFileList>();
-    }
-    if (name == "CVCLISerializedFile") {
-        return std::make_shared<CVCLISerializedFile>();
-    }
-    if (name == "CVCLISerializedChangeset") {
-        return std::make_shared<CVCLISerializedChangeset>();
-    }
-    if (name == "CVCLISerializedPartialChangeset") {
-        return std::make_shared<CVCLISerializedPartialChangeset>();
-    }
-    if (name == "CVCLISerializedChangesetSummary") {
-        return std::make_shared<CVCLISerializedChangesetSummary>();
-    }
-    if (name == "CVCLISerializedMerge") {
-        return std::make_shared<CVCLISerializedMerge>();
-    }
-    if (name == "CVCLISerializedObject") {
-        return std::make_shared<CVCLISerializedObject>();
-    }
-    return nullptr;
+    return recordOfOneOf<CVCLISerializedDiffInvocation, CVCLISerializedFileList,
+                         CVCLISerializedFile, CVCLISerializedChangeset,
+                         CVCLISerializedPartialChangeset, CVCLISerializedChangesetSummary,
+                         CVCLISerializedMerge, CVCLISerializedObject>(name);
 }
 
 const std::vector<CVCodingField>& CVCLISerializedObject::codingFields() const {
     static const std::vector<CVCodingField> none;
     return none;
+}
+
+const CVCodingField* CVCLISerializedObject::fieldForKey(std::string_view key) const {
+    for (const CVCodingField& field : codingFields()) {
+        if (key == field.key) {
+            return &field;
+        }
+    }
+    return nullptr;
 }
 
 std::vector<std::string> CVCLISerializedObject::keysForCoding() const {
@@ -82,83 +55,52 @@ std::vector<std::string> CVCLISerializedObject::keysForCoding() const {
     return keys;
 }
 
-CVCodedValue CVCLISerializedObject::valueForKey(const std::string&) const {
-    return {};
+CVCodedValue CVCLISerializedObject::valueForKey(std::string_view key) const {
+    const CVCodingField* field = fieldForKey(key);
+    return field ? field->value(*this) : CVCodedValue();
 }
 
-std::optional<std::string> CVCLISerializedObject::setValueForKey(const CVCodedValue& value,
-                                                                 const std::string& key) {
-    std::optional<std::string> refusal = refusalForValue(value, key);
-    if (!refusal) {
-        storeValueForKey(value, key);
-    }
-    return refusal;
-}
-
-std::optional<std::string> CVCLISerializedObject::setValueForField(const CVCodedValue& value,
-                                                                   const CVCodingField& field) {
-    std::string key = field.key;
-    if (!isAcceptedBy(value, field)) {
-        return refusalForValue(value, key);
-    }
-    storeValueForKey(value, key);
-    return std::nullopt;
-}
-
-void CVCLISerializedObject::storeValueForKey(const CVCodedValue&, const std::string&) {}
-
-std::optional<std::string> CVCLISerializedObject::refusalForValue(const CVCodedValue& value,
-                                                                  const std::string& key) const {
-    const CVCodingField* field = nullptr;
-    for (const CVCodingField& candidate : codingFields()) {
-        if (key == candidate.key) {
-            field = &candidate;
-            break;
-        }
-    }
+std::optional<std::string> CVCLISerializedObject::setValueForKey(CVCodedValue value,
+                                                                 std::string_view key) {
+    const CVCodingField* field = fieldForKey(key);
     if (field == nullptr) {
-        return className() + ": no key \"" + key + "\"";
+        return className() + ": no key \"" + std::string(key) + "\"";
     }
-    // Decoding a large changeset asks this for every value: accepting must not build the text
+    return setValueForField(std::move(value), *field);
+}
+
+std::optional<std::string> CVCLISerializedObject::setValueForField(CVCodedValue value,
+                                                                   const CVCodingField& field) {
+    // Decoding a large changeset stores every value this way: accepting must not build the text
     // of a refusal.
-    if (isAcceptedBy(value, *field)) {
+    if (field.store(*this, value)) {
         return std::nullopt;
     }
-    std::string expected =
-        field->recordClass != nullptr && field->type == CVCodedValue::Type::record
-            ? field->recordClass
-            : CVCodedValue::nameOfType(field->type);
-    if (field->type == CVCodedValue::Type::array && field->recordClass != nullptr) {
-        expected += std::string(" of ") + field->recordClass;
+    return refusalForValue(value, field);
+}
+
+std::string CVCLISerializedObject::refusalForValue(const CVCodedValue& value,
+                                                   const CVCodingField& field) const {
+    std::string expected = field.type == CVCodedValue::Type::record && field.recordClass != nullptr
+                               ? field.recordClass
+                               : CVCodedValue::nameOfType(field.type);
+    if (field.type == CVCodedValue::Type::array && field.recordClass != nullptr) {
+        expected += std::string(" of ") + field.recordClass;
     }
-    if (field->nullable) {
+    if (field.nullable) {
         expected += " or nil";
     }
-    auto refuse = [&](const std::string& found) {
-        return className() + ": key \"" + key + "\" expects " + expected + ", found " + found;
-    };
-
-    if (value.isNil()) {
-        return field->nullable ? std::nullopt : std::optional(refuse("nil"));
-    }
-    if (value.type() != field->type) {
-        return refuse(value.typeDescription());
-    }
-    if (field->recordClass == nullptr) {
-        return std::nullopt;
-    }
-    if (field->type == CVCodedValue::Type::record) {
-        if (value.typeDescription() != field->recordClass) {
-            return refuse(value.typeDescription());
-        }
-        return std::nullopt;
-    }
-    for (const CVCodedValue& element : *value.array()) {
-        if (element.typeDescription() != field->recordClass) {
-            return refuse("array holding " + element.typeDescription());
+    std::string found = value.typeDescription();
+    if (value.type() == CVCodedValue::Type::array && field.type == value.type() &&
+        field.recordClass != nullptr) {
+        for (const CVCodedValue& element : *value.array()) {
+            if (element.typeDescription() != field.recordClass) {
+                found = "array holding " + element.typeDescription();
+                break;
+            }
         }
     }
-    return std::nullopt;
+    return className() + ": key \"" + field.key + "\" expects " + expected + ", found " + found;
 }
 
 std::string CVCLISerializedObject::description() const {
@@ -169,8 +111,8 @@ bool CVCLISerializedObject::isEqualTo(const CVCLISerializedObject& other) const 
     if (className() != other.className()) {
         return false;
     }
-    for (const std::string& key : keysForCoding()) {
-        if (!(valueForKey(key) == other.valueForKey(key))) {
+    for (const CVCodingField& field : codingFields()) {
+        if (!(field.value(*this) == field.value(other))) {
             return false;
         }
     }
@@ -189,14 +131,4 @@ std::string CVDescribe(const CVCLISerializedObject* record) {
 
 std::string CVDescribe(const std::optional<std::string>& text) {
     return text.value_or("(null)");
-}
-
-std::optional<std::string> CVOptionalString(const CVCodedValue& value) {
-    const std::string* text = value.string();
-    return text ? std::optional(*text) : std::nullopt;
-}
-
-std::optional<bool> CVOptionalBoolean(const CVCodedValue& value) {
-    const bool* flag = value.boolean();
-    return flag ? std::optional(*flag) : std::nullopt;
 }

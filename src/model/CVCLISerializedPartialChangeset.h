@@ -11,10 +11,10 @@ class CVCLISerializedFileList;
 // One item of a changeset that arrives over several invocations.
 class CVCLISerializedPartialChangeset : public CVCLISerializedObject {
 public:
-    std::string className() const override { return "CVCLISerializedPartialChangeset"; }
-    // "fileList", "UUID", "UUIDForProcess", "label".
+    static constexpr const char* kClassName = "CVCLISerializedPartialChangeset";
+
+    std::string className() const override { return kClassName; }
     const std::vector<CVCodingField>& codingFields() const override;
-    CVCodedValue valueForKey(const std::string& key) const override;
     // "<Class 0x... label:... UUID:... UUIDForProcess:... fileList:... >".
     std::string description() const override;
 
@@ -28,9 +28,6 @@ public:
     void setUUIDForProcess(std::optional<std::string> identifier) {
         UUIDForProcess_ = std::move(identifier);
     }
-
-protected:
-    void storeValueForKey(const CVCodedValue& value, const std::string& key) override;
 
 private:
     std::shared_ptr<CVCLISerializedFileList> fileList_;

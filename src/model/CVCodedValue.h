@@ -47,6 +47,15 @@ public:
     const Data* data() const { return std::get_if<Data>(&value_); }
     const Array* array() const { return std::get_if<Array>(&value_); }
     const Record* record() const { return std::get_if<Record>(&value_); }
+    // The same for any of the held types, also for taking the value over.
+    template <typename T>
+    const T* held() const {
+        return std::get_if<T>(&value_);
+    }
+    template <typename T>
+    T* held() {
+        return std::get_if<T>(&value_);
+    }
 
     // "nil", "string", "boolean", "int32", "int64", "data", "array" or "record".
     static const char* nameOfType(Type type);
@@ -58,14 +67,4 @@ public:
 
 private:
     std::variant<std::monostate, std::string, bool, int32_t, int64_t, Data, Array, Record> value_;
-};
-
-// One coding key of a record class and the values it accepts.
-struct CVCodingField {
-    const char* key;
-    CVCodedValue::Type type;
-    // Whether nil is accepted (object fields); scalar fields are never nil.
-    bool nullable;
-    // For a record: the class it must have; for an array: the class of every element.
-    const char* recordClass = nullptr;
 };

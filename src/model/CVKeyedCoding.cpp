@@ -1,6 +1,5 @@
 #include "model/CVKeyedCoding.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 
@@ -62,7 +61,6 @@ public:
         if (!result) {
             return refuse("unknown class name \"" + *className + "\"");
         }
-        std::vector<std::string> keys = result->keysForCoding();
         plist_dict_iter iterator = nullptr;
         plist_dict_new_iter(dictionary, &iterator);
         while (iterator != nullptr) {
@@ -74,7 +72,7 @@ public:
             }
             std::string name = key;
             free(key);
-            if (name != kClassKey && std::find(keys.begin(), keys.end(), name) == keys.end()) {
+            if (name != kClassKey && result->fieldForKey(name) == nullptr) {
                 free(iterator);
                 return refuse(*className + ": no key \"" + name + "\"");
             }
@@ -85,7 +83,7 @@ public:
             if (!value) {
                 return nullptr;
             }
-            if (auto refusal = result->setValueForKey(*value, field.key)) {
+            if (auto refusal = result->setValueForField(std::move(*value), field)) {
                 return refuse(std::move(*refusal));
             }
         }
@@ -157,9 +155,9 @@ private:
 CVPlist propertyListForRecord(const CVCLISerializedObject& record) {
     plist_t dictionary = plist_new_dict();
     plist_dict_set_item(dictionary, kClassKey, plist_new_string(record.className().c_str()));
-    for (const std::string& key : record.keysForCoding()) {
-        if (plist_t node = nodeForValue(record.valueForKey(key))) {
-            plist_dict_set_item(dictionary, key.c_str(), node);
+    for (const CVCodingField& field : record.codingFields()) {
+        if (plist_t node = nodeForValue(field.value(record))) {
+            plist_dict_set_item(dictionary, field.key, node);
         }
     }
     return CVPlist(dictionary);

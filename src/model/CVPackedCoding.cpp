@@ -27,15 +27,13 @@ public:
         }
         number(uint32_t(fields.size()));
         for (const CVCodingField& field : fields) {
-            std::string key = field.key;
-            CVCodedValue value = record.valueForKey(key);
-            if (&record == splitRecord_ && key == "fileLists") {
+            if (&record == splitRecord_ && std::string_view(field.key) == "fileLists") {
                 bytes_->push_back('a');
                 number(uint32_t(0));
                 splitOffset = bytes_->size();
                 continue;
             }
-            if (!this->value(value)) {
+            if (!value(field.value(record))) {
                 return false;
             }
         }
@@ -185,7 +183,7 @@ public:
             if (!value) {
                 return nullptr;
             }
-            if (auto refusal = record->setValueForField(*value, field)) {
+            if (auto refusal = record->setValueForField(std::move(*value), field)) {
                 refuse(std::move(*refusal));
                 return nullptr;
             }

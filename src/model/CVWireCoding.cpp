@@ -68,8 +68,8 @@ int appendRecordBody(sd_bus_message* message, const CVCLISerializedObject& recor
         (result = sd_bus_message_open_container(message, 'a', "v")) < 0) {
         return result;
     }
-    for (const std::string& key : record.keysForCoding()) {
-        if ((result = appendValue(message, record.valueForKey(key))) < 0) {
+    for (const CVCodingField& field : record.codingFields()) {
+        if ((result = appendValue(message, field.value(record))) < 0) {
             return result;
         }
     }
@@ -227,7 +227,8 @@ private:
             return nullptr;
         }
         for (size_t index = 0; index < fields.size(); ++index) {
-            if (auto refusal = record->setValueForField((*values)[index], fields[index])) {
+            if (auto refusal =
+                    record->setValueForField(std::move((*values)[index]), fields[index])) {
                 refuse(std::move(*refusal));
                 return nullptr;
             }
@@ -272,8 +273,8 @@ public:
         string(record.className().size());
         align(4);
         offset += 4;  // the array's length; variants need no further alignment
-        for (const std::string& key : record.keysForCoding()) {
-            value(record.valueForKey(key));
+        for (const CVCodingField& field : record.codingFields()) {
+            value(field.value(record));
         }
     }
     void value(const CVCodedValue& value) {

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <functional>
+#include <tuple>
 
 #include "CVRecordSamples.h"
 #include "model/CVKeyedCoding.h"
@@ -220,4 +221,37 @@ TEST(ADecodedChangeset, KeepsANilFileListsArrayAndIgnoresAdditions) {
     EXPECT_EQ(decoded->fileLists(), std::nullopt);
     decoded->addFileList(sampleFileList());
     EXPECT_EQ(decoded->fileLists(), std::nullopt);
+}
+
+TEST(ARecord, RefusesAValueItsKeyDoesNotTakeAndKeepsItsOwn) {
+    auto invocation = sampleInvocation();
+    CVCodedValue::Array filesAndNil = {CVCodedValue(sampleFile("/b")), CVCodedValue()};
+    const std::vector<
+        std::tuple<std::shared_ptr<CVCLISerializedObject>, std::string, CVCodedValue, std::string>>
+        cases = {
+            {invocation->fileList(), "colour", CVCodedValue(true),
+             "CVCLISerializedFileList: no key \"colour\""},
+            {invocation, "parentPID", CVCodedValue(int64_t(7)),
+             "CVCLISerializedDiffInvocation: key \"parentPID\" expects int32, found int64"},
+            {invocation, "waitForTabClose", CVCodedValue(),
+             "CVCLISerializedDiffInvocation: key \"waitForTabClose\" expects boolean, found nil"},
+            {invocation, "changeset", CVCodedValue(invocation->fileList()),
+             "CVCLISerializedDiffInvocation: key \"changeset\" expects CVCLISerializedChangeset or "
+             "nil, found CVCLISerializedFileList"},
+            {invocation->fileList(), "files", CVCodedValue(filesAndNil),
+             "CVCLISerializedFileList: key \"files\" expects array of CVCLISerializedFile or nil, "
+             "found array holding nil"},
+            {invocation->fileList(), "label", CVCodedValue(filesAndNil),
+             "CVCLISerializedFileList: key \"label\" expects string or nil, found array"},
+        };
+    for (const auto& [record, key, value, refusal] : cases) {
+        CVCodedValue before = record->valueForKey(key);
+        EXPECT_EQ(record->setValueForKey(value, key), refusal);
+        EXPECT_EQ(record->valueForKey(key), before) << key;
+    }
+    EXPECT_EQ(invocation->setValueForKey(CVCodedValue(), "changeset"), std::nullopt);
+    EXPECT_EQ(invocation->changeset(), nullptr);
+    EXPECT_EQ(invocation->fileList()->setValueForKey(CVCodedValue(int64_t(2)), "status"),
+              std::nullopt);
+    EXPECT_EQ(invocation->fileList()->status(), 2);
 }

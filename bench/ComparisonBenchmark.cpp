@@ -51,7 +51,7 @@ std::pair<std::string, std::string> texts(int lines, int every) {
         }
         right += text;
     }
-    return {left, right};
+    return {std::move(left), std::move(right)};
 }
 
 std::vector<std::string_view> linesOf(std::string_view text, CorvaneLineRange range,

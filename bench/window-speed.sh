@@ -24,6 +24,8 @@ cd "$(dirname "$0")/.."
 eval "$(scripts/testbed.sh start "$build")" >/dev/null
 export PATH="$build/Corvane.app/Contents/MacOS:$PATH" GSK_RENDERER=cairo GTK_A11Y=none
 Corvane >/dev/null 2>&1 &
+# This one, not another Corvane that may be running on the machine.
+pid=$!
 sleep 2
 if [ "${COLD:-0}" != 1 ]; then
     # A window already open, as it is for every diff but the first (COLD=1 measures the first).
@@ -31,7 +33,7 @@ if [ "${COLD:-0}" != 1 ]; then
     cvdiff "$work/a" "$work/b"
     sleep 1
 fi
-before=$(grep VmRSS "/proc/$(pgrep -n -x Corvane)/status" | tr -s ' ')
+before=$(grep VmRSS "/proc/$pid/status" | tr -s ' ')
 start=$(date +%s.%N)
 cvdiff "$work/left.cpp" "$work/right.cpp"
 called=$(date +%s.%N)
@@ -40,12 +42,15 @@ guid=$(Corvane --list | python3 -c 'import json,sys; print(json.load(sys.stdin)[
 # measures the time itself, from the tab's opening (right after the call's answer) to the first
 # frame painted with the comparison.
 until painted=$(Corvane --describe "$guid" | grep -o '"firstPaintMilliseconds":[0-9.]*'); do sleep 0.1; done
-pid=$(pgrep -n -x Corvane)
 echo "files: $(du -h "$work/left.cpp" | cut -f1) each, $lines lines, $changes changes"
 echo "call answered (tool's run): $(echo "($called - $start) * 1000" | bc) ms"
 echo "tab opened to first frame showing the comparison (measured inside): ${painted#*:} ms"
 grep -o '"microseconds":[0-9.]*' "$CORVANE_JOURNAL" | tail -1 | sed 's/^/application own time per request /'
-echo "before the call: $before; peak: $(grep VmHWM "/proc/$pid/status" | tr -s ' ')"
+echo "before the call: $before; peak: $(grep VmHWM "/proc/$pid/status" | tr -s ' ');" \
+    "after the first frame: $(grep VmRSS "/proc/$pid/status" | tr -s ' ')"
+bytes=$(($(stat -c %s "$work/left.cpp") + $(stat -c %s "$work/right.cpp")))
+peak=$(awk '/VmHWM/ {print $2}' "/proc/$pid/status")
+echo "the two files: $bytes bytes; peak over them: $(echo "scale=2; $peak * 1024 / $bytes" | bc)x"
 Corvane --quit
 eval "$(scripts/testbed.sh stop)" >/dev/null
 rm -rf "$work"

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-std::vector<std::vector<int>> CorvaneAnchors(const std::vector<CorvaneComparison>& pairs,
+std::vector<CorvaneAnchorRun> CorvaneAnchors(const std::vector<CorvaneComparison>& pairs,
                                              const std::vector<int>& lineCounts) {
     size_t panes = lineCounts.size();
     size_t reference = panes == 3 ? 1 : 0;
@@ -28,44 +28,63 @@ std::vector<std::vector<int>> CorvaneAnchors(const std::vector<CorvaneComparison
             }
         }
     }
-    std::vector<std::vector<int>> anchors;
+    std::vector<CorvaneAnchorRun> anchors;
+    auto add = [&](const std::vector<int>& lines) {
+        if (!anchors.empty()) {
+            CorvaneAnchorRun& run = anchors.back();
+            bool follows = true;
+            for (size_t pane = 0; pane < panes && follows; ++pane) {
+                follows = lines[pane] == run.lines[pane] + run.count;
+            }
+            if (follows) {
+                ++run.count;
+                return;
+            }
+        }
+        anchors.push_back({lines, 1});
+    };
+    std::vector<int> row(panes);
     for (int line = 0; line < referenceLines; ++line) {
-        std::vector<int> row(panes);
         bool anchored = true;
         for (size_t pane = 0; pane < panes && anchored; ++pane) {
             row[pane] = pane == reference ? line : partner[pane][static_cast<size_t>(line)];
             anchored = row[pane] >= 0;
         }
         if (anchored) {
-            anchors.push_back(std::move(row));
+            add(row);
         }
     }
-    anchors.push_back(lineCounts);
+    add(lineCounts);
     return anchors;
 }
 
 std::vector<CorvaneFiller> CorvaneFillerForAnchors(
-    const std::vector<std::vector<int>>& anchors,
+    const std::vector<CorvaneAnchorRun>& anchors,
     const std::function<long(size_t pane, int line)>& pixelsBefore) {
-    size_t panes = anchors.empty() ? 0 : anchors.front().size();
+    size_t panes = anchors.empty() ? 0 : anchors.front().lines.size();
     std::vector<CorvaneFiller> filler(panes);
     std::vector<int> previous(panes, 0);
-    for (const std::vector<int>& lines : anchors) {
-        // The height of each pane from the previous anchor down to this one.
-        std::vector<long> heights(panes);
-        for (size_t pane = 0; pane < panes; ++pane) {
-            heights[pane] = pixelsBefore(pane, lines[pane]) - pixelsBefore(pane, previous[pane]);
-        }
-        long tallest = *std::max_element(heights.begin(), heights.end());
-        for (size_t pane = 0; pane < panes; ++pane) {
-            auto missing = static_cast<int>(tallest - heights[pane]);
-            if (missing > 0 && lines[pane] > 0) {
-                filler[pane].below[lines[pane] - 1] += missing;
-            } else if (missing > 0) {
-                filler[pane].above += missing;
+    std::vector<int> lines(panes);
+    std::vector<long> heights(panes);
+    for (const CorvaneAnchorRun& run : anchors) {
+        for (int step = 0; step < run.count; ++step) {
+            for (size_t pane = 0; pane < panes; ++pane) {
+                lines[pane] = run.lines[pane] + step;
+                // The height of each pane from the previous anchor down to this one.
+                heights[pane] =
+                    pixelsBefore(pane, lines[pane]) - pixelsBefore(pane, previous[pane]);
             }
+            long tallest = *std::max_element(heights.begin(), heights.end());
+            for (size_t pane = 0; pane < panes; ++pane) {
+                auto missing = static_cast<int>(tallest - heights[pane]);
+                if (missing > 0 && lines[pane] > 0) {
+                    filler[pane].below[lines[pane] - 1] += missing;
+                } else if (missing > 0) {
+                    filler[pane].above += missing;
+                }
+            }
+            previous.swap(lines);
         }
-        previous = lines;
     }
     return filler;
 }

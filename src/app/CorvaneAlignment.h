@@ -11,9 +11,17 @@
 // the same row. Panes are compared in pairs (left with middle, middle with right); with three,
 // the middle one is the reference.
 
-// The anchors in order: for each, the line of every pane. A last row of the panes' line counts
-// closes the run after the last anchor.
-std::vector<std::vector<int>> CorvaneAnchors(const std::vector<CorvaneComparison>& pairs,
+// Anchors that follow one another a line further down in every pane, as one run: the line of
+// every pane at its first anchor, and how many anchors it holds.
+struct CorvaneAnchorRun {
+    std::vector<int> lines;
+    int count = 1;
+    bool operator==(const CorvaneAnchorRun&) const = default;
+};
+
+// The anchors in order, in runs (a million equal lines are one run, not a million rows). A last
+// anchor of the panes' line counts closes the stretch after the last equal line.
+std::vector<CorvaneAnchorRun> CorvaneAnchors(const std::vector<CorvaneComparison>& pairs,
                                              const std::vector<int>& lineCounts);
 
 // The filler of one pane, in pixels: above its first line, and below each line that has some.
@@ -26,5 +34,5 @@ struct CorvaneFiller {
 // The filler that aligns the anchors; `pixelsBefore(pane, line)` is how far the line's top is
 // from the text's top (its line number times the line height, unless lines wrap).
 std::vector<CorvaneFiller> CorvaneFillerForAnchors(
-    const std::vector<std::vector<int>>& anchors,
+    const std::vector<CorvaneAnchorRun>& anchors,
     const std::function<long(size_t pane, int line)>& pixelsBefore);

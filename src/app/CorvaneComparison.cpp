@@ -6,10 +6,15 @@
 #include <cctype>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace {
 
 constexpr std::size_t kPatienceLimit = 16 << 20;
+// Lines a side that libgit2 compares at a time, and the part of a window's end that is compared
+// again with the next one (a fraction of the window).
+constexpr int kWindowLines = 1 << 16;
+constexpr int kWindowMarginFraction = 8;
 
 // libgit2 wants one initialisation per process before its first use.
 void initializeLibGit2() {
@@ -58,6 +63,106 @@ std::optional<std::vector<Hunk>> diffHunks(std::string_view left, std::string_vi
         return std::nullopt;
     }
     return std::move(collector.hunks);
+}
+
+// The offset `count` lines on from `from`, or the text's end; *counted is how many lines were
+// passed (a last line without a line feed counts).
+std::size_t skipLines(std::string_view text, std::size_t from, int count, int* counted) {
+    *counted = 0;
+    while (*counted < count && from < text.size()) {
+        std::size_t end = text.find('\n', from);
+        from = end == std::string_view::npos ? text.size() : end + 1;
+        ++*counted;
+    }
+    return from;
+}
+
+// The last pair of equal lines of a window's hunks that is before both limits (lines from the
+// window's start), or nothing; *settled is how many of the hunks come before it.
+std::optional<std::pair<int, int>> lastEqualPairBefore(const std::vector<Hunk>& hunks,
+                                                       int leftLines, int rightLines, int leftLimit,
+                                                       int rightLimit, std::size_t* settled) {
+    std::optional<std::pair<int, int>> pair;
+    int left = 0;
+    int right = 0;
+    for (std::size_t index = 0; index <= hunks.size(); ++index) {
+        // The equal lines from (left, right) up to the next hunk, or to the window's end.
+        int run = index < hunks.size() ? hunks[index].leftStart - left
+                                       : std::min(leftLines - left, rightLines - right);
+        int last = std::min({run - 1, leftLimit - 1 - left, rightLimit - 1 - right});
+        if (last >= 0) {
+            pair = {left + last, right + last};
+            *settled = index;
+        }
+        if (index < hunks.size()) {
+            left = hunks[index].leftStart + hunks[index].leftCount;
+            right = hunks[index].rightStart + hunks[index].rightCount;
+        }
+    }
+    return pair;
+}
+
+// The hunks of a line diff of two texts of any length, compared a window of lines at a time so
+// that libgit2, which keeps about 200 bytes for every line it compares, never holds more than a
+// window's worth. A window is settled up to its last equal lines clear of its end (what is
+// matched near the end may belong with lines the window does not hold), and the next window
+// starts after them; a window without such lines is doubled. Texts that fit in one window are
+// diffed whole.
+std::optional<std::vector<Hunk>> windowedHunks(std::string_view left, std::string_view right,
+                                               uint32_t flags, const std::atomic<bool>* cancelled) {
+    std::vector<Hunk> hunks;
+    int leftLine = 0;
+    int rightLine = 0;
+    std::size_t leftByte = 0;
+    std::size_t rightByte = 0;
+    int window = kWindowLines;
+    while (true) {
+        if (cancelled != nullptr && cancelled->load(std::memory_order_relaxed)) {
+            return std::nullopt;
+        }
+        int leftLines = 0;
+        int rightLines = 0;
+        std::size_t leftEnd = skipLines(left, leftByte, window, &leftLines);
+        std::size_t rightEnd = skipLines(right, rightByte, window, &rightLines);
+        // Once one side's window reaches its end, the rest of both is diffed whole.
+        bool last = leftEnd == left.size() || rightEnd == right.size();
+        if (last) {
+            leftEnd = left.size();
+            rightEnd = right.size();
+        }
+        std::optional<std::vector<Hunk>> part =
+            diffHunks(left.substr(leftByte, leftEnd - leftByte),
+                      right.substr(rightByte, rightEnd - rightByte), flags, cancelled);
+        if (!part) {
+            return std::nullopt;
+        }
+        std::size_t settled = part->size();
+        std::optional<std::pair<int, int>> pair;
+        if (!last) {
+            int margin = window / kWindowMarginFraction;
+            pair = lastEqualPairBefore(*part, leftLines, rightLines, leftLines - margin,
+                                       rightLines - margin, &settled);
+            if (!pair) {
+                window *= 2;
+                continue;
+            }
+        }
+        for (std::size_t index = 0; index < settled; ++index) {
+            const Hunk& hunk = (*part)[index];
+            hunks.push_back({hunk.leftStart + leftLine, hunk.leftCount, hunk.rightStart + rightLine,
+                             hunk.rightCount});
+        }
+        if (last) {
+            return hunks;
+        }
+        // On after the pair.
+        int skipped = 0;
+        leftByte = skipLines(left, leftByte, pair->first + 1, &skipped);
+        rightByte = skipLines(right, rightByte, pair->second + 1, &skipped);
+        leftLine += pair->first + 1;
+        rightLine += pair->second + 1;
+        window = kWindowLines;
+    }
 }
 
 int lineCount(std::string_view text) {
@@ -177,7 +282,7 @@ CorvaneComparison CorvaneCompare(std::string_view left, std::string_view right,
         flags |= GIT_DIFF_IGNORE_WHITESPACE;
     }
     CorvaneComparison comparison;
-    std::optional<std::vector<Hunk>> hunks = diffHunks(left, right, flags, cancelled);
+    std::optional<std::vector<Hunk>> hunks = windowedHunks(left, right, flags, cancelled);
     if (!hunks || (cancelled != nullptr && cancelled->load())) {
         comparison.cancelled = true;
         return comparison;

@@ -6,7 +6,8 @@
 #include <vector>
 
 // Two texts compared line by line, as chunks that a view aligns side by side. The line diff is
-// libgit2's; what is ours is turning its hunks into chunks that cover both texts.
+// libgit2's; what is ours is turning its hunks into chunks that cover both texts, and feeding it
+// long texts a window of lines at a time, so that what it holds does not grow with the texts.
 //
 // Lines: a text is split after every line feed; a last line without one still counts, and a text
 // that ends in a line feed has no empty line after it.

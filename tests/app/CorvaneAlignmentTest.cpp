@@ -19,7 +19,7 @@ long rows(size_t, int line) {
 TEST(TheAlignment, FillsEachPaneUpToTheTallestBetweenTwoAnchors) {
     // left: a x y b     right: a b z
     auto anchors = CorvaneAnchors({compared("a\nx\ny\nb\n", "a\nb\nz\n")}, {4, 3});
-    EXPECT_EQ(anchors, (std::vector<std::vector<int>>{{0, 0}, {3, 1}, {4, 3}}));
+    EXPECT_EQ(anchors, (std::vector<CorvaneAnchorRun>{{{0, 0}, 1}, {{3, 1}, 1}, {{4, 3}, 1}}));
     auto filler = CorvaneFillerForAnchors(anchors, rows);
     // x y against nothing: 20 pixels below a on the right; z against nothing: 10 below b on the
     // left.
@@ -38,7 +38,7 @@ TEST(TheAlignment, AnchorsThreePanesOnlyWhereAllThreeAgree) {
     // The middle pane is the reference; "b" differs on the right, "c" is new on the left.
     auto anchors =
         CorvaneAnchors({compared("a\nc\nb\n", "a\nb\n"), compared("a\nb\n", "a\nB\n")}, {3, 2, 2});
-    EXPECT_EQ(anchors, (std::vector<std::vector<int>>{{0, 0, 0}, {3, 2, 2}}));
+    EXPECT_EQ(anchors, (std::vector<CorvaneAnchorRun>{{{0, 0, 0}, 1}, {{3, 2, 2}, 1}}));
     auto filler = CorvaneFillerForAnchors(anchors, rows);
     EXPECT_EQ(filler[1].below, (std::map<int, int>{{1, 10}}));
     EXPECT_EQ(filler[2].below, (std::map<int, int>{{1, 10}}));
@@ -47,6 +47,8 @@ TEST(TheAlignment, AnchorsThreePanesOnlyWhereAllThreeAgree) {
 TEST(TheAlignment, MeasuresWrappedLinesByThePixelsTheyTake) {
     // The same two lines, the first wrapped into three rows on the left only.
     auto anchors = CorvaneAnchors({compared("long\nend\n", "long\nend\n")}, {2, 2});
+    // Equal lines and the end after them are one run.
+    EXPECT_EQ(anchors, (std::vector<CorvaneAnchorRun>{{{0, 0}, 3}}));
     auto wrapped = [](size_t pane, int line) {
         return pane == 0 && line > 0 ? 30L + (line - 1) * 10L : line * 10L;
     };

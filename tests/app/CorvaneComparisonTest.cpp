@@ -93,6 +93,40 @@ TEST(AComparison, CountsItsChangesAndStopsWhenCancelled) {
     EXPECT_FALSE(stopped.identical());
 }
 
+TEST(AComparison, OfTextsLongerThanWhatIsDiffedAtOnceFindsEveryChangeWhereItIs) {
+    // Changes near the first window's end, a deletion, an insertion longer than two windows
+    // and a changed last line without a line feed.
+    std::string left, right;
+    for (int line = 0; line < 300000; ++line) {
+        std::string text = "line " + std::to_string(line);
+        left += text + "\n";
+        if (line == 150000) {
+            for (int added = 0; added < 140000; ++added) {
+                right += "added " + std::to_string(added) + "\n";
+            }
+        }
+        if (line == 10 || line == 65530 || line == 299999) {
+            text = "changed " + text;
+        }
+        if (line < 100000 || line >= 100005) {
+            right += text + "\n";
+        }
+    }
+    left.pop_back();
+    right.pop_back();
+    std::string changes;
+    for (const CorvaneChunk& chunk : CorvaneCompare(left, right, {}).chunks) {
+        if (chunk.kind != Kind::equal) {
+            changes += std::to_string(chunk.left.start) + "+" + std::to_string(chunk.left.count) +
+                       "/" + std::to_string(chunk.right.start) + "+" +
+                       std::to_string(chunk.right.count) + " ";
+        }
+    }
+    EXPECT_EQ(changes,
+              "10+1/10+1 65530+1/65530+1 100000+5/100000+0 150000+0/149995+140000 "
+              "299999+1/439994+1 ");
+}
+
 TEST(AnInlineDiff, MarksTheChangedWordsOfEachLine) {
     CorvaneInlineDiff diff = CorvaneCompareInline({"int count = 1;\n", "return café;\n"},
                                                   {"long count = 2;\n", "return cafés;\n"});

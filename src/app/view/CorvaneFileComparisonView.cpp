@@ -26,11 +26,6 @@ constexpr size_t kLargeTextLineBytes = 64 << 10;
 // The spinner appears when the comparison takes longer than this.
 constexpr unsigned kSpinnerDelayMilliseconds = 100;
 
-bool prefersDark() {
-    auto settings = Gtk::Settings::get_default();
-    return settings && settings->property_gtk_application_prefer_dark_theme().get_value();
-}
-
 // The tints: light and dark variants that keep the text readable.
 struct Tints {
     const char* inserted;
@@ -47,7 +42,7 @@ const Tints& tints() {
                                 "#f3b3b3", "#b3c9f2", "#9aa5b5"};
     static const Tints dark = {"#1e3b25", "#4a2528", "#1f2e4b", "#2f6b3d",
                                "#843a40", "#33528a", "#5b6575"};
-    return prefersDark() ? dark : light;
+    return CorvanePrefersDark() ? dark : light;
 }
 
 // What a pane shows of a change: lines only it has, lines only the other has, or changed lines.
@@ -87,10 +82,14 @@ std::string_view lineOf(std::string_view text, const std::vector<size_t>& starts
 
 std::string sizeText(uint64_t size) {
     std::string digits = std::to_string(size);
-    for (int index = static_cast<int>(digits.size()) - 3; index > 0; index -= 3) {
-        digits.insert(static_cast<size_t>(index), ",");
+    std::string grouped;
+    for (size_t index = 0; index < digits.size(); ++index) {
+        if (index > 0 && (digits.size() - index) % 3 == 0) {
+            grouped += ',';
+        }
+        grouped += digits[index];
     }
-    return digits + (size == 1 ? " byte" : " bytes");
+    return grouped + (size == 1 ? " byte" : " bytes");
 }
 
 // Reads a side from the file the document holds open since the call, so that a side removed

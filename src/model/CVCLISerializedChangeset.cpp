@@ -19,7 +19,7 @@ void CVCLISerializedChangeset::addFileList(std::shared_ptr<CVCLISerializedFileLi
 
 std::string CVCLISerializedChangeset::description() const {
     size_t count = fileLists_ ? fileLists_->size() : 0;
-    return "<" + className() + " " + address() + " label:" + CVDescribe(label_) +
+    return descriptionStart(" ") + " label:" + CVDescribe(label_) +
            " count:" + std::to_string(count) + " fileLists:[" +
            CVJoinedDescriptions(fileLists_, ", ") + "] >";
 }

@@ -100,7 +100,7 @@ void CVCLISerializedChangesetSummary::addFileList(std::shared_ptr<CVCLISerialize
 
 std::string CVCLISerializedChangesetSummary::description() const {
     size_t count = fileLists_ ? fileLists_->size() : 0;
-    return "<" + className() + " " + address() + " UUIDForProcess:" + CVDescribe(UUIDForProcess_) +
+    return descriptionStart(" ") + " UUIDForProcess:" + CVDescribe(UUIDForProcess_) +
            " count:" + std::to_string(count) + " fileLists:[" +
            CVJoinedDescriptions(fileLists_, ", ") + "] >";
 }

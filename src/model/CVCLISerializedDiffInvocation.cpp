@@ -22,7 +22,7 @@ const std::vector<CVCodingField>& CVCLISerializedDiffInvocation::codingFields() 
 }
 
 std::string CVCLISerializedDiffInvocation::description() const {
-    return "<" + className() + ": " + address() + " wait:" + std::to_string(int(waitForTabClose_)) +
+    return descriptionStart(": ") + " wait:" + std::to_string(int(waitForTabClose_)) +
            " isChangeset:" + std::to_string(int(isChangeset())) +
            " changeset: " + CVDescribe(changeset_) + " fileList: " + CVDescribe(fileList_);
 }

@@ -137,7 +137,7 @@ std::string CVCLISerializedFile::description() const {
         return CVDescribe(filePath_);
     }
     std::string flag = temporary_ ? (*temporary_ ? "1" : "0") : "(null)";
-    return "<" + className() + " " + address() + " `" + CVDescribe(filePath_) + "` " + flag + ">";
+    return descriptionStart(" ") + " `" + CVDescribe(filePath_) + "` " + flag + ">";
 }
 
 void CVCLISerializedFile::resolveBookmarkData() {

@@ -311,6 +311,6 @@ std::string CVCLISerializedFileList::description() const {
     if (status_ < 0 || status_ > 3) {
         throw std::out_of_range("status " + std::to_string(status_) + " has no symbol");
     }
-    return "<" + className() + " " + address() + " status: " + symbols[status_] + " (\n" +
+    return descriptionStart(" ") + " status: " + symbols[status_] + " (\n" +
            CVJoinedDescriptions(files_, ",\n") + "\n)>";
 }

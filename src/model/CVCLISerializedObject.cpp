@@ -104,7 +104,7 @@ std::string CVCLISerializedObject::refusalForValue(const CVCodedValue& value,
 }
 
 std::string CVCLISerializedObject::description() const {
-    return "<" + className() + ": " + address() + ">";
+    return descriptionStart(": ") + ">";
 }
 
 bool CVCLISerializedObject::isEqualTo(const CVCLISerializedObject& other) const {
@@ -117,6 +117,14 @@ bool CVCLISerializedObject::isEqualTo(const CVCLISerializedObject& other) const 
         }
     }
     return true;
+}
+
+std::string CVCLISerializedObject::descriptionStart(std::string_view separator) const {
+    std::string start = "<";
+    start += className();
+    start += separator;
+    start += address();
+    return start;
 }
 
 std::string CVCLISerializedObject::address() const {

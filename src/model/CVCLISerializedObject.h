@@ -64,6 +64,8 @@ public:
 protected:
     // The object's address as "%p" prints it.
     std::string address() const;
+    // How every description opens: "<", the class name, the separator, the address.
+    std::string descriptionStart(std::string_view separator) const;
 
 private:
     // Why the field refused the value.

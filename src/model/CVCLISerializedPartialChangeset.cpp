@@ -14,7 +14,7 @@ const std::vector<CVCodingField>& CVCLISerializedPartialChangeset::codingFields(
 }
 
 std::string CVCLISerializedPartialChangeset::description() const {
-    return "<" + className() + " " + address() + " label:" + CVDescribe(label_) +
-           " UUID:" + CVDescribe(UUID_) + " UUIDForProcess:" + CVDescribe(UUIDForProcess_) +
-           " fileList:" + CVDescribe(fileList_) + " >";
+    return descriptionStart(" ") + " label:" + CVDescribe(label_) + " UUID:" + CVDescribe(UUID_) +
+           " UUIDForProcess:" + CVDescribe(UUIDForProcess_) + " fileList:" + CVDescribe(fileList_) +
+           " >";
 }

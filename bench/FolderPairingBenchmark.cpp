@@ -36,8 +36,10 @@ public:
         for (int index = 0; index < files * 3 / 2; ++index) {
             bool onLeft = index < files;
             bool onRight = index >= files / 2;
-            std::string name =
-                std::string("d") + std::to_string(index / 100) + "/f" + std::to_string(index);
+            std::string name = "d";
+            name += std::to_string(index / 100);
+            name += "/f";
+            name += std::to_string(index);
             for (const char* side : {"left", "right"}) {
                 if ((side[0] == 'l' && onLeft) || (side[0] == 'r' && onRight)) {
                     std::string path = root_ + "/" + side + "/" + name;

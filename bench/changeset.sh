@@ -11,6 +11,7 @@ build=$(cd "${1:?usage: changeset.sh BUILD_DIR [FILES] [ROUNDS] [builtin|debian]
 files=${2:-100000}
 rounds=${3:-5}
 limits=${4:-builtin}
+here=$(cd "$(dirname "$0")" && pwd)
 app=$build/Corvane.app/Contents/MacOS
 [[ -x $app/Corvane && -x $app/cvdiff ]] || { echo "no Corvane.app with cvdiff in $build" >&2; exit 2; }
 
@@ -23,43 +24,11 @@ cleanup() {
 }
 trap cleanup EXIT
 
-source "$(dirname "$0")/trees.sh"
+source "$here/trees.sh"
 make_trees "$root" "$files"
 
-mkdir -p "$root/config" "$root/data/applications" "$root/share" "$root/tmp" "$root/work"
-printf '[Desktop Entry]\nType=Application\nName=Corvane\nExec=%s\n' "$app/Corvane" \
-    > "$root/data/applications/com.corvane.Corvane.desktop"
-export XDG_CONFIG_HOME=$root/config XDG_DATA_HOME=$root/data XDG_DATA_DIRS=$root/share TMPDIR=$root/tmp
-export DBUS_SESSION_BUS_ADDRESS=unix:path=$root/bus
-if [[ $limits == debian ]]; then
-    dbus-daemon --session --nofork --address="$DBUS_SESSION_BUS_ADDRESS" 2>/dev/null &
-else
-    cat > "$root/bus.conf" <<CONFIG
-<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
- "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
-<busconfig>
-  <type>session</type>
-  <listen>$DBUS_SESSION_BUS_ADDRESS</listen>
-  <auth>EXTERNAL</auth>
-  <policy context="default">
-    <allow send_destination="*" eavesdrop="true"/>
-    <allow eavesdrop="true"/>
-    <allow own="*"/>
-  </policy>
-</busconfig>
-CONFIG
-    dbus-daemon --config-file="$root/bus.conf" --nofork 2>/dev/null &
-fi
-pids+=($!)
-for _ in $(seq 100); do [[ -S $root/bus ]] && break; sleep 0.05; done
-
-cd "$root/work"
-echo left > a.txt
-echo right > b.txt
-"$app/cvdiff" a.txt b.txt </dev/null # launches Corvane
-app_pid=$(busctl --user call com.corvane.Corvane.distributed-objects.cvdiff /com/corvane/Corvane/cvdiff \
-    com.corvane.Corvane.CVCLIProxyProtocol processID | awk '{print $2}')
-pids+=("$app_pid")
+source "$here/session.sh"
+start_session "$root" "$app" "$limits"
 echo "trees: $files files each ($((files / 2)) on both sides), bus limits: $limits"
 
 # Wall milliseconds and peak kilobytes of one command (the clock read around GNU time, whose own

@@ -1,4 +1,4 @@
-#!/bin/sh
+#!/bin/bash
 # Times pairing two folders of FILES files each (half of them on both sides) against
 # `find left right -type f` over the same trees, interleaved, and prints medians and the ratio.
 #
@@ -13,19 +13,8 @@ rounds=${3:-5}
 root=$(mktemp -d "${TMPDIR:-/tmp}/cvdiff-pairing.XXXXXX")
 trap 'rm -rf "$root"' EXIT
 
-# Folders of 1000 files: the first half of the names on the left only, the middle on both sides,
-# the last half on the right only.
-make_side() { # side first last
-    folder=$(( $2 / 1000 ))
-    while [ "$folder" -lt $(( $3 / 1000 )) ]; do
-        mkdir -p "$root/$1/d$folder"
-        (cd "$root/$1/d$folder" && seq -f "f%06g" $(( folder * 1000 )) $(( folder * 1000 + 999 )) |
-            xargs touch)
-        folder=$(( folder + 1 ))
-    done
-}
-make_side left 0 "$files"
-make_side right $(( files / 2 )) $(( files * 3 / 2 ))
+source "$(dirname "$0")/trees.sh"
+make_trees "$root" "$files"
 echo "trees: $files files each in $root ($(( files / 2 )) on both sides)"
 
 now() { date +%s%N; }

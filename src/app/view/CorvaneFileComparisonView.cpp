@@ -510,7 +510,7 @@ CorvaneFileComparisonView::CorvaneFileComparisonView(const CorvaneFileList& file
 CorvaneFileComparisonView::~CorvaneFileComparisonView() {
     alignIdle_.disconnect();
     themeChanged_.disconnect();
-    stopWaitingForPaint();
+    nextPaint_.cancel();
     highlightIdle_.disconnect();
     spinnerTimeout_.disconnect();
     insertIdle_.disconnect();
@@ -870,24 +870,17 @@ void CorvaneFileComparisonView::showShown() {
 }
 
 void CorvaneFileComparisonView::afterNextPaint() {
-    if (paintClock_ || (firstPaintMilliseconds_ >= 0 && !highlightPending_)) {
+    if (nextPaint_.pending() || (firstPaintMilliseconds_ >= 0 && !highlightPending_)) {
         return;
     }
     // The next frame the panes are part of is the first that shows the comparison.
-    add_tick_callback([this](const Glib::RefPtr<Gdk::FrameClock>& clock) {
-        paintClock_ = clock;
-        paintHandler_ = g_signal_connect_swapped(
-            clock->gobj(), "after-paint",
-            G_CALLBACK(+[](CorvaneFileComparisonView* view) { view->painted(); }), this);
-        return false;
-    });
+    nextPaint_.watch(*this, [this] { painted(); });
 }
 
 void CorvaneFileComparisonView::painted() {
     if (firstPaintMilliseconds_ < 0) {
         firstPaintMilliseconds_ = static_cast<double>(g_get_monotonic_time() - createdAt_) / 1000.0;
     }
-    stopWaitingForPaint();
     // Highlighting the first screen of a new text takes about as long as the rest of its first
     // frame: the comparison is shown first, and its syntax colours a frame later.
     if (highlightPending_ && !highlightIdle_.connected()) {
@@ -907,14 +900,6 @@ void CorvaneFileComparisonView::highlightSyntax() {
                 side.buffer, CorvaneGuessLanguage(side.path, texts_->texts[index].utf8));
         }
     }
-}
-
-void CorvaneFileComparisonView::stopWaitingForPaint() {
-    if (paintClock_ && paintHandler_ != 0) {
-        g_signal_handler_disconnect(paintClock_->gobj(), paintHandler_);
-    }
-    paintHandler_ = 0;
-    paintClock_.reset();
 }
 
 void CorvaneFileComparisonView::showMessage(const std::string& message) {

@@ -15,6 +15,7 @@
 #include "app/CorvaneComparison.h"
 #include "app/CorvaneDocument.h"
 #include "app/CorvaneText.h"
+#include "app/view/CorvaneNextPaint.h"
 #include "platform/CVHeldFile.h"
 
 // Two or three files side by side: read-only source panes with line numbers and highlighting,
@@ -90,7 +91,6 @@ private:
     // syntax is highlighted once the comparison has been shown.
     void afterNextPaint();
     void painted();
-    void stopWaitingForPaint();
     void highlightSyntax();
 
     std::vector<std::unique_ptr<Side>> sides_;
@@ -123,8 +123,7 @@ private:
     // after that the first frame showing the comparison was painted; -1 until then.
     gint64 createdAt_ = 0;
     double firstPaintMilliseconds_ = -1;
-    Glib::RefPtr<Gdk::FrameClock> paintClock_;
-    gulong paintHandler_ = 0;
+    CorvaneNextPaint nextPaint_;
     // Languages are set on the buffers after the first frame that shows them.
     bool highlightPending_ = false;
     sigc::connection highlightIdle_;

@@ -45,15 +45,28 @@ Gtk::Widget& paneWithHeader(const char* role, const std::string& path, Gtk::Text
     return *box;
 }
 
-// How a region is tinted in every pane that shows it, and its tag's colour, light and dark: a
+// How a region is tinted in every pane that shows it: a
 // change taken automatically, a conflict still open, a conflict decided; the current conflict
 // in the stronger shade of its state.
 enum class Tint { change, conflict, decided, currentConflict, currentDecided };
 
+// The comparison's tints: a change as a changed line, a conflict as a deleted one, a decided
+// conflict as an inserted one; the current conflict in the shade of changed words.
 const char* colourOf(Tint tint) {
-    static const char* const light[] = {"#e3ebfa", "#fbe3e3", "#e2f4e2", "#f3b3b3", "#a8e0a8"};
-    static const char* const dark[] = {"#1f2e4b", "#4a2528", "#1e3b25", "#843a40", "#2f6b3d"};
-    return (CorvanePrefersDark() ? dark : light)[static_cast<int>(tint)];
+    const CorvaneTints& colours = CorvaneTintsOfStyle();
+    switch (tint) {
+        case Tint::change:
+            return colours.changed;
+        case Tint::conflict:
+            return colours.deleted;
+        case Tint::decided:
+            return colours.inserted;
+        case Tint::currentConflict:
+            return colours.deletedWords;
+        case Tint::currentDecided:
+            return colours.insertedWords;
+    }
+    return colours.changed;
 }
 
 constexpr Tint kTints[] = {Tint::change, Tint::conflict, Tint::decided, Tint::currentConflict,

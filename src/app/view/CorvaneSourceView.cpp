@@ -65,6 +65,14 @@ bool CorvanePrefersDark() {
     return dark != FALSE;
 }
 
+const CorvaneTints& CorvaneTintsOfStyle() {
+    static const CorvaneTints light = {"#e2f4e2", "#fbe3e3", "#e3ebfa", "#a8e0a8",
+                                       "#f3b3b3", "#b3c9f2", "#9aa5b5"};
+    static const CorvaneTints dark = {"#1e3b25", "#4a2528", "#1f2e4b", "#2f6b3d",
+                                      "#843a40", "#33528a", "#5b6575"};
+    return CorvanePrefersDark() ? dark : light;
+}
+
 GtkSourceStyleScheme* CorvaneStyleScheme() {
     return gtk_source_style_scheme_manager_get_scheme(
         gtk_source_style_scheme_manager_get_default(),

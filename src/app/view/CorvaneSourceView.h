@@ -18,6 +18,19 @@ GtkWidget* CorvaneSourceViewNew(GtkSourceBuffer* buffer, CorvaneBelowTextPainter
 // Whether the desktop prefers a dark style: the panes' tints follow it.
 bool CorvanePrefersDark();
 
+// The tints of changes in every pane, light or dark as the desktop prefers: lines inserted,
+// deleted or changed, the stronger shades of their changed words, and the bands' border.
+struct CorvaneTints {
+    const char* inserted;
+    const char* deleted;
+    const char* changed;
+    const char* insertedWords;
+    const char* deletedWords;
+    const char* changedWords;
+    const char* bandBorder;
+};
+const CorvaneTints& CorvaneTintsOfStyle();
+
 // The style scheme the panes use: GtkSourceView's Adwaita, dark when the desktop prefers dark.
 GtkSourceStyleScheme* CorvaneStyleScheme();
 

@@ -128,6 +128,10 @@ CVCommandResult CVTestBed::runTool(const std::vector<std::string>& arguments,
     return run(prepended(toolPath(), arguments), options);
 }
 
+CVCommandResult CVTestBed::runDefaults(const std::vector<std::string>& arguments) {
+    return run(prepended(buildDirectory_ + "/src/tool/defaults", arguments));
+}
+
 CVCommandResult CVTestBed::runApplication(const std::vector<std::string>& arguments,
                                           const CVRunOptions& options) {
     return run(prepended(applicationPath(), arguments), options);

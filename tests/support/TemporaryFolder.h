@@ -17,8 +17,6 @@ public:
     std::string operator/(const std::string& name) const { return path_ + "/" + name; }
     // Writes a file (making its folders) and returns its path.
     std::string write(const std::string& name, const std::string& content) const;
-    // Writes each file (name, content).
-    void write(const std::vector<std::pair<std::string, std::string>>& files) const;
     // Makes a folder (and its parents) and returns its path.
     std::string makeFolder(const std::string& name) const;
 

@@ -1,3 +1,4 @@
+// How the interpreter classifies the processes that called the tool, on real process chains.
 #include <gtest/gtest.h>
 #include <unistd.h>
 

@@ -20,8 +20,6 @@
 #include "link/CVDistributedNotificationCenter.h"
 #include "platform/CVCorvaneContract.h"
 
-extern char** environ;
-
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -30,7 +28,7 @@ std::vector<std::string> repliedGUIDs(const std::string& journal) {
     std::vector<std::string> guids;
     std::ifstream stream(journal);
     std::string line;
-    const std::string key = "\"reply\":\"";
+    const std::string key = R"("reply":")";
     while (std::getline(stream, line)) {
         size_t at = line.find(key);
         if (at != std::string::npos) {
@@ -61,7 +59,8 @@ int main(int argc, char** argv) {
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-        char* toolArguments[] = {argv[1], const_cast<char*>("-w"), argv[2], argv[3], nullptr};
+        char waitOption[] = "-w";
+        char* toolArguments[] = {argv[1], waitOption, argv[2], argv[3], nullptr};
         pid_t tool = -1;
         if (posix_spawn(&tool, argv[1], &actions, nullptr, toolArguments, environ) != 0) {
             return 1;

@@ -263,9 +263,9 @@ TEST_F(TheToolWithTheApplication, ShowsTheApplicationInItsDebugVersion) {
     const std::string logging =
         "To enable debug logging do this in Terminal:\n"
         "defaults write com.corvane.Corvane.cvdiff debug-logging -bool YES\n";
-    for (const std::string& application :
-         {"Corvane version: 6.4 (9077)\nCorvane at: '" + bed.bundlePath() + "'\n",
-          std::string("Corvane version: NOT FOUND\n")}) {
+    const std::string found =
+        "Corvane version: 6.4 (9077)\nCorvane at: '" + bed.bundlePath() + "'\n";
+    for (const std::string& application : {found, std::string("Corvane version: NOT FOUND\n")}) {
         CVCommandResult result = bed.runTool({"--debug-version"});
         EXPECT_EQ(result.status, 0);
         EXPECT_EQ(result.standardOutput, tool + application + logging);
@@ -281,8 +281,8 @@ TEST_F(TheToolWithTheApplication, SendsAPrivateCopyOfStandardInputAndRemovesItAf
     std::string copy = files[0][0];
     EXPECT_THAT(copy, MatchesRegex(".*/cvdiff-[0-9a-f]{4}\\.stdin"));
     EXPECT_EQ(readFile(copy), "piped\n");
-    struct stat file {
-    }, folder{};
+    struct stat file {};
+    struct stat folder {};
     ASSERT_EQ(stat(copy.c_str(), &file), 0);
     ASSERT_EQ(stat(std::filesystem::path(copy).parent_path().c_str(), &folder), 0);
     EXPECT_EQ(file.st_mode & 0777, 0600u);

@@ -130,9 +130,9 @@ TEST_F(TheTool, SendsAChangesetTooLargeForOneMessageOfTheBusPackedInASealedFile)
     CVCommandResult result = bed.runTool({"--changeset", "--filelist", "left", "right"});
     ASSERT_EQ(result.status, 0) << result.standardError;
     std::string listing = bed.listDocuments().standardOutput;
+    const std::string key = R"("relativePath":")";
     size_t count = 0;
-    for (size_t at = listing.find("\"relativePath\":\""); at != std::string::npos;
-         at = listing.find("\"relativePath\":\"", at + 1)) {
+    for (size_t at = listing.find(key); at != std::string::npos; at = listing.find(key, at + 1)) {
         ++count;
     }
     EXPECT_EQ(count, size_t(items)) << listing.substr(0, 2000);

@@ -20,7 +20,8 @@ class ATool : public ::testing::Test {
 protected:
     CVTestBed bed;
 
-    CVCommandResult run(const std::vector<std::string>& arguments, CVRunOptions options = {}) {
+    CVCommandResult run(const std::vector<std::string>& arguments,
+                        const CVRunOptions& options = {}) {
         return bed.runTool(arguments, options);
     }
     // Everything the runs left in the temporary directory.
@@ -54,7 +55,7 @@ TEST_F(ATool, AnswersEveryRunThatNeedsNoApplicationWithItsTextAndStatus) {
         {{"-w", "-W", "a"}, 1, "", kCVShortUsage},
         {{"--label"}, 1, "", kCVShortUsage},
         {{}, 1, "", kCVShortUsage},
-        {{"--label", std::string(100 * 1024, 'x')}, 1, "", kCVShortUsage},
+        {{"--label", std::string(size_t{100} * 1024, 'x')}, 1, "", kCVShortUsage},
         // With --no-stdin the diff has no file at all: the grammar fails without reading the pipe.
         {{"--no-stdin"}, 1, "", kCVShortUsage, "data"},
         {{"--reset-file-access", "x"}, 1, kReset, kCVShortUsage},

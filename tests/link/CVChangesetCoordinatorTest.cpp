@@ -57,7 +57,7 @@ pid_t startWaitingChild(int& release) {
     pid_t child = fork();
     if (child == 0) {
         ::close(fds[1]);
-        char byte;
+        char byte = 0;
         while (read(fds[0], &byte, 1) > 0) {
         }
         _exit(0);

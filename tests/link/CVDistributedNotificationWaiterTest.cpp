@@ -23,14 +23,17 @@ constexpr const char* kClose = "CVCloseTabNotification";
 
 // Plays the application: posts notifications from a connection of its own.
 class ADistributedNotificationWaiter : public testing::Test {
-protected:
+public:
     ADistributedNotificationWaiter()
         : application_(CVPrivateSessionBus::shared().openConnection()) {
         // Notifications count only from the owner of the application's name.
         EXPECT_GE(sd_bus_request_name(application_, "com.corvane.Corvane", 0), 0);
     }
     ~ADistributedNotificationWaiter() override { sd_bus_flush(application_); }
+    ADistributedNotificationWaiter(const ADistributedNotificationWaiter&) = delete;
+    ADistributedNotificationWaiter& operator=(const ADistributedNotificationWaiter&) = delete;
 
+protected:
     void post(const char* name, const std::optional<std::string>& object,
               const UserInfo& userInfo = {}) {
         ASSERT_GE(

@@ -88,21 +88,19 @@ std::vector<std::string> tokens(const std::vector<std::string>& arguments) {
 
 }  // namespace
 
-TEST(ATokenizer, SplitsDoubleDashOptionsAtEveryEqualsSign) {
-    EXPECT_EQ(tokens({"p", "--label=a=b", "--output="}),
-              (std::vector<std::string>{"p", "--label", "a", "b", "--output", ""}));
-}
-
-TEST(ATokenizer, NeverSplitsSingleDashTokens) {
-    EXPECT_EQ(tokens({"p", "-l=x", "-", "a=b"}),
-              (std::vector<std::string>{"p", "-l=x", "-", "a=b"}));
-}
-
-TEST(ATokenizer, KeepsTokensWholeAfterTheDelimiterExceptFileStatusPairs) {
-    EXPECT_EQ(tokens({"p", "--", "--label=x", "--file-status=added", "--file-status=removed",
-                      "--file-status=other"}),
-              (std::vector<std::string>{"p", "--", "--label=x", "--file-status", "added",
-                                        "--file-status", "removed", "--file-status=other"}));
+TEST(ATokenizer, SplitsDoubleDashOptionsBeforeTheDelimiterAndFileStatusPairsAtEqualsSigns) {
+    using Strings = std::vector<std::string>;
+    const std::pair<Strings, Strings> cases[] = {
+        {{"p", "--label=a=b", "--output="}, {"p", "--label", "a", "b", "--output", ""}},
+        {{"p", "-l=x", "-", "a=b"}, {"p", "-l=x", "-", "a=b"}},  // never single-dash tokens
+        {{"p", "--", "--label=x", "--file-status=added", "--file-status=removed",
+          "--file-status=other"},
+         {"p", "--", "--label=x", "--file-status", "added", "--file-status", "removed",
+          "--file-status=other"}},
+    };
+    for (const auto& [arguments, expected] : cases) {
+        EXPECT_EQ(tokens(arguments), expected);
+    }
 }
 
 TEST(ATokenizer, LiftsGlobalFlagsOutOnlyBeforeTheDelimiter) {

@@ -11,6 +11,7 @@
 #include <chrono>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -172,43 +173,38 @@ TEST_F(TheToolWithTheApplication, EndsAWaitWhenTheBusGoesAway) {
               "cvdiff has encountered an error communicating with Corvane. Exiting.");
 }
 
-TEST_F(TheToolWithTheApplication, FailsAtOnceWithoutASessionBus) {
-    bed.setEnvironment(
-        {{"DBUS_SESSION_BUS_ADDRESS", std::nullopt}, {"XDG_RUNTIME_DIR", std::nullopt}});
-    CVCommandResult result = bed.runTool({"-w", left, right}, {.deadline = 10s});
-    EXPECT_FALSE(result.timedOut);
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.standardError, "Could not connect to Corvane.\n" + kCVShortUsage);
-}
-
-TEST_F(TheToolWithTheApplication, SaysSoWhenNoApplicationIsInstalled) {
-    removeDesktopEntry();
-    CVCommandResult result = bed.runTool({left, right});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.standardError,
-              "Error: Unable to locate Corvane.\nCould not connect to Corvane.\n" + kCVShortUsage);
-}
-
-TEST_F(TheToolWithTheApplication, RefusesAnApplicationOfAnUnacceptedBuild) {
-    std::string bundle = registerFakeApplication("9078");
-    CVCommandResult result = bed.runTool({left, right});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.standardError,
-              "Error locating Corvane: This version of cvdiff (version 9077) is too old to launch "
-              "the version of Corvane installed at " +
-                  bundle + " (version 9078)\nCould not connect to Corvane.\n" + kCVShortUsage);
-}
-
-TEST_F(TheToolWithTheApplication, EndsTheLaunchAtOnceWhenTheApplicationDiesBeforeItsNames) {
-    std::string bundle = registerFakeApplication("9077");
-    writeFile(bundle + "/Contents/MacOS/Corvane", "#!/bin/sh\nexit 3\n");
-    std::filesystem::permissions(bundle + "/Contents/MacOS/Corvane",
-                                 std::filesystem::perms::owner_all);
-    // Well before the launch wait's 60 seconds.
-    CVCommandResult result = bed.runTool({left, right}, {.deadline = 20s});
-    EXPECT_FALSE(result.timedOut);
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.standardError, "Timed out waiting for a response.\n" + kCVShortUsage);
+// Each way of not reaching the application, one after the other in the same session: what the
+// tool says, at once (well before the launch wait's 60 seconds), with status 1.
+TEST_F(TheToolWithTheApplication, SaysWhyItCouldNotReachTheApplication) {
+    const std::string cannotConnect = "Could not connect to Corvane.\n" + kCVShortUsage;
+    const std::string fake = bed.root() + "/Fake/Corvane.app";
+    const std::vector<std::pair<std::function<void()>, std::string>> steps = {
+        {[&] { removeDesktopEntry(); }, "Error: Unable to locate Corvane.\n" + cannotConnect},
+        {[&] { registerFakeApplication("9078"); },
+         "Error locating Corvane: This version of cvdiff (version 9077) is too old to launch the "
+         "version of Corvane installed at " +
+             fake + " (version 9078)\n" + cannotConnect},
+        // An application that dies before it owns its names ends the launch.
+        {[&] {
+             registerFakeApplication("9077");
+             writeFile(fake + "/Contents/MacOS/Corvane", "#!/bin/sh\nexit 3\n");
+             std::filesystem::permissions(fake + "/Contents/MacOS/Corvane",
+                                          std::filesystem::perms::owner_all);
+         },
+         "Timed out waiting for a response.\n" + kCVShortUsage},
+        {[&] {
+             bed.setEnvironment(
+                 {{"DBUS_SESSION_BUS_ADDRESS", std::nullopt}, {"XDG_RUNTIME_DIR", std::nullopt}});
+         },
+         cannotConnect},
+    };
+    for (const auto& [setUp, error] : steps) {
+        setUp();
+        CVCommandResult result = bed.runTool({"-w", left, right}, {.deadline = 20s});
+        EXPECT_FALSE(result.timedOut);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.standardError, error);
+    }
 }
 
 TEST_F(TheToolWithTheApplication, LaunchesAnewWhenTheRunningCopyIsOnAnOlderBusAtTheSamePath) {

@@ -264,7 +264,7 @@ TEST_F(TheToolWithTheApplication, ShowsTheApplicationInItsDebugVersion) {
     for (const std::string& application : {found, std::string("Corvane version: NOT FOUND\n")}) {
         CVCommandResult result = bed.runTool({"--debug-version"});
         EXPECT_EQ(result.status, 0);
-        EXPECT_EQ(result.standardOutput, tool + application + logging);
+        EXPECT_EQ(result.standardOutput, std::string(tool).append(application).append(logging));
         removeDesktopEntry();
     }
 }

@@ -12,7 +12,7 @@ int64_t processCount() {
     int64_t count = 0;
     DIR* folder = opendir("/proc");
     while (dirent* entry = folder != nullptr ? readdir(folder) : nullptr) {
-        count += std::isdigit(static_cast<unsigned char>(entry->d_name[0])) ? 1 : 0;
+        count += std::isdigit(static_cast<unsigned char>(entry->d_name[0])) != 0 ? 1 : 0;
     }
     if (folder != nullptr) {
         closedir(folder);

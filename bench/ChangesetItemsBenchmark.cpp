@@ -24,6 +24,8 @@ constexpr size_t kHeader = alignof(std::max_align_t);
 // pair, and warns about the free in delete.
 #pragma GCC diagnostic ignored "-Wmismatched-new-delete"
 
+// A counting allocator can only sit on malloc and free.
+// NOLINTBEGIN(cppcoreguidelines-no-malloc)
 void* operator new(size_t size) {
     auto* block = static_cast<char*>(std::malloc(size + kHeader));
     if (block == nullptr) {
@@ -41,6 +43,7 @@ void operator delete(void* pointer) noexcept {
         std::free(block);
     }
 }
+// NOLINTEND(cppcoreguidelines-no-malloc)
 
 void operator delete(void* pointer, size_t) noexcept {
     operator delete(pointer);

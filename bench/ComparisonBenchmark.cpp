@@ -40,7 +40,8 @@ std::string codeLine(std::mt19937& random, int number) {
 // Two texts of `lines` lines where every `every`th line differs.
 std::pair<std::string, std::string> texts(int lines, int every) {
     std::mt19937 random(42);
-    std::string left, right;
+    std::string left;
+    std::string right;
     left.reserve(static_cast<size_t>(lines) * 62);
     right.reserve(static_cast<size_t>(lines) * 62);
     for (int line = 0; line < lines; ++line) {
@@ -59,8 +60,8 @@ std::vector<std::string_view> linesOf(std::string_view text, CorvaneLineRange ra
     std::vector<std::string_view> lines;
     for (int line = range.start; line < range.end(); ++line) {
         size_t begin = starts[static_cast<size_t>(line)];
-        size_t end = static_cast<size_t>(line + 1) < starts.size()
-                         ? starts[static_cast<size_t>(line + 1)]
+        size_t end = static_cast<size_t>(line) + 1 < starts.size()
+                         ? starts[static_cast<size_t>(line) + 1]
                          : text.size();
         lines.push_back(text.substr(begin, end - begin));
     }

@@ -29,7 +29,7 @@ struct Session {
 };
 
 Session& session() {
-    static Session* shared = new Session();
+    static auto* shared = new Session();
     return *shared;
 }
 

@@ -50,6 +50,8 @@ public:
         }
     }
     ~Trees() { std::filesystem::remove_all(root_); }
+    Trees(const Trees&) = delete;
+    Trees& operator=(const Trees&) = delete;
     std::string left() const { return root_ + "/left"; }
     std::string right() const { return root_ + "/right"; }
     std::string aFile() const { return root_ + "/left/d0/f0"; }
@@ -90,7 +92,7 @@ BENCHMARK(BM_ResolveBookmark);
 void BM_Stat(benchmark::State& state) {
     Trees trees(100);
     std::string path = trees.aFile();
-    struct stat status;
+    struct stat status {};
     for (auto _ : state) {
         benchmark::DoNotOptimize(stat(path.c_str(), &status));
     }

@@ -2,6 +2,7 @@
 // parent and test its name the way the version-control tests do, up to process 1.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <array>
 #include <string_view>
 
@@ -13,12 +14,7 @@ namespace {
 bool isVersionControlName(const std::optional<std::string>& name) {
     static constexpr std::array<std::string_view, 6> kNames = {"git", "svn", "p4",
                                                                "brz", "bzr", "hg"};
-    for (std::string_view candidate : kNames) {
-        if (name == candidate) {
-            return true;
-        }
-    }
-    return false;
+    return name && std::ranges::find(kNames, *name) != kNames.end();
 }
 
 void BM_WalkUpATenProcessChain(benchmark::State& state) {

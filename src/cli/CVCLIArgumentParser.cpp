@@ -39,7 +39,7 @@ std::string joinedGroup(const CVCLIArgumentParser::OptionGroup& group) {
 
 bool intersects(const CVCLIArgumentParser::OptionGroup& group, const std::set<std::string>& used) {
     return std::any_of(group.begin(), group.end(),
-                       [&used](const std::string& member) { return used.count(member) != 0; });
+                       [&used](const std::string& member) { return used.contains(member); });
 }
 
 }  // namespace
@@ -81,11 +81,9 @@ std::vector<std::string> CVCLIArgumentParser::tokenizeArguments(
             } else {
                 appendPiecesSplitAtEquals(argument, tokens);
             }
-        } else if (afterDelimiter) {
-            tokens.push_back(argument);
-        } else if (isGlobalFlag(argument)) {
+        } else if (!afterDelimiter && isGlobalFlag(argument)) {
             foundFlags.insert(argument);
-        } else if (argument.starts_with("--")) {
+        } else if (!afterDelimiter && argument.starts_with("--")) {
             appendPiecesSplitAtEquals(argument, tokens);
         } else {
             tokens.push_back(argument);
@@ -97,7 +95,7 @@ std::vector<std::string> CVCLIArgumentParser::tokenizeArguments(
 }
 
 bool CVCLIArgumentParser::wasGlobalFlagSet(const std::string& flag) const {
-    return globalFlagsSet_.count(flag) != 0;
+    return globalFlagsSet_.contains(flag);
 }
 
 CVError CVCLIArgumentParser::errorWithLocalizedDescription(const std::string& text) {

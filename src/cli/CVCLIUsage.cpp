@@ -151,7 +151,7 @@ std::string debugVersionString(const std::string& versionString,
                         orNull(applicationVersion) + ")");
         lines.push_back("Corvane at: '" + orNull(applicationPath) + "'");
     } else {
-        lines.push_back("Corvane version: NOT FOUND");
+        lines.emplace_back("Corvane version: NOT FOUND");
     }
     lines.push_back("To enable debug logging do this in Terminal:\ndefaults write " +
                     orNull(bundleIdentifier) + " debug-logging -bool YES");

@@ -40,13 +40,10 @@ bool shouldWaitForDebugger(const std::vector<std::string>& arguments) {
     if (!contains(arguments, "--wait-debugger")) {
         return false;
     }
-    for (const char* option :
-         {"--short-version", "--debug-version", "--help", "-h", "--version", "-v"}) {
-        if (contains(arguments, option)) {
-            return false;
-        }
-    }
-    return true;
+    return std::ranges::none_of(
+        std::initializer_list<const char*>{"--short-version", "--debug-version", "--help", "-h",
+                                           "--version", "-v"},
+        [&arguments](const char* option) { return contains(arguments, option); });
 }
 
 }  // namespace
@@ -79,7 +76,7 @@ std::optional<std::string> CVCLIInterpreter::interpretArguments(
     workingDirectory_ = CVPaths::currentDirectory();
     adoptSandboxWorkingDirectory();
 
-    bool parsed;
+    bool parsed = false;
     std::optional<CVError> parseError;
     if (parentIsGit()) {
         sendGitDifftoolSummaryIfNeeded(arguments);
@@ -92,7 +89,7 @@ std::optional<std::string> CVCLIInterpreter::interpretArguments(
         parsed = parsePerforceArguments(arguments, &parseError);
     } else {
         // The terminal test first: it spares reading the parent's details from /proc.
-        if (!parser_->wasGlobalFlagSet(kNoStandardInputFlag) && !isatty(STDIN_FILENO) &&
+        if (!parser_->wasGlobalFlagSet(kNoStandardInputFlag) && isatty(STDIN_FILENO) == 0 &&
             !parentCannotHandleStandardInput()) {
             parser_->setStdinTempFileProvider([this] {
                 std::optional<CVFileDictionary> snapshot = tempFileFromFileDescriptor(STDIN_FILENO);

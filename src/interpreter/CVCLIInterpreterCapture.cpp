@@ -102,7 +102,7 @@ std::optional<std::string> CVCLIInterpreter::readFileDescriptorPathIntoTempFile(
     // The first block is read before anything is made: an empty input (standard input on
     // /dev/null, a pipe closed at once) costs one read, not a folder made and removed.
     char firstBlock[65536];
-    ssize_t firstCount;
+    ssize_t firstCount = 0;
     while ((firstCount = read(fileDescriptor, firstBlock, sizeof firstBlock)) < 0 &&
            errno == EINTR) {
     }

@@ -91,8 +91,9 @@ void CVCLIInterpreter::sendGitDifftoolSummaryIfNeeded(const std::vector<std::str
     // The child is git started the same way, with "--name-status" right after its first
     // argument, in git's own environment.
     std::vector<std::string> childArguments = gitArguments;
-    childArguments.insert(childArguments.begin() + std::min<size_t>(2, childArguments.size()),
-                          "--name-status");
+    childArguments.insert(
+        childArguments.begin() + std::min<std::ptrdiff_t>(2, std::ssize(childArguments)),
+        "--name-status");
     const std::string folder = *workTree == "." ? workingDirectory_ : *workTree;
     std::string failure;
     std::optional<CVSubprocessResult> output =

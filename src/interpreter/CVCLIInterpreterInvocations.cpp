@@ -3,6 +3,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "interpreter/CVCLIInterpreter.h"
 #include "link/CVCLIProxyProtocol.h"
 #include "link/CVChangesetCoordinator.h"
@@ -164,12 +166,9 @@ bool CVCLIInterpreter::addItemsToChangeset(const std::vector<CVFileListDictionar
         if (!packedInvocation_->begin(invocation, changeset)) {
             return false;
         }
-        for (const auto& earlier : lists) {
-            if (!packedInvocation_->addFileList(*earlier)) {
-                return false;
-            }
-        }
-        return true;
+        return std::ranges::all_of(lists, [this](const auto& earlier) {
+            return packedInvocation_->addFileList(*earlier);
+        });
     };
 
     for (const CVFileListDictionary& item : fileLists) {

@@ -40,8 +40,8 @@ std::optional<std::string> firstArgument(ZPProcessInformation* process) {
 
 bool containsIgnoringCase(std::string_view text, std::string_view part) {
     auto lower = [](unsigned char character) { return std::tolower(character); };
-    auto found = std::search(text.begin(), text.end(), part.begin(), part.end(),
-                             [&](char a, char b) { return lower(a) == lower(b); });
+    const auto* found = std::search(text.begin(), text.end(), part.begin(), part.end(),
+                                    [&](char a, char b) { return lower(a) == lower(b); });
     return found != text.end();
 }
 
@@ -197,12 +197,9 @@ bool CVCLIInterpreter::parentIsJetBrains() {
             }
         }
     }
-    for (const std::string& path : programPaths(parent.get())) {
-        if (ZPLinuxCallers::isJetBrainsProgramPath(path)) {
-            return true;
-        }
-    }
-    return false;
+    return std::ranges::any_of(programPaths(parent.get()), [](const std::string& path) {
+        return ZPLinuxCallers::isJetBrainsProgramPath(path);
+    });
 }
 
 bool CVCLIInterpreter::parentIsGitKraken() {
@@ -211,12 +208,9 @@ bool CVCLIInterpreter::parentIsGitKraken() {
         argument && argument->find("MacOS/GitKraken") != std::string::npos) {
         return true;
     }
-    for (const std::string& path : programPaths(parent.get())) {
-        if (ZPLinuxCallers::isGitKrakenProgramPath(path)) {
-            return true;
-        }
-    }
-    return false;
+    return std::ranges::any_of(programPaths(parent.get()), [](const std::string& path) {
+        return ZPLinuxCallers::isGitKrakenProgramPath(path);
+    });
 }
 
 bool CVCLIInterpreter::parentCannotHandleStandardInput() {

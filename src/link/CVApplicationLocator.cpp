@@ -54,7 +54,9 @@ struct ToolExecutable {
 ToolExecutable toolExecutable() {
     ToolExecutable executable;
     executable.resolvedPath = readLink("/proc/self/exe");
-    const char* startedAs = reinterpret_cast<const char*>(getauxval(AT_EXECFN));
+    // getauxval answers every entry as an integer, this one the address of a string.
+    const char* startedAs =
+        reinterpret_cast<const char*>(getauxval(AT_EXECFN));  // NOLINT(performance-no-int-to-ptr)
     if (startedAs != nullptr && *startedAs != '\0') {
         std::string path = startedAs;
         if (path[0] != '/') {
@@ -246,7 +248,7 @@ long integerValue(const std::optional<std::string>& text) {
         return 0;
     }
     size_t index = 0;
-    while (index < text->size() && std::isspace(static_cast<unsigned char>((*text)[index]))) {
+    while (index < text->size() && std::isspace(static_cast<unsigned char>((*text)[index])) != 0) {
         ++index;
     }
     bool negative = false;
@@ -255,7 +257,7 @@ long integerValue(const std::optional<std::string>& text) {
         ++index;
     }
     long value = 0;
-    for (; index < text->size() && std::isdigit(static_cast<unsigned char>((*text)[index]));
+    for (; index < text->size() && std::isdigit(static_cast<unsigned char>((*text)[index])) != 0;
          ++index) {
         int digit = (*text)[index] - '0';
         if (value > (LONG_MAX - digit) / 10) {

@@ -1,5 +1,6 @@
 #include "link/CVCLIProxyProtocol.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -19,16 +20,15 @@ using Message = std::unique_ptr<sd_bus_message, MessageRelease>;
 // Frees the error when the call is over, also when it throws.
 struct CallError {
     sd_bus_error error{};
+    CallError() = default;
     ~CallError() { sd_bus_error_free(&error); }
+    CallError(const CallError&) = delete;
+    CallError& operator=(const CallError&) = delete;
 };
 
 bool isOneOf(const char* name, std::initializer_list<const char*> names) {
-    for (const char* candidate : names) {
-        if (strcmp(name, candidate) == 0) {
-            return true;
-        }
-    }
-    return false;
+    return std::ranges::any_of(
+        names, [name](const char* candidate) { return strcmp(name, candidate) == 0; });
 }
 
 [[noreturn]] void throwCodingFailure(const std::string& what, int result) {
@@ -51,7 +51,7 @@ std::shared_ptr<CVCLIProxyProtocol> CVCLIProxyProtocol::rootProxyForConnectionWi
                                     "s", name.c_str());
     Message owned(reply);
     int hasOwner = 0;
-    if (result < 0 || sd_bus_message_read(reply, "b", &hasOwner) < 0 || !hasOwner) {
+    if (result < 0 || sd_bus_message_read(reply, "b", &hasOwner) < 0 || hasOwner == 0) {
         return nullptr;
     }
     return std::make_shared<CVCLIProxyProtocol>(bus, name);
@@ -65,7 +65,7 @@ CVCLIProxyProtocol::~CVCLIProxyProtocol() {
 }
 
 bool CVCLIProxyProtocol::isConnectionFailure(const sd_bus_error& error, int result) {
-    if (sd_bus_error_is_set(&error) && strncmp(error.name, "System.Error.", 13) != 0) {
+    if (sd_bus_error_is_set(&error) != 0 && strncmp(error.name, "System.Error.", 13) != 0) {
         return isOneOf(error.name,
                        {SD_BUS_ERROR_NO_REPLY, SD_BUS_ERROR_TIMEOUT, SD_BUS_ERROR_SERVICE_UNKNOWN,
                         SD_BUS_ERROR_NAME_HAS_NO_OWNER, SD_BUS_ERROR_DISCONNECTED});
@@ -109,12 +109,12 @@ sd_bus_message* CVCLIProxyProtocol::call(sd_bus_message* message) {
     }
     if (isConnectionFailure(error.error, result)) {
         throw CVException(CVException::kInvalidSendPortException,
-                          sd_bus_error_is_set(&error.error) && error.error.message != nullptr
+                          sd_bus_error_is_set(&error.error) != 0 && error.error.message != nullptr
                               ? error.error.message
                               : strerror(-result));
     }
     // The application answered with an error: it surfaces here as that error.
-    std::string name = sd_bus_error_is_set(&error.error) ? error.error.name : "System.Error";
+    std::string name = sd_bus_error_is_set(&error.error) != 0 ? error.error.name : "System.Error";
     std::string reason = error.error.message != nullptr ? error.error.message : strerror(-result);
     throw CVException(name, reason);
 }

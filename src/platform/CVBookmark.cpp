@@ -90,11 +90,14 @@ std::optional<std::string> absolutePath(const std::string& path) {
 
 struct FileDescriptor {
     int fd = -1;
+    explicit FileDescriptor(int descriptor) : fd(descriptor) {}
     ~FileDescriptor() {
         if (fd >= 0) {
             close(fd);
         }
     }
+    FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(const FileDescriptor&) = delete;
 };
 
 // The nearest existing ancestor folder of the path on the device: the mount reference that
@@ -105,7 +108,7 @@ int openFolderOnDevice(std::string path, uint64_t device) {
         path = slash == 0 || slash == std::string::npos ? "/" : path.substr(0, slash);
         int fd = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
         if (fd >= 0) {
-            struct stat status;
+            struct stat status {};
             if (fstat(fd, &status) == 0 && status.st_dev == device) {
                 return fd;
             }
@@ -134,7 +137,7 @@ std::optional<std::string> pathOfHandle(const Contents& contents) {
     if (file.fd < 0) {
         return std::nullopt;
     }
-    struct stat status;
+    struct stat status {};
     if (fstat(file.fd, &status) != 0 || status.st_nlink == 0 || status.st_ino != contents.inode ||
         status.st_dev != contents.device) {
         return std::nullopt;
@@ -221,7 +224,7 @@ std::optional<std::vector<uint8_t>> create(const std::string& path, unsigned opt
     // The bookmark is of the file itself, wherever links in its path lead: the same file named
     // through a linked folder resolves to the same path.
     std::unique_ptr<char, decltype(&free)> real(realpath(absolute->c_str(), nullptr), &free);
-    struct stat status;
+    struct stat status {};
     if (!real || stat(real.get(), &status) != 0) {
         CVSetError(error,
                    bookmarkError("Cannot make a bookmark of \"" + path + "\": " + strerror(errno)));
@@ -254,7 +257,7 @@ std::optional<std::string> resolve(std::span<const uint8_t> data, bool* isStale,
         CVSetError(error, bookmarkError("The bookmark data is not valid."));
         return std::nullopt;
     }
-    struct stat status;
+    struct stat status {};
     bool exists = stat(contents->path.c_str(), &status) == 0;
     if (exists && status.st_dev == contents->device && status.st_ino == contents->inode) {
         return contents->path;

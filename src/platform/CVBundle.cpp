@@ -43,7 +43,7 @@ CVBundle CVBundle::bundleWithInfoPlistText(std::string_view text, std::string bu
     if (info && plist_get_node_type(info.get()) != PLIST_DICT) {
         info.reset();
     }
-    return CVBundle(std::move(bundlePath), std::move(info));
+    return {std::move(bundlePath), std::move(info)};
 }
 
 std::optional<std::string> CVBundle::bundleIdentifier() const {

@@ -16,7 +16,7 @@ std::string CVError::description() const {
                        localizedDescription() + "\" UserInfo={";
     const char* separator = "";
     for (const auto& [key, value] : userInfo) {
-        text += separator + key + "=" + value;
+        text.append(separator).append(key).append("=").append(value);
         separator = ", ";
     }
     if (underlyingError) {

@@ -103,14 +103,22 @@ bool CVWriteFileAtomically(const std::string& path, std::string_view bytes,
     return file->commit(true, error);
 }
 
-CVFileLock::CVFileLock(const std::string& path, Kind kind) {
+namespace {
+
+// Opens the lock file, made with its folders when it is missing; -1 when it cannot be.
+int openLockFile(const std::string& path) {
     CVMakeParentFolders(path);
-    descriptor_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    return open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+}
+
+}  // namespace
+
+CVFileLock::CVFileLock(const std::string& path, Kind kind) : descriptor_(openLockFile(path)) {
     if (descriptor_ < 0) {
         return;
     }
     int operation = kind == Kind::exclusive ? LOCK_EX : LOCK_SH;
-    int result;
+    int result = 0;
     while ((result = flock(descriptor_, operation)) != 0 && errno == EINTR) {
     }
     locked_ = result == 0;

@@ -13,7 +13,7 @@ namespace {
 // Lists the folder open at `fd` (which it closes) with `prefix` before every name.
 void walkFolder(int fd, std::string& prefix, CVFolderListing& listing) {
     DIR* folder = fdopendir(fd);
-    struct stat folderStatus;
+    struct stat folderStatus {};
     if (folder == nullptr || fstat(fd, &folderStatus) != 0) {
         folder ? closedir(folder) : close(fd);
         listing.unreadableFolders.insert(prefix.substr(0, prefix.size() - 1));
@@ -26,7 +26,7 @@ void walkFolder(int fd, std::string& prefix, CVFolderListing& listing) {
         }
         unsigned char type = entry->d_type;
         if (type == DT_UNKNOWN) {
-            struct stat status;
+            struct stat status {};
             if (fstatat(dirfd(folder), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
                 continue;
             }

@@ -18,7 +18,7 @@ void CVPrint(FILE* stream, std::string_view text) {
 std::string CVDescriptionOfString(std::string_view text) {
     bool plain = !text.empty();
     for (unsigned char character : text) {
-        if (!(isalnum(character) || character == '_' || character == '.' || character == '/' ||
+        if (!(isalnum(character) != 0 || character == '_' || character == '.' || character == '/' ||
               character == '-' || character == ':' || character >= 0x80)) {
             plain = false;
             break;
@@ -61,10 +61,10 @@ std::string CVDescriptionOfString(std::string_view text) {
 
 int CVFinishStandardStreams() {
     errno = 0;
-    if (fflush(stdout) != 0 || ferror(stdout)) {
+    if (fflush(stdout) != 0 || ferror(stdout) != 0) {
         return errno != 0 ? errno : EIO;
     }
-    if (fflush(stderr) != 0 || ferror(stderr)) {
+    if (fflush(stderr) != 0 || ferror(stderr) != 0) {
         return errno != 0 ? errno : EIO;
     }
     return 0;

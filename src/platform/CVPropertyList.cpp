@@ -80,7 +80,7 @@ bool binaryNestsTooDeeply(std::string_view bytes) {
         if (offset >= table) {
             return true;
         }
-        unsigned char marker = static_cast<unsigned char>(bytes[offset]);
+        auto marker = static_cast<unsigned char>(bytes[offset]);
         unsigned kind = marker >> 4;
         if (kind != 0xA && kind != 0xC && kind != 0xD) {
             continue;  // Not a container.
@@ -88,7 +88,7 @@ bool binaryNestsTooDeeply(std::string_view bytes) {
         uint64_t count = marker & 0x0F;
         size_t references = offset + 1;
         if (count == 0x0F) {
-            unsigned char sizeMarker = static_cast<unsigned char>(bytes[references]);
+            auto sizeMarker = static_cast<unsigned char>(bytes[references]);
             size_t size = size_t{1} << (sizeMarker & 0x0F);
             if ((sizeMarker >> 4) != 0x1 || size > 8 || references + 1 + size > table) {
                 return true;
@@ -174,7 +174,7 @@ std::string toData(plist_t root, Format format) {
         plist_to_xml(root, &bytes, &length);
     }
     std::string data(bytes == nullptr ? "" : std::string(bytes, length));
-    free(bytes);
+    free(bytes);  // NOLINT(cppcoreguidelines-no-malloc): libplist allocates with malloc
     return data;
 }
 
@@ -213,7 +213,7 @@ std::optional<std::string> stringValue(plist_t node) {
     char* value = nullptr;
     plist_get_string_val(node, &value);
     std::string text(value == nullptr ? "" : value);
-    free(value);
+    free(value);  // NOLINT(cppcoreguidelines-no-malloc): libplist allocates with malloc
     return text;
 }
 
@@ -243,7 +243,7 @@ std::optional<std::vector<uint8_t>> dataValue(plist_t node) {
     uint64_t length = 0;
     plist_get_data_val(node, &value, &length);
     std::vector<uint8_t> bytes(value, value + length);
-    free(value);
+    free(value);  // NOLINT(cppcoreguidelines-no-malloc): libplist allocates with malloc
     return bytes;
 }
 

@@ -13,7 +13,7 @@
 namespace {
 
 uint64_t monotonicNow() {
-    struct timespec now;
+    struct timespec now {};
     clock_gettime(CLOCK_MONOTONIC, &now);
     return static_cast<uint64_t>(now.tv_sec) * 1000000u +
            static_cast<uint64_t>(now.tv_nsec) / 1000u;
@@ -21,12 +21,13 @@ uint64_t monotonicNow() {
 
 // Seconds as microseconds, saturating: the longest waits are meant as "no limit".
 uint64_t microseconds(double seconds) {
+    constexpr uint64_t kNoLimit = std::numeric_limits<uint64_t>::max() / 2;
     if (!(seconds > 0)) {
         return 0;
     }
     double value = seconds * 1e6;
-    if (value >= static_cast<double>(std::numeric_limits<uint64_t>::max() / 2)) {
-        return std::numeric_limits<uint64_t>::max() / 2;
+    if (value >= static_cast<double>(kNoLimit)) {
+        return kNoLimit;
     }
     return static_cast<uint64_t>(std::llround(value));
 }
@@ -81,7 +82,7 @@ void CVRunLoop::wakeUp() {
 }
 
 int CVRunLoop::wakeUpReceived(sd_event_source*, int descriptor, uint32_t, void*) {
-    eventfd_t count;
+    eventfd_t count = 0;
     eventfd_read(descriptor, &count);
     return 0;
 }

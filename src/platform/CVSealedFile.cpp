@@ -75,7 +75,7 @@ std::optional<CVSealedFileMapping> CVSealedFileMapping::map(int descriptor, size
         *whyNot = "the payload's file cannot be read";
         return std::nullopt;
     }
-    size_t size = size_t(status.st_size);
+    auto size = static_cast<size_t>(status.st_size);
     if (size > largestSize) {
         *whyNot = "the payload holds " + std::to_string(size) + " bytes, more than " +
                   std::to_string(largestSize);
@@ -100,6 +100,6 @@ CVSealedFileMapping::CVSealedFileMapping(CVSealedFileMapping&& other) noexcept
 
 CVSealedFileMapping::~CVSealedFileMapping() {
     if (start_ != nullptr) {
-        munmap(const_cast<void*>(start_), size_);
+        munmap(start_, size_);
     }
 }

@@ -47,7 +47,7 @@ public:
     std::string_view bytes() const { return {static_cast<const char*>(start_), size_}; }
 
 private:
-    CVSealedFileMapping(const void* start, size_t size) : start_(start), size_(size) {}
-    const void* start_;
+    CVSealedFileMapping(void* start, size_t size) : start_(start), size_(size) {}
+    void* start_;
     size_t size_;
 };

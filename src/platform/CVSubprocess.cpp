@@ -11,8 +11,6 @@
 #include <cerrno>
 #include <cstring>
 
-extern char** environ;
-
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -21,7 +19,9 @@ std::vector<char*> nullTerminated(const std::vector<std::string>& texts) {
     std::vector<char*> pointers;
     pointers.reserve(texts.size() + 1);
     for (const std::string& text : texts) {
-        pointers.push_back(const_cast<char*>(text.c_str()));
+        // posix_spawn takes char* const[] but never writes through them.
+        pointers.push_back(
+            const_cast<char*>(text.c_str()));  // NOLINT(cppcoreguidelines-pro-type-const-cast)
     }
     pointers.push_back(nullptr);
     return pointers;
@@ -44,7 +44,8 @@ int statusFromWait(int waitStatus) {
 // write(), except that a reader that went away is an EPIPE error rather than a SIGPIPE that would
 // end this process: the signal is blocked on this thread for the write and taken back if raised.
 ssize_t writeWithoutSignal(int descriptor, const char* bytes, size_t count) {
-    sigset_t pipeSignal, previous;
+    sigset_t pipeSignal{};
+    sigset_t previous{};
     sigemptyset(&pipeSignal);
     sigaddset(&pipeSignal, SIGPIPE);
     pthread_sigmask(SIG_BLOCK, &pipeSignal, &previous);
@@ -128,8 +129,8 @@ private:
     std::string program_;
     std::vector<char*> arguments_;
     std::vector<char*> environment_;
-    posix_spawn_file_actions_t actions_;
-    posix_spawnattr_t attributes_;
+    posix_spawn_file_actions_t actions_{};
+    posix_spawnattr_t attributes_{};
     short flags_ = 0;
 };
 
@@ -226,7 +227,7 @@ bool CVSubprocess::reap(bool block) {
         return true;
     }
     int waitStatus = 0;
-    pid_t result;
+    pid_t result = 0;
     while ((result = waitpid(processID_, &waitStatus, block ? 0 : WNOHANG)) < 0 && errno == EINTR) {
     }
     if (result == processID_) {
@@ -379,7 +380,7 @@ std::optional<pid_t> CVStartDetached(const CVSubprocessOptions& options, int* er
     while (waitpid(intermediate, nullptr, 0) < 0 && errno == EINTR) {
     }
     int message[2] = {ECHILD, -1};
-    ssize_t got;
+    ssize_t got = 0;
     while ((got = read(report[0], message, sizeof message)) < 0 && errno == EINTR) {
     }
     close(report[0]);

@@ -40,7 +40,7 @@ public:
     InterruptionsBlocked& operator=(const InterruptionsBlocked&) = delete;
 
 private:
-    sigset_t previous_;
+    sigset_t previous_{};
 };
 
 bool holds(const std::string& folder, const std::string& path) {
@@ -53,7 +53,7 @@ void removeFolder(const char* folder) {
     int descriptor = open(folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW);
     if (descriptor >= 0) {
         alignas(dirent64) char buffer[4096];
-        long count;
+        long count = 0;
         while ((count = syscall(SYS_getdents64, descriptor, buffer, sizeof buffer)) > 0) {
             for (long offset = 0; offset < count;) {
                 auto* entry = reinterpret_cast<dirent64*>(buffer + offset);

@@ -14,8 +14,6 @@
 #include "platform/CVPaths.h"
 #include "platform/CVSubprocess.h"
 
-extern char** environ;
-
 namespace CVWorkspace {
 
 namespace {
@@ -213,7 +211,8 @@ void openApplicationAtURL(const std::string& bundlePath,
         }
     }
     for (const auto& [name, value] : overrides) {
-        environmentEntries.push_back(name + "=" + value);
+        environmentEntries.push_back(name);
+        environmentEntries.back().append("=").append(value);
     }
     int failureCode = 0;
     std::optional<pid_t> applicationIdentifier = CVStartDetached(

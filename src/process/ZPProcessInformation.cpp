@@ -26,7 +26,7 @@ std::optional<std::string> readStatLine(int32_t processIdentifier) {
         return std::nullopt;
     }
     char buffer[2048];
-    ssize_t count;
+    ssize_t count = 0;
     do {
         count = read(descriptor, buffer, sizeof buffer);
     } while (count < 0 && errno == EINTR);

@@ -84,8 +84,8 @@ std::optional<std::vector<uint8_t>> parseHex(const std::string& text) {
     std::vector<uint8_t> bytes;
     for (size_t index = 0; index < text.size(); index += 2) {
         const std::string pair = text.substr(index, 2);
-        if (!isxdigit(static_cast<unsigned char>(pair[0])) ||
-            !isxdigit(static_cast<unsigned char>(pair[1]))) {
+        if (isxdigit(static_cast<unsigned char>(pair[0])) == 0 ||
+            isxdigit(static_cast<unsigned char>(pair[1])) == 0) {
             return std::nullopt;
         }
         bytes.push_back(static_cast<uint8_t>(std::stoul(pair, nullptr, 16)));
@@ -95,7 +95,7 @@ std::optional<std::vector<uint8_t>> parseHex(const std::string& text) {
 
 int writeDefault(CVUserDefaults& defaults, const std::string& key, const std::string& type,
                  const std::string& value) {
-    bool written;
+    bool written = false;
     if (type == "-bool" || type == "-boolean") {
         std::optional<bool> flag = parseBool(value);
         if (!flag) {

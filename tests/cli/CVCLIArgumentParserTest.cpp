@@ -49,7 +49,7 @@ Outcome parse(std::vector<std::string> arguments,
     CVCLIArgumentParser parser(arguments, std::set<std::string>{"--no-stdin"});
     RecordingDelegate delegate;
     parser.setDelegate(&delegate);
-    parser.setStdinTempFile(snapshot);
+    parser.setStdinTempFile(std::move(snapshot));
     Outcome outcome;
     outcome.result = parser.parseWithError(&outcome.error);
     outcome.calls = delegate.calls;
@@ -69,14 +69,17 @@ void expectFailure(const std::vector<std::string>& arguments, const std::string&
 // A parse that must succeed with exactly this one delegate call.
 void expectCall(const std::vector<std::string>& arguments, const RecordedCall& call,
                 std::optional<CVFileDictionary> snapshot = std::nullopt) {
-    Outcome outcome = parse(arguments, snapshot);
+    Outcome outcome = parse(arguments, std::move(snapshot));
     EXPECT_TRUE(outcome.result) << (outcome.error ? outcome.error->localizedDescription() : "");
     EXPECT_EQ(outcome.calls, std::vector<RecordedCall>{call});
 }
 
 RecordedCall diff(std::vector<CVFileDictionary> files, bool shouldWait = false,
                   std::optional<std::string> label = std::nullopt) {
-    return {.command = "diff", .shouldWait = shouldWait, .label = label, .files = files};
+    return {.command = "diff",
+            .shouldWait = shouldWait,
+            .label = std::move(label),
+            .files = std::move(files)};
 }
 
 std::vector<std::string> tokens(const std::vector<std::string>& arguments) {
@@ -85,21 +88,19 @@ std::vector<std::string> tokens(const std::vector<std::string>& arguments) {
 
 }  // namespace
 
-TEST(ATokenizer, SplitsDoubleDashOptionsAtEveryEqualsSign) {
-    EXPECT_EQ(tokens({"p", "--label=a=b", "--output="}),
-              (std::vector<std::string>{"p", "--label", "a", "b", "--output", ""}));
-}
-
-TEST(ATokenizer, NeverSplitsSingleDashTokens) {
-    EXPECT_EQ(tokens({"p", "-l=x", "-", "a=b"}),
-              (std::vector<std::string>{"p", "-l=x", "-", "a=b"}));
-}
-
-TEST(ATokenizer, KeepsTokensWholeAfterTheDelimiterExceptFileStatusPairs) {
-    EXPECT_EQ(tokens({"p", "--", "--label=x", "--file-status=added", "--file-status=removed",
-                      "--file-status=other"}),
-              (std::vector<std::string>{"p", "--", "--label=x", "--file-status", "added",
-                                        "--file-status", "removed", "--file-status=other"}));
+TEST(ATokenizer, SplitsDoubleDashOptionsBeforeTheDelimiterAndFileStatusPairsAtEqualsSigns) {
+    using Strings = std::vector<std::string>;
+    const std::pair<Strings, Strings> cases[] = {
+        {{"p", "--label=a=b", "--output="}, {"p", "--label", "a", "b", "--output", ""}},
+        {{"p", "-l=x", "-", "a=b"}, {"p", "-l=x", "-", "a=b"}},  // never single-dash tokens
+        {{"p", "--", "--label=x", "--file-status=added", "--file-status=removed",
+          "--file-status=other"},
+         {"p", "--", "--label=x", "--file-status", "added", "--file-status", "removed",
+          "--file-status=other"}},
+    };
+    for (const auto& [arguments, expected] : cases) {
+        EXPECT_EQ(tokens(arguments), expected);
+    }
 }
 
 TEST(ATokenizer, LiftsGlobalFlagsOutOnlyBeforeTheDelimiter) {

@@ -11,6 +11,7 @@
 #include <chrono>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -26,10 +27,6 @@ using ::testing::MatchesRegex;
 namespace {
 
 using namespace std::chrono_literals;
-
-const std::string kShortUsage =
-    "usage: cvdiff [--version] [--wait] [--label <label>] FILE [opt] [FILE [opt]...]\n"
-    "try cvdiff --help for more information.\n";
 
 class TheToolWithTheApplication : public ::testing::Test {
 protected:
@@ -90,8 +87,8 @@ TEST_F(TheToolWithTheApplication, ReusesTheRunningApplicationAndRemembersIt) {
     }
     EXPECT_EQ(bed.applicationProcessID(), running);
     EXPECT_EQ(bed.documents().size(), 2u);
-    CVCommandResult remembered = bed.run({CVDIFF_BINARY_DIR "/src/tool/defaults", "read",
-                                          "com.corvane.Corvane.cvdiff", "LastKnownCVPID"});
+    CVCommandResult remembered =
+        bed.runDefaults({"read", "com.corvane.Corvane.cvdiff", "LastKnownCVPID"});
     EXPECT_EQ(remembered.standardOutput, std::to_string(*running) + "\n");
 }
 
@@ -111,28 +108,23 @@ TEST_F(TheToolWithTheApplication, WaitsUntilItsOwnTabIsClosed) {
     EXPECT_EQ(result.standardError, "");
 }
 
-TEST_F(TheToolWithTheApplication, ExitsZeroForAResolvedMergeAndWritesTheResult) {
-    std::string output = bed.workDirectory() + "/merged.txt";
-    auto merging = bed.startTool({"--merge", "--output", output, left, right});
-    std::string guid = waitForDocuments(1);
-    struct stat status {};
-    EXPECT_EQ(stat(output.c_str(), &status), 0) << "the output file is made before sending";
-    bed.finishMerge(guid, true);
-    EXPECT_EQ(merging->wait(5s).status, 0);
-    EXPECT_EQ(readFile(output), "left\n");
-}
-
-TEST_F(TheToolWithTheApplication, ExitsOneForAnUnresolvedMerge) {
-    std::string output = bed.workDirectory() + "/merged.txt";
+TEST_F(TheToolWithTheApplication, ExitsZeroForAResolvedMergeAndOneForAnUnresolvedOne) {
     std::string base = bed.workDirectory() + "/base.txt";
     writeFile(base, "base\n");
-    auto merging = bed.startTool({"--merge", "--output", output, "--base", base, left, right});
-    std::string guid = waitForDocuments(1);
-    bed.finishMerge(guid, false);
-    CVCommandResult result = merging->wait(5s);
-    // The run itself succeeded: only the status tells that the merge was not resolved.
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.standardError, "");
+    for (bool resolved : {false, true}) {
+        std::string output = bed.workDirectory() + (resolved ? "/resolved.txt" : "/unresolved.txt");
+        auto merging = bed.startTool({"--merge", "--output", output, "--base", base, left, right});
+        std::string guid = waitForDocuments(resolved ? 2 : 1);
+        struct stat status {};
+        EXPECT_EQ(stat(output.c_str(), &status), 0) << "the output file is made before sending";
+        bed.finishMerge(guid, resolved);
+        CVCommandResult result = merging->wait(5s);
+        // The run itself succeeded either way: only the status tells whether the merge was
+        // resolved.
+        EXPECT_EQ(result.status, resolved ? 0 : 1);
+        EXPECT_EQ(result.standardError, "");
+        EXPECT_EQ(readFile(output), resolved ? "left\n" : "");
+    }
 }
 
 TEST_F(TheToolWithTheApplication, ExitsOneForAMergeItDidNotWaitFor) {
@@ -168,7 +160,7 @@ TEST_F(TheToolWithTheApplication, EndsAWaitWhenTheApplicationQuits) {
     kill(*application, SIGKILL);
     CVCommandResult result = waiting->wait(5s);
     EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.standardError, "Corvane quit while the action was running.\n" + kShortUsage);
+    EXPECT_EQ(result.standardError, "Corvane quit while the action was running.\n" + kCVShortUsage);
 }
 
 TEST_F(TheToolWithTheApplication, EndsAWaitWhenTheBusGoesAway) {
@@ -181,51 +173,38 @@ TEST_F(TheToolWithTheApplication, EndsAWaitWhenTheBusGoesAway) {
               "cvdiff has encountered an error communicating with Corvane. Exiting.");
 }
 
-TEST_F(TheToolWithTheApplication, SendsNothingWhenAnOperandIsMissing) {
-    CVCommandResult result = bed.runTool({left, "absent.txt"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.standardError,
-              "cvdiff: \"absent.txt\": No such file or directory\n" + kShortUsage);
-    EXPECT_FALSE(bed.isApplicationRunning());
-}
-
-TEST_F(TheToolWithTheApplication, FailsAtOnceWithoutASessionBus) {
-    bed.setEnvironment(
-        {{"DBUS_SESSION_BUS_ADDRESS", std::nullopt}, {"XDG_RUNTIME_DIR", std::nullopt}});
-    CVCommandResult result = bed.runTool({"-w", left, right}, {.deadline = 10s});
-    EXPECT_FALSE(result.timedOut);
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.standardError, "Could not connect to Corvane.\n" + kShortUsage);
-}
-
-TEST_F(TheToolWithTheApplication, SaysSoWhenNoApplicationIsInstalled) {
-    removeDesktopEntry();
-    CVCommandResult result = bed.runTool({left, right});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.standardError,
-              "Error: Unable to locate Corvane.\nCould not connect to Corvane.\n" + kShortUsage);
-}
-
-TEST_F(TheToolWithTheApplication, RefusesAnApplicationOfAnUnacceptedBuild) {
-    std::string bundle = registerFakeApplication("9078");
-    CVCommandResult result = bed.runTool({left, right});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.standardError,
-              "Error locating Corvane: This version of cvdiff (version 9077) is too old to launch "
-              "the version of Corvane installed at " +
-                  bundle + " (version 9078)\nCould not connect to Corvane.\n" + kShortUsage);
-}
-
-TEST_F(TheToolWithTheApplication, EndsTheLaunchAtOnceWhenTheApplicationDiesBeforeItsNames) {
-    std::string bundle = registerFakeApplication("9077");
-    writeFile(bundle + "/Contents/MacOS/Corvane", "#!/bin/sh\nexit 3\n");
-    std::filesystem::permissions(bundle + "/Contents/MacOS/Corvane",
-                                 std::filesystem::perms::owner_all);
-    // Well before the launch wait's 60 seconds.
-    CVCommandResult result = bed.runTool({left, right}, {.deadline = 20s});
-    EXPECT_FALSE(result.timedOut);
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.standardError, "Timed out waiting for a response.\n" + kShortUsage);
+// Each way of not reaching the application, one after the other in the same session: what the
+// tool says, at once (well before the launch wait's 60 seconds), with status 1.
+TEST_F(TheToolWithTheApplication, SaysWhyItCouldNotReachTheApplication) {
+    const std::string cannotConnect = "Could not connect to Corvane.\n" + kCVShortUsage;
+    const std::string fake = bed.root() + "/Fake/Corvane.app";
+    const std::vector<std::pair<std::function<void()>, std::string>> steps = {
+        {[&] { removeDesktopEntry(); }, "Error: Unable to locate Corvane.\n" + cannotConnect},
+        {[&] { registerFakeApplication("9078"); },
+         "Error locating Corvane: This version of cvdiff (version 9077) is too old to launch the "
+         "version of Corvane installed at " +
+             fake + " (version 9078)\n" + cannotConnect},
+        // An application that dies before it owns its names ends the launch.
+        {[&] {
+             registerFakeApplication("9077");
+             writeFile(fake + "/Contents/MacOS/Corvane", "#!/bin/sh\nexit 3\n");
+             std::filesystem::permissions(fake + "/Contents/MacOS/Corvane",
+                                          std::filesystem::perms::owner_all);
+         },
+         "Timed out waiting for a response.\n" + kCVShortUsage},
+        {[&] {
+             bed.setEnvironment(
+                 {{"DBUS_SESSION_BUS_ADDRESS", std::nullopt}, {"XDG_RUNTIME_DIR", std::nullopt}});
+         },
+         cannotConnect},
+    };
+    for (const auto& [setUp, error] : steps) {
+        setUp();
+        CVCommandResult result = bed.runTool({"-w", left, right}, {.deadline = 20s});
+        EXPECT_FALSE(result.timedOut);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.standardError, error);
+    }
 }
 
 TEST_F(TheToolWithTheApplication, LaunchesAnewWhenTheRunningCopyIsOnAnOlderBusAtTheSamePath) {
@@ -280,12 +259,12 @@ TEST_F(TheToolWithTheApplication, ShowsTheApplicationInItsDebugVersion) {
     const std::string logging =
         "To enable debug logging do this in Terminal:\n"
         "defaults write com.corvane.Corvane.cvdiff debug-logging -bool YES\n";
-    for (const std::string& application :
-         {"Corvane version: 6.4 (9077)\nCorvane at: '" + bed.bundlePath() + "'\n",
-          std::string("Corvane version: NOT FOUND\n")}) {
+    const std::string found =
+        "Corvane version: 6.4 (9077)\nCorvane at: '" + bed.bundlePath() + "'\n";
+    for (const std::string& application : {found, std::string("Corvane version: NOT FOUND\n")}) {
         CVCommandResult result = bed.runTool({"--debug-version"});
         EXPECT_EQ(result.status, 0);
-        EXPECT_EQ(result.standardOutput, tool + application + logging);
+        EXPECT_EQ(result.standardOutput, std::string(tool).append(application).append(logging));
         removeDesktopEntry();
     }
 }
@@ -298,8 +277,8 @@ TEST_F(TheToolWithTheApplication, SendsAPrivateCopyOfStandardInputAndRemovesItAf
     std::string copy = files[0][0];
     EXPECT_THAT(copy, MatchesRegex(".*/cvdiff-[0-9a-f]{4}\\.stdin"));
     EXPECT_EQ(readFile(copy), "piped\n");
-    struct stat file {
-    }, folder{};
+    struct stat file {};
+    struct stat folder {};
     ASSERT_EQ(stat(copy.c_str(), &file), 0);
     ASSERT_EQ(stat(std::filesystem::path(copy).parent_path().c_str(), &folder), 0);
     EXPECT_EQ(file.st_mode & 0777, 0600u);

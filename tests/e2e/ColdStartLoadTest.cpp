@@ -26,6 +26,7 @@ protected:
     // Starts every run at once and answers how many ended with status 0.
     int runTogether(const std::vector<std::vector<std::string>>& runs) {
         std::vector<std::shared_ptr<CVTestProcess>> started;
+        started.reserve(runs.size());
         for (const auto& arguments : runs) {
             started.push_back(bed.startTool(arguments));
         }
@@ -65,8 +66,9 @@ TEST_F(ManyRunsFromCold, DeliverTwoHundredPartialChangesetItemsIntoOneDocument) 
     std::vector<json> paths = CVTestBed::fileListValues(documents, "relativePath");
     std::ranges::sort(paths);
     std::vector<json> expected;
+    expected.reserve(200);
     for (int item = 0; item < 200; ++item) {
-        expected.push_back("item-" + std::to_string(item));
+        expected.emplace_back("item-" + std::to_string(item));
     }
     std::ranges::sort(expected);
     EXPECT_EQ(paths, expected);

@@ -231,7 +231,7 @@ protected:
             return "";
         }
         EXPECT_TRUE(data.has_value());
-        const std::string hex = hexOf(*data);
+        std::string hex = hexOf(*data);
         bed.run({kDefaults, "write", kSuite, key, "-data", hex});
         return hex;
     }

@@ -13,61 +13,76 @@
 
 namespace {
 
-const std::string kShortUsage =
-    "usage: cvdiff [--version] [--wait] [--label <label>] FILE [opt] [FILE [opt]...]\n"
-    "try cvdiff --help for more information.\n";
+const std::string kVersion = "6.4 (9077)\n";
+const std::string kReset = "File access for cvdiff was reset.\n";
 
 class ATool : public ::testing::Test {
 protected:
     CVTestBed bed;
 
-    CVCommandResult run(const std::vector<std::string>& arguments, CVRunOptions options = {}) {
+    CVCommandResult run(const std::vector<std::string>& arguments,
+                        const CVRunOptions& options = {}) {
         return bed.runTool(arguments, options);
     }
     // Everything the runs left in the temporary directory.
     std::vector<std::string> leftovers() { return folderEntries(bed.temporaryDirectory()); }
 };
 
-TEST_F(ATool, PrintsItsVersionFromItsBundleInformation) {
-    for (const char* option : {"--version", "-v"}) {
-        CVCommandResult result = run({option});
-        EXPECT_EQ(result.status, 0);
-        EXPECT_EQ(result.standardOutput, "6.4 (9077)\n");
-        EXPECT_EQ(result.standardError, "");
+// Runs that end without the application: what each prints, on which stream, with which status.
+TEST_F(ATool, AnswersEveryRunThatNeedsNoApplicationWithItsTextAndStatus) {
+    writeFile(bed.workDirectory() + "/b", "b\n");
+    writeFile(bed.workDirectory() + "/-", "not standard input\n");
+    auto missing = [](const std::string& name) {
+        return "cvdiff: \"" + name + "\": No such file or directory\n" + kCVShortUsage;
+    };
+    struct Case {
+        std::vector<std::string> arguments;
+        int status;
+        std::string output;
+        std::string error;
+        std::optional<std::string> input = std::nullopt;
+    };
+    const Case cases[] = {
+        {{"--version"}, 0, kVersion, ""},
+        {{"-v"}, 0, kVersion, ""},
+        {{"--short-version"}, 0, kVersion, ""},
+        {{"\xff\xfe", "--version", "\xc0\xaf"}, 0, kVersion, ""},  // arguments not UTF-8 dropped
+        {{"--help"}, 0, CVCLIUsage::usageString(), ""},
+        {{"-h"}, 0, CVCLIUsage::usageString(), ""},
+        // Grammar errors: the short usage alone.
+        {{"--version", "x"}, 1, "", kCVShortUsage},
+        {{"--merge", "a", "b"}, 1, "", kCVShortUsage},
+        {{"-w", "-W", "a"}, 1, "", kCVShortUsage},
+        {{"--label"}, 1, "", kCVShortUsage},
+        {{}, 1, "", kCVShortUsage},
+        {{"--label", std::string(size_t{100} * 1024, 'x')}, 1, "", kCVShortUsage},
+        // With --no-stdin the diff has no file at all: the grammar fails without reading the pipe.
+        {{"--no-stdin"}, 1, "", kCVShortUsage, "data"},
+        {{"--reset-file-access", "x"}, 1, kReset, kCVShortUsage},
+        // An operand that is not there, empty, or "-" when standard input gave nothing.
+        {{"missing-left.txt", "missing-right.txt"}, 1, "", missing("missing-left.txt")},
+        {{"", "b"}, 1, "", missing("")},
+        {{"b", ""}, 1, "", missing("")},
+        {{"--merge", "--output", "", "b", "b"}, 1, "", missing("")},
+        {{"--changeset", "--filelist", "", "b"}, 1, "", missing("")},
+        {{"-", "b"}, 1, "", missing("-"), ""},
+        // Descriptor 7 is not open in the tool: the operand is dropped, and with it the whole
+        // diff, which then succeeds without sending anything. Standard output is the write end
+        // of a pipe: reading it must not wait for the tool itself.
+        {{"/dev/fd/7"}, 0, "", "bad file descriptor: /dev/fd/7\n"},
+        {{"/dev/fd/1"}, 0, "", "bad file descriptor: /dev/fd/1\n"},
+    };
+    for (const Case& sample : cases) {
+        SCOPED_TRACE(testing::PrintToString(sample.arguments));
+        CVCommandResult result = run(sample.arguments, {.standardInput = sample.input,
+                                                        .deadline = std::chrono::seconds(10)});
+        EXPECT_FALSE(result.timedOut);
+        EXPECT_EQ(result.status, sample.status);
+        EXPECT_EQ(result.standardOutput, sample.output);
+        EXPECT_EQ(result.standardError, sample.error);
     }
-    CVCommandResult shortVersion = run({"--short-version"});
-    EXPECT_EQ(shortVersion.status, 0);
-    EXPECT_EQ(shortVersion.standardOutput, "6.4 (9077)\n");
-}
-
-TEST_F(ATool, PrintsTheWholeUsageTextForHelp) {
-    for (const char* option : {"--help", "-h"}) {
-        CVCommandResult result = run({option});
-        EXPECT_EQ(result.status, 0);
-        EXPECT_EQ(result.standardOutput, CVCLIUsage::usageString());
-        EXPECT_EQ(std::count(result.standardOutput.begin(), result.standardOutput.end(), '\n'), 70);
-    }
-}
-
-TEST_F(ATool, ReportsAGrammarErrorThroughTheShortUsageAlone) {
-    for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--version", "x"},
-                                                      {"--merge", "a", "b"},
-                                                      {"-w", "-W", "a"},
-                                                      {"--label"},
-                                                      {}}) {
-        CVCommandResult result = run(arguments);
-        EXPECT_EQ(result.status, 1);
-        EXPECT_EQ(result.standardOutput, "");
-        EXPECT_EQ(result.standardError, kShortUsage);
-    }
-}
-
-TEST_F(ATool, PrintsAnErrorDescriptionBeforeTheShortUsage) {
-    CVCommandResult result = run({"missing-left.txt", "missing-right.txt"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.standardOutput, "");
-    EXPECT_EQ(result.standardError,
-              "cvdiff: \"missing-left.txt\": No such file or directory\n" + kShortUsage);
+    EXPECT_FALSE(bed.isApplicationRunning());
+    EXPECT_EQ(leftovers(), std::vector<std::string>{});
 }
 
 TEST_F(ATool, RefusesTheSameFileNamedThroughALinkedFolder) {
@@ -78,7 +93,7 @@ TEST_F(ATool, RefusesTheSameFileNamedThroughALinkedFolder) {
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.standardError,
               "cvdiff: " + folder +
-                  "/f.txt: cannot use duplicate files within the same file list\n" + kShortUsage);
+                  "/f.txt: cannot use duplicate files within the same file list\n" + kCVShortUsage);
 }
 
 TEST_F(ATool, RefusesToPairAFolderHoldingANameThatIsNotUTF8) {
@@ -89,28 +104,18 @@ TEST_F(ATool, RefusesToPairAFolderHoldingANameThatIsNotUTF8) {
     CVCommandResult result = run({"--changeset", "--filelist", "left", "right"});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.standardError,
-              "cvdiff: right/sub/caf\\xE9.txt: file name is not valid UTF-8\n" + kShortUsage);
+              "cvdiff: right/sub/caf\\xE9.txt: file name is not valid UTF-8\n" + kCVShortUsage);
 }
 
 TEST_F(ATool, ResetsFileAccessEvenWhenNoGrantWasStored) {
     const std::string suite = "K7CV2T9QX4.com.corvane.sharedItems";
-    bed.run({CVDIFF_BINARY_DIR "/src/tool/defaults", "write", suite, "CVDiffResolvedAccessBookmark",
-             "-string", "grant"});
-    CVCommandResult reset = run({"--reset-file-access"});
-    EXPECT_EQ(reset.status, 0);
-    EXPECT_EQ(reset.standardOutput, "File access for cvdiff was reset.\n");
-    EXPECT_EQ(bed.run({CVDIFF_BINARY_DIR "/src/tool/defaults", "read", suite,
-                       "CVDiffResolvedAccessBookmark"})
-                  .status,
-              1);
-
-    CVCommandResult again = run({"--reset-file-access"});
-    EXPECT_EQ(again.standardOutput, "File access for cvdiff was reset.\n");
-
-    CVCommandResult followedByMore = run({"--reset-file-access", "x"});
-    EXPECT_EQ(followedByMore.status, 1);
-    EXPECT_EQ(followedByMore.standardOutput, "File access for cvdiff was reset.\n");
-    EXPECT_EQ(followedByMore.standardError, kShortUsage);
+    bed.runDefaults({"write", suite, "CVDiffResolvedAccessBookmark", "-string", "grant"});
+    for (int time = 0; time < 2; ++time) {
+        CVCommandResult reset = run({"--reset-file-access"});
+        EXPECT_EQ(reset.status, 0);
+        EXPECT_EQ(reset.standardOutput, kReset);
+    }
+    EXPECT_EQ(bed.runDefaults({"read", suite, "CVDiffResolvedAccessBookmark"}).status, 1);
 }
 
 TEST_F(ATool, EndsTheCrashCommandThroughTheLastResortHandler) {
@@ -124,54 +129,21 @@ TEST_F(ATool, EndsTheCrashCommandThroughTheLastResortHandler) {
     EXPECT_EQ(result.standardError.back(), ')');
 }
 
-TEST_F(ATool, DropsArgumentsThatAreNotUTF8) {
-    CVCommandResult result = run({"\xff\xfe", "--version", "\xc0\xaf"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.standardOutput, "6.4 (9077)\n");
-}
-
 TEST_F(ATool, SurvivesHugeAndEmptyArgumentVectors) {
     std::vector<std::string> many(100000, "x");
     many.insert(many.begin(), "--merge");
-    CVCommandResult manyResult = run(many);
-    EXPECT_EQ(manyResult.status, 1);
-    EXPECT_FALSE(manyResult.timedOut);
-
-    CVCommandResult large = run({"--label", std::string(100 * 1024, 'x')});
-    EXPECT_EQ(large.status, 1);
-    EXPECT_EQ(large.standardError, kShortUsage);
-
-    CVCommandResult empty = run({"", "", "--", ""});
-    EXPECT_EQ(empty.status, 1);
-    EXPECT_FALSE(empty.timedOut);
+    for (const std::vector<std::string>& arguments :
+         {many, std::vector<std::string>{"", "", "--", ""}}) {
+        CVCommandResult result = run(arguments);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_FALSE(result.timedOut);
+    }
 }
 
 TEST_F(ATool, CapturesStandardInputAndRemovesTheCopyWhenNoCommandUsesIt) {
     // The merge fails to parse after standard input was captured.
     CVCommandResult result = run({"--merge"}, {.standardInput = std::string(3 << 20, 'z')});
     EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(leftovers(), std::vector<std::string>{});
-}
-
-TEST_F(ATool, NeverReadsStandardInputWhenToldNotTo) {
-    // With --no-stdin the diff has no file at all: the grammar fails without reading the pipe.
-    CVCommandResult result = run({"--no-stdin"}, {.standardInput = "data"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.standardError, kShortUsage);
-    EXPECT_EQ(leftovers(), std::vector<std::string>{});
-}
-
-TEST_F(ATool, ReportsAndDropsDescriptorPathsThatCannotBeRead) {
-    // Descriptor 7 is not open in the tool: the operand is dropped, and with it the whole diff,
-    // which then succeeds without sending anything.
-    CVCommandResult result = run({"/dev/fd/7"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.standardError, "bad file descriptor: /dev/fd/7\n");
-
-    // Standard output is the write end of a pipe: reading it must not wait for the tool itself.
-    CVCommandResult writeEnd = run({"/dev/fd/1"}, {.deadline = std::chrono::seconds(10)});
-    EXPECT_FALSE(writeEnd.timedOut);
-    EXPECT_EQ(writeEnd.standardError, "bad file descriptor: /dev/fd/1\n");
     EXPECT_EQ(leftovers(), std::vector<std::string>{});
 }
 

@@ -40,7 +40,8 @@ std::map<std::string, SetupBlock> setupBlocks() {
         const std::string marker = "<!-- vcs-setup: ";
         if (line.rfind(marker, 0) == 0) {
             std::istringstream words(line.substr(marker.size()));
-            std::string name, file;
+            std::string name;
+            std::string file;
             words >> name >> file;
             current = name;
             blocks[current].file = file == "-->" ? "" : file;

@@ -109,14 +109,6 @@ TEST(TheReportOfAFailedSearch, NamesEachBundlePathOnceAndListsSeveral) {
               "Errors locating Corvane: (\n    \"first \\\"quoted\\\"\",\n    \"second\"\n)\n");
 }
 
-TEST(PathByExtendingPathWithComponents, AppendsInOrderAndPassesAbsentValuesThrough) {
-    EXPECT_EQ(CVPaths::pathByExtendingPathWithComponents("/a/B.app", {{"Contents", "Info.plist"}}),
-              "/a/B.app/Contents/Info.plist");
-    EXPECT_EQ(CVPaths::pathByExtendingPathWithComponents(std::nullopt, {{"Contents"}}),
-              std::nullopt);
-    EXPECT_EQ(CVPaths::pathByExtendingPathWithComponents("/a", std::nullopt), "/a");
-}
-
 // The whole search, with fake bundles, desktop entries and processes.
 class TheSearch : public testing::Test {
 protected:

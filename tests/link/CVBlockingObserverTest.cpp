@@ -7,19 +7,15 @@
 
 #include "CVPrivateSessionBus.h"
 
-TEST(ABlockingObserver, ReturnsTrueAtOnceWhenStoppedBeforeTheWaitBegins) {
-    CVBlockingObserver observer(100000.0);
-    observer.stopRunLoop();
+TEST(ABlockingObserver, AnswersTrueAtOnceWhenStoppedOrCancelledBeforeTheWaitBegins) {
+    CVBlockingObserver stopped(100000.0);
+    stopped.stopRunLoop();
+    EXPECT_TRUE(stopped.runRunLoopUntilNotificationsReceived());
 
-    EXPECT_TRUE(observer.runRunLoopUntilNotificationsReceived());
-}
-
-TEST(ABlockingObserver, AnswersTrueForAnEarlyStopEvenWhenACancelReasonIsSet) {
-    CVBlockingObserver observer(100000.0);
-    observer.cancelRunLoopWithReason("gone");
-
-    EXPECT_TRUE(observer.runRunLoopUntilNotificationsReceived());
-    EXPECT_EQ(observer.cancelReason(), "gone");
+    CVBlockingObserver cancelled(100000.0);
+    cancelled.cancelRunLoopWithReason("gone");
+    EXPECT_TRUE(cancelled.runRunLoopUntilNotificationsReceived());
+    EXPECT_EQ(cancelled.cancelReason(), "gone");
 }
 
 TEST(ABlockingObserver, TimesOutWithTheTimeOutText) {
@@ -30,34 +26,28 @@ TEST(ABlockingObserver, TimesOutWithTheTimeOutText) {
     EXPECT_EQ(observer.cancelReason(), "Timed out waiting for a response.");
 }
 
-TEST(ABlockingObserver, SleepsInEpollUntilAnotherThreadStopsIt) {
-    CVBlockingObserver observer(100000.0);
-    pid_t waitingThread = CVCurrentThreadIdentifier();
-    bool sawSleep = false;
-    std::thread stopper([&] {
-        sawSleep = CVWaitUntilThreadSleepsInEpoll(waitingThread);
-        observer.stopRunLoop();
-    });
+TEST(ABlockingObserver, SleepsInEpollUntilAnotherThreadStopsOrCancelsIt) {
+    for (bool cancel : {false, true}) {
+        CVBlockingObserver observer(100000.0);
+        pid_t waitingThread = CVCurrentThreadIdentifier();
+        bool sawSleep = false;
+        std::thread other([&] {
+            sawSleep = CVWaitUntilThreadSleepsInEpoll(waitingThread);
+            if (cancel) {
+                observer.cancelRunLoopWithReason("Corvane quit while the action was running.");
+            } else {
+                observer.stopRunLoop();
+            }
+        });
 
-    bool received = observer.runRunLoopUntilNotificationsReceived();
-    stopper.join();
+        bool received = observer.runRunLoopUntilNotificationsReceived();
+        other.join();
 
-    EXPECT_TRUE(sawSleep);
-    EXPECT_TRUE(received);
-    EXPECT_FALSE(observer.isCancelled());
-}
-
-TEST(ABlockingObserver, ReportsACancelFromAnotherThread) {
-    CVBlockingObserver observer(100000.0);
-    pid_t waitingThread = CVCurrentThreadIdentifier();
-    std::thread canceller([&] {
-        CVWaitUntilThreadSleepsInEpoll(waitingThread);
-        observer.cancelRunLoopWithReason("Corvane quit while the action was running.");
-    });
-
-    bool received = observer.runRunLoopUntilNotificationsReceived();
-    canceller.join();
-
-    EXPECT_FALSE(received);
-    EXPECT_EQ(observer.cancelReason(), "Corvane quit while the action was running.");
+        EXPECT_TRUE(sawSleep);
+        EXPECT_EQ(received, !cancel);
+        EXPECT_EQ(observer.isCancelled(), cancel);
+        if (cancel) {
+            EXPECT_EQ(observer.cancelReason(), "Corvane quit while the action was running.");
+        }
+    }
 }

@@ -35,6 +35,8 @@ public:
         });
     }
     ~FakeApplication() { quit(); }
+    FakeApplication(const FakeApplication&) = delete;
+    FakeApplication& operator=(const FakeApplication&) = delete;
 
     // Ends the application: its name loses its owner.
     void quit() {

@@ -40,7 +40,7 @@ TEST(ASubprocess, CapturesBothStreamsAndFeedsInputLargerThanAPipe) {
 TEST(ASubprocess, StartsInItsFolderWithItsEnvironmentAndArgumentZero) {
     TemporaryFolder folder;
     CVSubprocessResult result = run(
-        "pwd; echo \"$ONLY\" \"${HOME:-none}\"",
+        R"(pwd; echo "$ONLY" "${HOME:-none}")",
         {.environment = std::vector<std::string>{"ONLY=this"}, .workingDirectory = folder.path()});
     EXPECT_EQ(result.standardOutput, folder.path() + "\nthis none\n");
 
@@ -53,15 +53,16 @@ TEST(ASubprocess, StartsInItsFolderWithItsEnvironmentAndArgumentZero) {
 }
 
 TEST(ASubprocess, StartsWithNoSignalBlockedOrIgnored) {
-    sigset_t blocked, previous;
+    sigset_t blocked{};
+    sigset_t previous{};
     sigemptyset(&blocked);
     sigaddset(&blocked, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &blocked, &previous);
-    struct sigaction ignore {
-    }, previousAction{};
+    struct sigaction ignore {};
+    struct sigaction previousAction {};
     ignore.sa_handler = SIG_IGN;
     sigaction(SIGHUP, &ignore, &previousAction);
-    CVSubprocessResult result = run("sed -n 's/^Sig\\(Blk\\|Ign\\):\\t//p' /proc/self/status");
+    CVSubprocessResult result = run(R"(sed -n 's/^Sig\(Blk\|Ign\):\t//p' /proc/self/status)");
     pthread_sigmask(SIG_SETMASK, &previous, nullptr);
     sigaction(SIGHUP, &previousAction, nullptr);
     // The masks of the standard signals (the C library keeps two real-time ones for itself).
@@ -104,13 +105,12 @@ TEST(ADetachedStart, LeavesNoChildAndGivesTheProgramASessionAndNoneOfOurDescript
     std::string report = folder.path() + "/report";
     int open = dup(STDOUT_FILENO);  // not close-on-exec: a plain child would inherit it
     int error = 0;
+    // Writes its session, folder and whether it holds the descriptor into the report.
+    const std::string script =
+        R"(held=no; [ -e /proc/$$/fd/$1 ] && held=yes; )"
+        R"(echo $(cut -d' ' -f6 /proc/$$/stat) $(pwd) $held > "$0.part" && mv "$0.part" "$0")";
     std::optional<pid_t> started = CVStartDetached(
-        {.arguments = {"/bin/sh", "-c",
-                       "held=no; [ -e /proc/$$/fd/$1 ] && held=yes; "
-                       "echo $(cut -d' ' -f6 /proc/$$/stat) $(pwd) $held > \"$0.part\" && "
-                       "mv \"$0.part\" \"$0\"",
-                       report, std::to_string(open)}},
-        &error);
+        {.arguments = {"/bin/sh", "-c", script, report, std::to_string(open)}}, &error);
     close(open);
     ASSERT_TRUE(started) << strerror(error);
     EXPECT_EQ(waitpid(*started, nullptr, WNOHANG), -1);  // not this process's child

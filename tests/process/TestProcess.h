@@ -16,6 +16,7 @@ public:
     // Starts the program at path with exactly these arguments and environment entries.
     TestProcess(const std::string& path, const std::vector<std::string>& arguments,
                 const std::vector<std::string>& environment);
+    ~TestProcess() = default;
     TestProcess(const TestProcess&) = delete;
     TestProcess& operator=(const TestProcess&) = delete;
 

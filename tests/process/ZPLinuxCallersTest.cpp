@@ -7,7 +7,7 @@
 using ZPLinuxCallers::isGitKrakenProgramPath;
 using ZPLinuxCallers::isJetBrainsProgramPath;
 
-TEST(AJetBrainsProgramPath, IsALauncherInABinFolderOrAnyProgramInAJetBrainsInstallFolder) {
+TEST(AJetBrainsProgramPath, IsALauncherInABinFolderOrAnyProgramInAJetBrainsInstallFolderOnly) {
     for (const char* path :
          {"/opt/pycharm-2024.1/bin/pycharm.sh", "/opt/clion/bin/clion",
           "/snap/intellij-idea-ultimate/501/bin/idea.sh", "/usr/local/goland/bin/goland64",
@@ -16,9 +16,7 @@ TEST(AJetBrainsProgramPath, IsALauncherInABinFolderOrAnyProgramInAJetBrainsInsta
           "/home/me/idea-IC-233.1/lib/launcher"}) {
         EXPECT_TRUE(isJetBrainsProgramPath(path)) << path;
     }
-}
-
-TEST(AJetBrainsProgramPath, IsNotAProductNameOutsideABinFolderOrAnotherJava) {
+    // A product name outside a bin folder, or another Java.
     for (const char* path :
          {"/home/me/projects/idea", "idea", "/usr/bin/ideas",
           "/usr/lib/jvm/java-17-openjdk-amd64/bin/java", "/opt/jetbrains/bin/java", ""}) {
@@ -44,7 +42,7 @@ TEST(AJetBrainsProgramPath, IsTheRuntimeOrALauncherOfAnyInstallationThatHoldsPro
     }
 }
 
-TEST(AGitKrakenProgramPath, IsThePackagedProgramOrASnapOrFlatpakThatNamesIt) {
+TEST(AGitKrakenProgramPath, IsThePackagedProgramOrASnapOrFlatpakThatNamesItOnly) {
     for (const char* path :
          {"/usr/share/gitkraken/gitkraken", "/opt/gitkraken/gitkraken",
           "/snap/gitkraken/245/usr/share/gitkraken/gitkraken-bin",
@@ -52,9 +50,7 @@ TEST(AGitKrakenProgramPath, IsThePackagedProgramOrASnapOrFlatpakThatNamesIt) {
           "/var/lib/flatpak/app/com.axosoft.GitKraken/current/active/files/extra/gk"}) {
         EXPECT_TRUE(isGitKrakenProgramPath(path)) << path;
     }
-}
-
-TEST(AGitKrakenProgramPath, IsNotAnotherProgramThatMentionsIt) {
+    // Another program that mentions it.
     for (const char* path :
          {"/usr/bin/gitkraken", "/home/me/bin/gitkraken-cli", "/snap/code/12/usr/bin/code"}) {
         EXPECT_FALSE(isGitKrakenProgramPath(path)) << path;

@@ -46,19 +46,15 @@ TEST(TheCurrentProcess, IsThisTestWithItsParent) {
     EXPECT_EQ(CVPaths::lastPathComponent(process->arguments()->front()), "process_tests");
 }
 
-TEST(ProcessOne, HasNoParentAndIsItsOwnTopLevelProcess) {
+TEST(ProcessOne, HasNoParentAndIsTheTopLevelProcessOfItselfButOfNoOther) {
     auto first = ZPProcessInformation::processInformationWithProcessIdentifier(1);
+    auto top =
+        ZPProcessInformation::topLevelProcessOfProcess(ZPProcessInformation::currentProcess());
 
     EXPECT_TRUE(first->processName().has_value());
     EXPECT_EQ(first->parentProcessIdentifier(), 0);
     EXPECT_EQ(first->parentProcessInformation(), nullptr);
     EXPECT_EQ(ZPProcessInformation::topLevelProcessOfProcess(first), first);
-}
-
-TEST(ProcessOne, IsNeverTheTopLevelProcessOfAnother) {
-    auto top =
-        ZPProcessInformation::topLevelProcessOfProcess(ZPProcessInformation::currentProcess());
-
     EXPECT_NE(top->processIdentifier(), 1);
     EXPECT_EQ(top->parentProcessIdentifier(), 1);
 }
@@ -119,7 +115,7 @@ TEST(AChild, ShowsItsArgumentsEnvironmentAndStartTime) {
                   " Environment:{A = \"b=c\"; E = \"\"; K = 2; PWD = /some/where;}>");
 }
 
-TEST(AChild, WithoutEnvironmentShowsNoEnvironmentOrWorkingDirectory) {
+TEST(AChild, WithoutEnvironmentShowsNoneAndIsNoLongerRunningOnceItEnded) {
     TestProcess child(processTestHelperPath(), {"helper"}, {});
     auto process =
         ZPProcessInformation::processInformationWithProcessIdentifier(child.reportedPid());
@@ -128,26 +124,19 @@ TEST(AChild, WithoutEnvironmentShowsNoEnvironmentOrWorkingDirectory) {
     EXPECT_EQ(process->debugDescription(), "<ZPProcessInformation: " + addressOf(*process) +
                                                " PID:" + std::to_string(child.pid()) +
                                                " Name:process_test_he Arguments:(helper)>");
-}
-
-TEST(AChild, IsNoLongerRunningOnceItEnded) {
-    TestProcess child(processTestHelperPath(), {"helper"}, {});
-    auto process =
-        ZPProcessInformation::processInformationWithProcessIdentifier(child.reportedPid());
     ASSERT_TRUE(process->isRunning());
-
     child.stop();
-
     EXPECT_FALSE(process->isRunning());
     EXPECT_EQ(process->processName(), "process_test_he");
 }
 
-TEST(AChildsName, IsTheFileNameItWasStartedFromCutToFifteenBytes) {
+TEST(AChildsName, IsTheFileNameItWasStartedFromCutToFifteenBytesOrAbsentWhenNotUTF8) {
     TemporaryFolder folder;
     std::filesystem::copy_file(processTestHelperPath(), folder / "svn");
     TestProcess copied(folder / "svn", {"svn"}, {});
     TestProcess linked(helperNamed(folder, "git"), {"git"}, {});
     TestProcess longName(helperNamed(folder, "a-very-long-program-name"), {"x"}, {});
+    TestProcess notUTF8(helperNamed(folder, "bad\xff\xfename"), {"bad"}, {});
 
     auto name = [](TestProcess& child) {
         return ZPProcessInformation(child.reportedPid()).processName();
@@ -155,15 +144,9 @@ TEST(AChildsName, IsTheFileNameItWasStartedFromCutToFifteenBytes) {
     EXPECT_EQ(name(copied), "svn");
     EXPECT_EQ(name(linked), "git");
     EXPECT_EQ(name(longName), "a-very-long-pro");
-}
-
-TEST(AChildsName, ThatIsNotUTF8IsAbsentSoTheChildCountsAsNotRunning) {
-    TemporaryFolder folder;
-    TestProcess child(helperNamed(folder, "bad\xff\xfename"), {"bad"}, {});
-    ZPProcessInformation process(child.reportedPid());
-
-    EXPECT_EQ(process.processName(), std::nullopt);
-    EXPECT_FALSE(process.isRunning());
+    EXPECT_EQ(name(notUTF8), std::nullopt);
+    // Without a name the child counts as not running.
+    EXPECT_FALSE(ZPProcessInformation(notUTF8.reportedPid()).isRunning());
 }
 
 TEST(AnArgumentBlock, ThatIsNotUTF8IsReadAsLatin1) {

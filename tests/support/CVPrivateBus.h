@@ -22,7 +22,7 @@
 class CVPrivateBus {
 public:
     // Returns once the daemon listens; throws std::runtime_error when it does not come up.
-    explicit CVPrivateBus(std::string folder = "")
+    explicit CVPrivateBus(const std::string& folder = "")
         : ownsFolder_(folder.empty()), folder_(ownsFolder_ ? temporaryFolder() : folder) {
         address_ = "unix:path=" + folder_ + "/bus";
         std::string configuration = "--config-file=" + folder_ + "/bus.conf";

@@ -70,7 +70,7 @@ CVTestBed::CVTestBed(std::string buildDirectory) : buildDirectory_(std::move(bui
         std::string entry = variable;
         environment_.push_back(entry.insert(entry.find('=') + 1, root() + "/"));
     }
-    environment_.push_back("LANG=C.UTF-8");
+    environment_.emplace_back("LANG=C.UTF-8");
     environment_.push_back("DBUS_SESSION_BUS_ADDRESS=" + busAddress());
 }
 
@@ -126,6 +126,10 @@ CVCommandResult CVTestBed::run(const std::vector<std::string>& command,
 CVCommandResult CVTestBed::runTool(const std::vector<std::string>& arguments,
                                    const CVRunOptions& options) {
     return run(prepended(toolPath(), arguments), options);
+}
+
+CVCommandResult CVTestBed::runDefaults(const std::vector<std::string>& arguments) {
+    return run(prepended(buildDirectory_ + "/src/tool/defaults", arguments));
 }
 
 CVCommandResult CVTestBed::runApplication(const std::vector<std::string>& arguments,
@@ -241,12 +245,10 @@ bool CVTestBed::hasMembers(const nlohmann::json& value, const nlohmann::json& me
     if (!value.is_object()) {
         return false;
     }
-    for (const auto& [key, wanted] : members.items()) {
-        if (!value.contains(key) || !hasMembers(value[key], wanted)) {
-            return false;
-        }
-    }
-    return true;
+    auto items = members.items();
+    return std::all_of(items.begin(), items.end(), [&value](const auto& member) {
+        return value.contains(member.key()) && hasMembers(value[member.key()], member.value());
+    });
 }
 
 std::optional<nlohmann::json> CVTestBed::waitForJournalEntry(

@@ -15,6 +15,11 @@
 #include "CVWaitUntil.h"
 #include "TemporaryFolder.h"
 
+// The tool's short usage, which follows every error it reports on standard error.
+inline const std::string kCVShortUsage =
+    "usage: cvdiff [--version] [--wait] [--label <label>] FILE [opt] [FILE [opt]...]\n"
+    "try cvdiff --help for more information.\n";
+
 // A private desktop session for process-level tests: its own dbus-daemon on a socket in a
 // temporary folder, a temporary home with the XDG folders, and the built Corvane.app registered
 // through its desktop entry. Commands run in a scrubbed environment that points at all of it.
@@ -54,6 +59,8 @@ public:
     // Runs the built cvdiff with the arguments.
     CVCommandResult runTool(const std::vector<std::string>& arguments,
                             const CVRunOptions& options = {});
+    // Runs the built defaults program ("write DOMAIN KEY -bool YES", "read DOMAIN KEY").
+    CVCommandResult runDefaults(const std::vector<std::string>& arguments);
     // Runs the built Corvane with the arguments: "--list", "--close-tab GUID", "--quit"...
     CVCommandResult runApplication(const std::vector<std::string>& arguments,
                                    const CVRunOptions& options = {});

@@ -33,10 +33,11 @@ std::vector<std::string> CVEnvironmentWithChanges(const std::vector<std::string>
                                                   const CVEnvironmentChanges& changes) {
     std::vector<std::string> changed = environment;
     for (const auto& [name, value] : changes) {
+        const std::string prefix = name + "=";
         std::erase_if(changed,
-                      [&](const std::string& entry) { return entry.starts_with(name + "="); });
+                      [&prefix](const std::string& entry) { return entry.starts_with(prefix); });
         if (value) {
-            changed.push_back(name + "=" + *value);
+            changed.push_back(prefix + *value);
         }
     }
     return changed;

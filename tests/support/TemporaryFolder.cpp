@@ -28,12 +28,6 @@ std::string TemporaryFolder::write(const std::string& name, const std::string& c
     return *this / name;
 }
 
-void TemporaryFolder::write(const std::vector<std::pair<std::string, std::string>>& files) const {
-    for (const auto& [name, content] : files) {
-        write(name, content);
-    }
-}
-
 std::string TemporaryFolder::makeFolder(const std::string& name) const {
     std::string path = *this / name;
     std::filesystem::create_directories(path);

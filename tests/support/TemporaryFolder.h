@@ -17,8 +17,6 @@ public:
     std::string operator/(const std::string& name) const { return path_ + "/" + name; }
     // Writes a file (making its folders) and returns its path.
     std::string write(const std::string& name, const std::string& content) const;
-    // Writes each file (name, content).
-    void write(const std::vector<std::pair<std::string, std::string>>& files) const;
     // Makes a folder (and its parents) and returns its path.
     std::string makeFolder(const std::string& name) const;
 
@@ -26,11 +24,11 @@ private:
     std::string path_;
 };
 
-// Reads a whole file; "" when it cannot be read.
 // Writes <identifier>.desktop into <dataFolder>/applications: an application named Corvane
 // started by the Exec value (an action of its own follows, whose Exec must not be taken for it).
 void writeDesktopEntry(const std::string& dataFolder, const std::string& exec,
                        const std::string& identifier = "com.corvane.Corvane");
+// Reads a whole file; "" when it cannot be read.
 std::string readFile(const std::string& path);
 // The names in a folder, sorted ("." and ".." left out); empty when it cannot be read.
 std::vector<std::string> folderEntries(const std::string& path);

@@ -24,7 +24,8 @@ std::vector<CorvaneAnchorRun> CorvaneAnchors(const std::vector<CorvaneComparison
             const CorvaneLineRange& ours = referenceIsLeft ? chunk.left : chunk.right;
             const CorvaneLineRange& theirs = referenceIsLeft ? chunk.right : chunk.left;
             for (int line = 0; line < ours.count; ++line) {
-                map[static_cast<size_t>(ours.start + line)] = theirs.start + line;
+                map[static_cast<size_t>(ours.start) + static_cast<size_t>(line)] =
+                    theirs.start + line;
             }
         }
     }

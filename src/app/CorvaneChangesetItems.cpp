@@ -104,8 +104,9 @@ bool containsIgnoringASCIICase(std::string_view text, std::string_view part) {
     auto folded = [](char character) {
         return character >= 'A' && character <= 'Z' ? static_cast<char>(character + 32) : character;
     };
-    auto found = std::search(text.begin(), text.end(), part.begin(), part.end(),
-                             [&](char left, char right) { return folded(left) == folded(right); });
+    const auto* found =
+        std::search(text.begin(), text.end(), part.begin(), part.end(),
+                    [&](char left, char right) { return folded(left) == folded(right); });
     return found != text.end();
 }
 

@@ -288,7 +288,8 @@ CorvaneComparison CorvaneCompare(std::string_view left, std::string_view right,
         return comparison;
     }
 
-    std::vector<std::size_t> leftStarts, rightStarts;
+    std::vector<std::size_t> leftStarts;
+    std::vector<std::size_t> rightStarts;
     if (options.ignoreBlankLines) {
         leftStarts = CorvaneLineStarts(left);
         rightStarts = CorvaneLineStarts(right);

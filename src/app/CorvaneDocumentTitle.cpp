@@ -52,7 +52,8 @@ std::optional<std::string> rootOf(const std::string& path, const std::string& re
 // relative path below the same two folders; else the one folder every item's right side lies in
 // (git difftool's work tree: its left sides are temporary copies).
 std::optional<std::string> rootsOfChangeset(const CorvaneDocument& document) {
-    std::optional<std::string> left, right;
+    std::optional<std::string> left;
+    std::optional<std::string> right;
     bool sameLeft = true;
     bool sameRight = true;
     auto same = [](std::optional<std::string>* root, bool* agree,

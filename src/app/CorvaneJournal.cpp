@@ -31,8 +31,9 @@ void CorvaneJournal::record(std::string_view event, const CorvaneJSON& fields) {
     }
     timeval now{};
     gettimeofday(&now, nullptr);
-    CorvaneJSON entry = {{"time", static_cast<double>(now.tv_sec) + now.tv_usec / 1e6},
-                         {"event", event}};
+    CorvaneJSON entry = {
+        {"time", static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_usec) / 1e6},
+        {"event", event}};
     entry.update(fields);
     std::string line = CorvaneJSONText(entry) + "\n";
     ssize_t written = write(descriptor_, line.data(), line.size());

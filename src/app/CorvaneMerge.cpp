@@ -192,7 +192,7 @@ CorvaneMerge::CorvaneMerge(std::string left, std::string right, std::optional<st
 std::string_view CorvaneMerge::textOf(const std::string& text, const std::vector<size_t>& starts,
                                       LineRange range) const {
     size_t begin = starts[static_cast<size_t>(range.start)];
-    size_t end = starts[static_cast<size_t>(range.start + range.count)];
+    size_t end = starts[static_cast<size_t>(range.start) + static_cast<size_t>(range.count)];
     return std::string_view(text).substr(begin, end - begin);
 }
 

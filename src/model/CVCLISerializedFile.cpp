@@ -49,7 +49,7 @@ std::shared_ptr<CVCLISerializedFile> CVCLISerializedFile::serializedChangesetFil
         CVSetError(error, missingFileError(path));
         return nullptr;
     }
-    struct stat status;
+    struct stat status {};
     if (stat(path.c_str(), &status) != 0) {
         auto file = std::make_shared<CVCLISerializedFile>();
         file->filePath_ = "/dev/null";

@@ -34,7 +34,7 @@ struct PairingSide {
     std::string answeredFolder;
     bool answeredFolderIsAbsent = false;
 
-    PairingSide(std::string path, std::optional<bool> isTemporary,
+    PairingSide(const std::string& path, std::optional<bool> isTemporary,
                 std::optional<bool> isDeletedOnExit)
         : folder(CVPaths::standardizingPath(path)),
           temporary(isTemporary),

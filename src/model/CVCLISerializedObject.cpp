@@ -1,5 +1,6 @@
 #include "model/CVCLISerializedObject.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "model/CVCLISerializedChangeset.h"
@@ -111,12 +112,9 @@ bool CVCLISerializedObject::isEqualTo(const CVCLISerializedObject& other) const 
     if (className() != other.className()) {
         return false;
     }
-    for (const CVCodingField& field : codingFields()) {
-        if (!(field.value(*this) == field.value(other))) {
-            return false;
-        }
-    }
-    return true;
+    return std::ranges::all_of(codingFields(), [&](const CVCodingField& field) {
+        return field.value(*this) == field.value(other);
+    });
 }
 
 std::string CVCLISerializedObject::descriptionStart(std::string_view separator) const {

@@ -18,7 +18,7 @@ plist_t nodeForValue(const CVCodedValue& value) {
         case Type::string:
             return plist_new_string(value.string()->c_str());
         case Type::boolean:
-            return plist_new_bool(*value.boolean());
+            return plist_new_bool(*value.boolean() ? 1 : 0);
         case Type::int32:
             return plist_new_uint(static_cast<uint64_t>(int64_t(*value.int32())));
         case Type::int64:
@@ -30,8 +30,8 @@ plist_t nodeForValue(const CVCodedValue& value) {
             plist_t array = plist_new_array();
             for (const CVCodedValue& element : *value.array()) {
                 // Arrays cannot hold nil; a nil element has no place in the keyed form.
-                if (plist_t node = nodeForValue(element)) {
-                    plist_array_append_item(array, node);
+                if (plist_t item = nodeForValue(element)) {
+                    plist_array_append_item(array, item);
                 }
             }
             return array;
@@ -71,13 +71,13 @@ public:
                 break;
             }
             std::string name = key;
-            free(key);
+            free(key);  // NOLINT(cppcoreguidelines-no-malloc): libplist allocates it
             if (name != kClassKey && result->fieldForKey(name) == nullptr) {
-                free(iterator);
+                free(iterator);  // NOLINT(cppcoreguidelines-no-malloc): libplist allocates it
                 return refuse(*className + ": no key \"" + name + "\"");
             }
         }
-        free(iterator);
+        free(iterator);  // NOLINT(cppcoreguidelines-no-malloc): libplist allocates it
         for (const CVCodingField& field : result->codingFields()) {
             auto value = valueOfNode(plist_dict_get_item(dictionary, field.key), field, depth);
             if (!value) {
@@ -156,8 +156,8 @@ CVPlist propertyListForRecord(const CVCLISerializedObject& record) {
     plist_t dictionary = plist_new_dict();
     plist_dict_set_item(dictionary, kClassKey, plist_new_string(record.className().c_str()));
     for (const CVCodingField& field : record.codingFields()) {
-        if (plist_t node = nodeForValue(field.value(record))) {
-            plist_dict_set_item(dictionary, field.key, node);
+        if (plist_t item = nodeForValue(field.value(record))) {
+            plist_dict_set_item(dictionary, field.key, item);
         }
     }
     return CVPlist(dictionary);

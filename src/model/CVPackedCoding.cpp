@@ -1,5 +1,6 @@
 #include "model/CVPackedCoding.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -69,12 +70,9 @@ public:
             case Type::array:
                 bytes_->push_back('a');
                 number(uint32_t(value.array()->size()));
-                for (const CVCodedValue& element : *value.array()) {
-                    if (!this->value(element)) {
-                        return false;
-                    }
-                }
-                return true;
+                return std::ranges::all_of(*value.array(), [this](const CVCodedValue& element) {
+                    return this->value(element);
+                });
             case Type::record:
                 return record(**value.record());
         }

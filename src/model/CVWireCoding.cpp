@@ -136,7 +136,7 @@ private:
                 return std::nullopt;
             }
             if (**text != '\0') {
-                return refuse("unsupported value type \"g\" holding \"" + std::string(*text) +
+                return refuse(R"(unsupported value type "g" holding ")" + std::string(*text) +
                               "\"");
             }
             return CVCodedValue();

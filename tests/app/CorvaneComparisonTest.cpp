@@ -69,7 +69,8 @@ TEST(AComparison, CoversBothTextsWithChunksInOrder) {
     for (const Case& c : cases) {
         CorvaneComparison comparison = CorvaneCompare(c.left, c.right, c.options);
         EXPECT_EQ(outline(comparison), c.expected) << c.name;
-        int left = 0, right = 0;
+        int left = 0;
+        int right = 0;
         for (const CorvaneChunk& chunk : comparison.chunks) {
             EXPECT_EQ(chunk.left.start, left) << c.name;
             EXPECT_EQ(chunk.right.start, right) << c.name;
@@ -96,7 +97,8 @@ TEST(AComparison, CountsItsChangesAndStopsWhenCancelled) {
 TEST(AComparison, OfTextsLongerThanWhatIsDiffedAtOnceFindsEveryChangeWhereItIs) {
     // Changes near the first window's end, a deletion, an insertion longer than two windows
     // and a changed last line without a line feed.
-    std::string left, right;
+    std::string left;
+    std::string right;
     for (int line = 0; line < 300000; ++line) {
         std::string text = "line " + std::to_string(line);
         left += text + "\n";
@@ -106,7 +108,7 @@ TEST(AComparison, OfTextsLongerThanWhatIsDiffedAtOnceFindsEveryChangeWhereItIs) 
             }
         }
         if (line == 10 || line == 65530 || line == 299999) {
-            text = "changed " + text;
+            text = std::string("changed ").append(text);
         }
         if (line < 100000 || line >= 100005) {
             right += text + "\n";

@@ -171,9 +171,7 @@ TEST(CorvaneMerge, WalksTheConflictsAndTakesAHandEditAsAResolution) {
 
 struct WriteTest : ::testing::Test {
     TemporaryFolder folder;
-    CorvaneMerge merge(const std::string& output) {
-        return CorvaneMerge("x\nL\n", "x\nR\n", "x\nB\n", output);
-    }
+    CorvaneMerge merge(const std::string& output) { return {"x\nL\n", "x\nR\n", "x\nB\n", output}; }
 };
 
 TEST_F(WriteTest, WritesOnlyWithoutConflictsAtomicallyKeepingTheMode) {

@@ -88,7 +88,8 @@ TEST(ABookmark, RefusesEveryTruncationAndCorruptionOfItsData) {
     TemporaryFolder folder;
     auto data = *CVBookmark::create(folder.write("a.txt", "a"), 0);
     for (size_t length = 0; length < data.size(); ++length) {
-        std::vector<uint8_t> truncated(data.begin(), data.begin() + length);
+        std::vector<uint8_t> truncated(data.begin(),
+                                       data.begin() + static_cast<std::ptrdiff_t>(length));
         EXPECT_EQ(CVBookmark::parse(truncated), std::nullopt) << length;
     }
     auto longer = data;

@@ -29,6 +29,8 @@ public:
         EXPECT_GE(sd_bus_message_seal(message_, 1, 0), 0);
         EXPECT_GE(sd_bus_message_rewind(message_, 1), 0);
     }
+    WireMessage(const WireMessage&) = delete;
+    WireMessage& operator=(const WireMessage&) = delete;
     ~WireMessage() {
         message_.reset();
         close(peer_);

@@ -157,6 +157,7 @@ CorvaneChangesetListView::CorvaneChangesetListView(CorvaneChangesetItems& items)
         }
         updateSummary();
     };
+    // Made from the model above. NOLINTNEXTLINE(cppcoreguidelines-prefer-member-initializer)
     selection_ = gtk_single_selection_new(G_LIST_MODEL(g_object_ref(model_)));
     gtk_single_selection_set_autoselect(selection_, FALSE);
     gtk_single_selection_set_can_unselect(selection_, TRUE);

@@ -40,15 +40,15 @@ gboolean CorvaneEventSource::prepare(GSource* base, gint* timeout) {
     *timeout = -1;
     switch (sd_event_get_state(source->event)) {
         case SD_EVENT_FINISHED:
-            return !source->reported;
+            return static_cast<gboolean>(!source->reported);
         case SD_EVENT_PENDING:
             return TRUE;
         case SD_EVENT_ARMED:
             // Prepared in an earlier iteration that did not get to check it.
-            return sd_event_wait(source->event, 0) > 0;
+            return static_cast<gboolean>(sd_event_wait(source->event, 0) > 0);
         default:
             // Ready when sd-event has work without waiting (deferred sources, a requested exit).
-            return sd_event_prepare(source->event) > 0;
+            return static_cast<gboolean>(sd_event_prepare(source->event) > 0);
     }
 }
 
@@ -56,12 +56,12 @@ gboolean CorvaneEventSource::check(GSource* base) {
     auto* source = reinterpret_cast<Source*>(base);
     int state = sd_event_get_state(source->event);
     if (state == SD_EVENT_FINISHED) {
-        return !source->reported;
+        return static_cast<gboolean>(!source->reported);
     }
     if (state == SD_EVENT_PENDING) {
         return TRUE;
     }
-    return state == SD_EVENT_ARMED && sd_event_wait(source->event, 0) > 0;
+    return static_cast<gboolean>(state == SD_EVENT_ARMED && sd_event_wait(source->event, 0) > 0);
 }
 
 gboolean CorvaneEventSource::dispatch(GSource* base, GSourceFunc, gpointer) {

@@ -63,7 +63,8 @@ int CorvaneFileComparisonView::lineHeight(const Side& side) const {
 void CorvaneFileComparisonView::clearMarks() {
     for (auto& side : sides_) {
         GtkTextBuffer* buffer = GTK_TEXT_BUFFER(side->buffer);
-        GtkTextIter start, end;
+        GtkTextIter start;
+        GtkTextIter end;
         gtk_text_buffer_get_bounds(buffer, &start, &end);
         for (GtkTextTag* tag : side->fillerTags) {
             gtk_text_buffer_remove_tag(buffer, tag, &start, &end);
@@ -213,7 +214,8 @@ void CorvaneFileComparisonView::applyFiller(const std::vector<CorvaneFiller>& fi
         }
         for (const auto& [line, pixels] : filler[index].below) {
             side.fillerBelow[line] = pixels;
-            GtkTextIter start, end;
+            GtkTextIter start;
+            GtkTextIter end;
             lineIterators(buffer, line, 1, &start, &end);
             gtk_text_buffer_apply_tag(buffer, fillerTag("pixels-below-lines", pixels), &start,
                                       &end);
@@ -224,7 +226,8 @@ void CorvaneFileComparisonView::applyFiller(const std::vector<CorvaneFiller>& fi
                 // An empty text has no line to carry it.
                 gtk_text_view_set_bottom_margin(GTK_TEXT_VIEW(side.view), side.fillerAbove);
             } else {
-                GtkTextIter start, end;
+                GtkTextIter start;
+                GtkTextIter end;
                 lineIterators(buffer, 0, 1, &start, &end);
                 gtk_text_buffer_apply_tag(buffer, fillerTag("pixels-above-lines", side.fillerAbove),
                                           &start, &end);
@@ -374,7 +377,7 @@ void CorvaneFileComparisonView::drawBands(const Cairo::RefPtr<Cairo::Context>& c
     graphene_point_t textTop;
     if (gtk_widget_compute_point(both[0]->canvas(), GTK_WIDGET(bands_[pair]->gobj()), &origin,
                                  &textTop)) {
-        context->rectangle(0, textTop.y, width, height - textTop.y);
+        context->rectangle(0, textTop.y, width, static_cast<double>(height) - textTop.y);
         context->clip();
     }
     const auto& chunks = result_->comparisons[pair].chunks;
@@ -385,7 +388,10 @@ void CorvaneFileComparisonView::drawBands(const Cairo::RefPtr<Cairo::Context>& c
         if (chunk->kind == CorvaneChunk::Kind::equal) {
             continue;
         }
-        double leftTop = 0, leftBottom = 0, rightTop = 0, rightBottom = 0;
+        double leftTop = 0;
+        double leftBottom = 0;
+        double rightTop = 0;
+        double rightBottom = 0;
         rangeOf(*both[0], chunk->left, &leftTop, &leftBottom);
         rangeOf(*both[1], chunk->right, &rightTop, &rightBottom);
         if (std::max(leftBottom, rightBottom) < 0 || std::min(leftTop, rightTop) > height) {
@@ -457,7 +463,8 @@ std::string CorvaneFileComparisonView::describe() const {
         for (int line = 0;
              side->large == nullptr && line < 3 && line < gtk_text_buffer_get_line_count(buffer);
              ++line) {
-            GtkTextIter start, end;
+            GtkTextIter start;
+            GtkTextIter end;
             gtk_text_buffer_get_iter_at_line(buffer, &start, line);
             end = start;
             if (!gtk_text_iter_ends_line(&end)) {

@@ -124,10 +124,12 @@ std::vector<graphene_rect_t> CorvaneFileComparisonView::Side::areasOfBytes(
     if (end > gtk_text_iter_get_bytes_in_line(&lineStart)) {
         return {};
     }
-    GtkTextIter from, to;
+    GtkTextIter from;
+    GtkTextIter to;
     gtk_text_buffer_get_iter_at_line_index(textBuffer, &from, line, start);
     gtk_text_buffer_get_iter_at_line_index(textBuffer, &to, line, end);
-    GdkRectangle a, b;
+    GdkRectangle a;
+    GdkRectangle b;
     gtk_text_view_get_iter_location(text, &from, &a);
     gtk_text_view_get_iter_location(text, &to, &b);
     auto area = [](double x, double y, double width, double height) {
@@ -166,7 +168,8 @@ void CorvaneFileComparisonView::Side::paintBelowText(GtkSnapshot* snapshot,
         tinted.begin(), tinted.end(), firstLine,
         [](const Tint& candidate, int line) { return candidate.start + candidate.count <= line; });
     for (; tint != tinted.end() && tint->start <= lastLine; ++tint) {
-        double top = 0, bottom = 0;
+        double top = 0;
+        double bottom = 0;
         rowsOfLines(tint->start, tint->count, &top, &bottom);
         GdkRGBA colour = rgba(colourOf(tint->kind, false));
         graphene_rect_t area = across(top, bottom);
@@ -178,7 +181,8 @@ void CorvaneFileComparisonView::Side::paintBelowText(GtkSnapshot* snapshot,
         std::lower_bound(gaps.begin(), gaps.end(), firstLine,
                          [](const Tint& candidate, int line) { return candidate.start < line; });
     for (; gap != gaps.end() && gap->start <= lastLine + 1; ++gap) {
-        double top = 0, bottom = 0;
+        double top = 0;
+        double bottom = 0;
         if (gap->start == 0) {
             bottom = fillerAbove;
         } else {

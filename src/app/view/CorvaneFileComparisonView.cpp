@@ -56,8 +56,9 @@ CorvaneText readSide(const std::shared_ptr<CVHeldFile>& held) {
 using namespace CorvaneFileComparisonParts;
 
 CorvaneFileComparisonView::CorvaneFileComparisonView(const CorvaneFileList& files)
-    : Gtk::Box(Gtk::Orientation::VERTICAL), heldFiles_(files.heldFiles) {
-    createdAt_ = g_get_monotonic_time();
+    : Gtk::Box(Gtk::Orientation::VERTICAL),
+      heldFiles_(files.heldFiles),
+      createdAt_(g_get_monotonic_time()) {
     statusBar_.set_spacing(8);
     statusBar_.set_margin(6);
     statusBar_.set_margin_start(12);
@@ -272,7 +273,8 @@ void CorvaneFileComparisonView::startComparing() {
                         chunk.right.count > kInlineLineLimit) {
                         continue;
                     }
-                    std::vector<std::string_view> leftLines, rightLines;
+                    std::vector<std::string_view> leftLines;
+                    std::vector<std::string_view> rightLines;
                     for (int line = chunk.left.start; line < chunk.left.end(); ++line) {
                         leftLines.push_back(lineOf(left, result->sides->lineStarts[pair], line));
                     }
@@ -515,7 +517,8 @@ void CorvaneFileComparisonView::finishShowing() {
         highlightPending_ =
             highlightPending_ || gtk_source_buffer_get_language(side.buffer) == nullptr;
         GtkTextBuffer* buffer = GTK_TEXT_BUFFER(side.buffer);
-        GtkTextIter start, end;
+        GtkTextIter start;
+        GtkTextIter end;
         gtk_text_buffer_get_bounds(buffer, &start, &end);
         // Wrapped rows break between characters, never with a hyphen that is not in the file.
         GtkTextTagTable* table = gtk_text_buffer_get_tag_table(buffer);
@@ -534,7 +537,7 @@ void CorvaneFileComparisonView::finishShowing() {
         gtk_source_space_drawer_set_types_for_locations(
             drawer, GTK_SOURCE_SPACE_LOCATION_ALL,
             lineEndsDiffer ? GTK_SOURCE_SPACE_TYPE_NEWLINE : GTK_SOURCE_SPACE_TYPE_NONE);
-        gtk_source_space_drawer_set_enable_matrix(drawer, lineEndsDiffer);
+        gtk_source_space_drawer_set_enable_matrix(drawer, static_cast<gboolean>(lineEndsDiffer));
     }
     applyComparison();
     showShown();

@@ -161,7 +161,9 @@ std::pair<double, double> CorvaneLargeTextPane::spanX(int line, int start, int e
             std::clamp<size_t>(static_cast<size_t>(std::max(at, 0)), first, first + part.size()) -
             first);
     };
-    auto layout = const_cast<CorvaneLargeTextPane*>(this)->create_pango_layout("");
+    // Measuring does not change the pane; gtkmm makes layouts only from a non-const widget.
+    auto layout = const_cast<CorvaneLargeTextPane*>(this)->create_pango_layout(  // NOLINT
+        "");
     layout->set_font_description(font_);
     layout->set_text(Glib::ustring(part.data(), part.size()));
     double offset = static_cast<double>(first) * charWidth_;
@@ -177,9 +179,8 @@ int CorvaneLargeTextPane::gutterWidth() const {
 }
 
 Gdk::Rectangle CorvaneLargeTextPane::visibleRect() const {
-    return Gdk::Rectangle(static_cast<int>(horizontal_->get_value()) - kTextMargin,
-                          static_cast<int>(vertical_->get_value()), get_width() - gutterWidth(),
-                          get_height());
+    return {static_cast<int>(horizontal_->get_value()) - kTextMargin,
+            static_cast<int>(vertical_->get_value()), get_width() - gutterWidth(), get_height()};
 }
 
 void CorvaneLargeTextPane::updateAdjustments() {

@@ -118,11 +118,11 @@ CorvaneWindow::CorvaneWindow(CorvaneApplication& application) : application_(app
 }
 
 void CorvaneWindow::buildHeaderBar() {
-    auto previous = Gtk::make_managed<Gtk::Button>();
+    auto* previous = Gtk::make_managed<Gtk::Button>();
     previous->set_icon_name("go-up-symbolic");
     previous->set_tooltip_text("Previous change (Alt+Up)");
     previous->set_action_name("win.previous-change");
-    auto next = Gtk::make_managed<Gtk::Button>();
+    auto* next = Gtk::make_managed<Gtk::Button>();
     next->set_icon_name("go-down-symbolic");
     next->set_tooltip_text("Next change (Alt+Down)");
     next->set_action_name("win.next-change");
@@ -136,7 +136,7 @@ void CorvaneWindow::buildHeaderBar() {
     auto closeSection = Gio::Menu::create();
     closeSection->append("Close Tab", "win.close-tab");
     menu->append_section(closeSection);
-    auto menuButton = Gtk::make_managed<Gtk::MenuButton>();
+    auto* menuButton = Gtk::make_managed<Gtk::MenuButton>();
     menuButton->set_icon_name("open-menu-symbolic");
     menuButton->set_menu_model(menu);
     headerBar_.pack_end(*menuButton);
@@ -276,7 +276,7 @@ void CorvaneWindow::documentDidChange(const CorvaneDocument& document) {
             tab->page = std::move(comparison);
         } else {
             auto scroller = std::make_unique<Gtk::ScrolledWindow>();
-            auto summary = Gtk::make_managed<Gtk::Label>();
+            auto* summary = Gtk::make_managed<Gtk::Label>();
             summary->set_xalign(0);
             summary->set_yalign(0);
             summary->set_margin(18);
@@ -633,7 +633,7 @@ bool CorvaneWindow::saveScreenshot(const std::string& path, std::string* whyNot)
     graphene_rect_t bounds{{0.0f, 0.0f}, {static_cast<float>(width), static_cast<float>(height)}};
     GdkTexture* texture = gsk_renderer_render_texture(renderer, node, &bounds);
     gsk_render_node_unref(node);
-    bool saved = texture != nullptr && gdk_texture_save_to_png(texture, path.c_str());
+    bool saved = texture != nullptr && (gdk_texture_save_to_png(texture, path.c_str()) != 0);
     if (texture != nullptr) {
         g_object_unref(texture);
     }

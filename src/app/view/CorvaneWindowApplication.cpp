@@ -63,7 +63,8 @@ int CorvaneRunWithWindow(CorvaneApplication& application, const char* programNam
         });
     });
     gtkApplication->signal_activate().connect([&] { window->present(); });
-    char* arguments[] = {const_cast<char*>(programName), nullptr};
+    // GTK takes argv as it comes to main: writable, though it only reads it.
+    char* arguments[] = {const_cast<char*>(programName), nullptr};  // NOLINT
     gtkApplication->run(1, arguments);
     application.setPresenter(nullptr);
     CorvaneAuthorization::setAskPerson(nullptr);

@@ -53,7 +53,11 @@ struct CVMemberCoding<std::shared_ptr<Record>> {
     }
     static bool holdsRecord(const CVCodedValue& value) {
         const CVCodedValue::Record* held = value.record();
-        return held != nullptr && *held != nullptr && typeid(**held) == typeid(Record);
+        if (held == nullptr || *held == nullptr) {
+            return false;
+        }
+        const auto& object = **held;
+        return typeid(object) == typeid(Record);
     }
     static bool store(CVCodedValue& value, std::shared_ptr<Record>& member) {
         if (value.isNil()) {

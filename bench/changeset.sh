@@ -12,22 +12,12 @@ files=${2:-100000}
 rounds=${3:-5}
 limits=${4:-builtin}
 here=$(cd "$(dirname "$0")" && pwd)
-app=$build/Corvane.app/Contents/MacOS
-[[ -x $app/Corvane && -x $app/cvdiff ]] || { echo "no Corvane.app with cvdiff in $build" >&2; exit 2; }
-
-root=$(mktemp -d "${TMPDIR:-/tmp}/cvdiff-changeset-XXXXXX")
-pids=()
-cleanup() {
-    for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
-    wait 2>/dev/null || true
-    rm -rf "$root"
-}
-trap cleanup EXIT
+source "$here/session.sh"
+begin_bench cvdiff-changeset "$build"
 
 source "$here/trees.sh"
 make_trees "$root" "$files"
 
-source "$here/session.sh"
 start_session "$root" "$app" "$limits"
 echo "trees: $files files each ($((files / 2)) on both sides), bus limits: $limits"
 

@@ -8,23 +8,13 @@ set -euo pipefail
 build=$(cd "${1:?usage: close-tab-ratio.sh BUILD_DIR [ROUNDS]}" && pwd)
 rounds=${2:-41}
 here=$(cd "$(dirname "$0")" && pwd)
-app=$build/Corvane.app/Contents/MacOS
-[[ -x $app/Corvane && -x $app/cvdiff ]] || { echo "no Corvane.app with cvdiff in $build" >&2; exit 2; }
-
-root=$(mktemp -d "${TMPDIR:-/tmp}/close-tab-ratio-XXXXXX")
-pids=()
-cleanup() {
-    for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
-    wait 2>/dev/null || true
-    rm -rf "$root"
-}
-trap cleanup EXIT
+source "$here/session.sh"
+begin_bench close-tab-ratio "$build"
 
 for program in waitclient closetab-ratio; do
     gcc -O2 -o "$root/$program" "$here/$program.c" $(pkg-config --cflags --libs libsystemd)
 done
 
-source "$here/session.sh"
 start_session "$root" "$app"
 
 "$root/closetab-ratio" "$rounds" "$root/waitclient" "$PWD/a.txt" "$PWD/b.txt" \

@@ -1,4 +1,23 @@
-# Sourced by the benchmarks that need Corvane running: a private home and session bus under ROOT
+# Sourced by the benchmarks that need Corvane running.
+#
+#   begin_bench NAME BUILD_DIR
+# checks that BUILD_DIR holds Corvane.app with cvdiff, sets app (its executables' folder) and root
+# (a scratch folder named after NAME), and on exit ends every process in the array pids and
+# removes root.
+begin_bench() {
+    app=$(cd "$2" && pwd)/Corvane.app/Contents/MacOS
+    [[ -x $app/Corvane && -x $app/cvdiff ]] || { echo "no Corvane.app with cvdiff in $2" >&2; exit 2; }
+    root=$(mktemp -d "${TMPDIR:-/tmp}/$1-XXXXXX")
+    pids=()
+    trap end_bench EXIT
+}
+end_bench() {
+    for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
+    wait 2>/dev/null || true
+    rm -rf "$root"
+}
+
+# A private home and session bus under ROOT
 # (with dbus-daemon's built-in limits, like scripts/testbed.sh, or Debian's session limits), and
 # Corvane launched by a first `cvdiff a b` from ROOT/work, where the run is left. Sets app_pid and
 # adds the bus and the application to the array pids, for the caller's clean-up to end.

@@ -34,6 +34,23 @@ std::shared_ptr<CVCLISerializedObject> CVCLISerializedObject::recordWithClassNam
                          CVCLISerializedMerge, CVCLISerializedObject>(name);
 }
 
+std::shared_ptr<CVCLISerializedObject> CVCLISerializedObject::recordWithClassName(
+    std::string_view name, std::string* whyNot) {
+    auto record = recordWithClassName(name);
+    if (!record) {
+        *whyNot = "unknown class name \"" + std::string(name) + "\"";
+    }
+    return record;
+}
+
+std::optional<std::string> CVCLISerializedObject::refusalForValueCount(size_t count) const {
+    if (count == codingFields().size()) {
+        return std::nullopt;
+    }
+    return className() + ": " + std::to_string(count) + " values for " +
+           std::to_string(codingFields().size()) + " keys";
+}
+
 const std::vector<CVCodingField>& CVCLISerializedObject::codingFields() const {
     static const std::vector<CVCodingField> none;
     return none;

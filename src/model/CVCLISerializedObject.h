@@ -38,6 +38,9 @@ public:
     // A new, freshly initialised record of the named class; null for a name that is not one of
     // the record classes.
     static std::shared_ptr<CVCLISerializedObject> recordWithClassName(std::string_view name);
+    // The same for a decoder: null with why ("unknown class name \"X\"") for an unknown name.
+    static std::shared_ptr<CVCLISerializedObject> recordWithClassName(std::string_view name,
+                                                                      std::string* whyNot);
 
     virtual std::string className() const { return kClassName; }
     // The class's own coded fields in coding order (the base has none).
@@ -54,6 +57,9 @@ public:
     std::optional<std::string> setValueForKey(CVCodedValue value, std::string_view key);
     // The same for one of the record's own `codingFields`, without looking its key up.
     std::optional<std::string> setValueForField(CVCodedValue value, const CVCodingField& field);
+    // Why a coded form with this many values cannot be this class's
+    // ("CVCLISerializedFile: 3 values for 4 keys"); nothing when the count is the class's.
+    std::optional<std::string> refusalForValueCount(size_t count) const;
 
     // Diagnostic text; the base gives "<ClassName: 0x...>".
     virtual std::string description() const;

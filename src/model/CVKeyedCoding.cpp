@@ -57,9 +57,10 @@ public:
         if (!className) {
             return refuse("the dictionary has no \"$class\"");
         }
-        auto result = CVCLISerializedObject::recordWithClassName(*className);
+        std::string whyNot;
+        auto result = CVCLISerializedObject::recordWithClassName(*className, &whyNot);
         if (!result) {
-            return refuse("unknown class name \"" + *className + "\"");
+            return refuse(std::move(whyNot));
         }
         plist_dict_iter iterator = nullptr;
         plist_dict_new_iter(dictionary, &iterator);

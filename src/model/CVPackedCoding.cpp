@@ -161,22 +161,21 @@ public:
         if (!className) {
             return nullptr;
         }
-        auto record = CVCLISerializedObject::recordWithClassName(*className);
+        std::string whyNot;
+        auto record = CVCLISerializedObject::recordWithClassName(*className, &whyNot);
         if (!record) {
-            refuse("unknown class name \"" + std::string(*className) + "\"");
+            refuse(std::move(whyNot));
             return nullptr;
         }
         auto count = number<uint32_t>();
         if (!count) {
             return nullptr;
         }
-        const std::vector<CVCodingField>& fields = record->codingFields();
-        if (*count != fields.size()) {
-            refuse(record->className() + ": " + std::to_string(*count) + " values for " +
-                   std::to_string(fields.size()) + " keys");
+        if (auto refusal = record->refusalForValueCount(*count)) {
+            refuse(std::move(*refusal));
             return nullptr;
         }
-        for (const CVCodingField& field : fields) {
+        for (const CVCodingField& field : record->codingFields()) {
             auto value = this->value(depth + 1);
             if (!value) {
                 return nullptr;

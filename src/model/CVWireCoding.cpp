@@ -211,21 +211,21 @@ private:
         if (!className) {
             return nullptr;
         }
-        auto record = CVCLISerializedObject::recordWithClassName(*className);
+        std::string whyNot;
+        auto record = CVCLISerializedObject::recordWithClassName(*className, &whyNot);
         if (!record) {
-            refuse("unknown class name \"" + std::string(*className) + "\"");
+            refuse(std::move(whyNot));
             return nullptr;
         }
         auto values = readValues(depth);
         if (!values) {
             return nullptr;
         }
-        const std::vector<CVCodingField>& fields = record->codingFields();
-        if (values->size() != fields.size()) {
-            refuse(record->className() + ": " + std::to_string(values->size()) + " values for " +
-                   std::to_string(fields.size()) + " keys");
+        if (auto refusal = record->refusalForValueCount(values->size())) {
+            refuse(std::move(*refusal));
             return nullptr;
         }
+        const std::vector<CVCodingField>& fields = record->codingFields();
         for (size_t index = 0; index < fields.size(); ++index) {
             if (auto refusal =
                     record->setValueForField(std::move((*values)[index]), fields[index])) {

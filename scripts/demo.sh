@@ -78,7 +78,7 @@ printf 'new file\n' >"$work/after/added.txt"
 
 newest_document() {
     local guid=
-    for _ in $(seq 200); do
+    for _ in $(seq 1200); do
         guid=$(grep -o '"reply":"[^"]*"' "$CORVANE_JOURNAL" 2>/dev/null | tail -n 1 | cut -d'"' -f4 || true)
         [[ -n $guid && $guid != "${1:-}" ]] && break
         sleep 0.05
@@ -88,7 +88,8 @@ newest_document() {
 
 if [[ -n ${DISPLAY:-}${WAYLAND_DISPLAY:-} ]]; then
     shoot() { # GUID NAME
-        for _ in $(seq 100); do
+        # Until the tab shows its comparison: a minute at most, for a heavily loaded machine.
+        for _ in $(seq 600); do
             "$bundle/Corvane" --describe "$1" 2>/dev/null | grep -q '"state":"shown"' && break
             sleep 0.1
         done

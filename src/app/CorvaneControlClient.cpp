@@ -4,11 +4,13 @@
 
 #include <cstring>
 #include <functional>
+#include <optional>
 
 #include "app/CorvaneNames.h"
 #include "platform/CVBusObject.h"
 #include "platform/CVCorvaneContract.h"
 #include "platform/CVPrint.h"
+#include "platform/CVSealedFile.h"
 #include "platform/CVSessionBus.h"
 
 namespace {
@@ -63,11 +65,22 @@ int call(const char* member, const std::function<int(sd_bus_message*)>& appendAr
 namespace CorvaneControlClient {
 
 int listDocuments() {
-    return call("ListDocuments", nullptr, [](sd_bus_message* reply) {
-        const char* listing = "";
-        sd_bus_message_read(reply, "s", &listing);
-        CVPrint(stdout, std::string(listing) + "\n");
+    int status = 0;
+    int called = call("ListDocuments", nullptr, [&](sd_bus_message* reply) {
+        static constexpr size_t kLargestListing = size_t(1) << 30;
+        int descriptor = -1;
+        std::string whyNot = "no file came";
+        std::optional<CVSealedFileMapping> listing =
+            sd_bus_message_read(reply, "h", &descriptor) >= 0
+                ? CVSealedFileMapping::map(descriptor, kLargestListing, &whyNot)
+                : std::nullopt;
+        if (!listing) {
+            status = fail("Corvane's list of documents could not be read: " + whyNot + ".");
+            return;
+        }
+        CVPrint(stdout, std::string(listing->bytes()) + "\n");
     });
+    return called != 0 ? called : status;
 }
 
 int closeTab(const std::string& GUID) {

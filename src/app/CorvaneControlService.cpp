@@ -1,5 +1,7 @@
 #include "app/CorvaneControlService.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -10,6 +12,7 @@
 #include "app/CorvaneMerge.h"
 #include "app/CorvaneNames.h"
 #include "platform/CVCorvaneContract.h"
+#include "platform/CVSealedFile.h"
 
 namespace {
 
@@ -25,7 +28,19 @@ int listDocuments(sd_bus_message* message, void* userdata, sd_bus_error*) {
     for (const CorvaneDocument* document : application.documents().documentsInOpeningOrder()) {
         listing.push_back(document->json());
     }
-    return sd_bus_reply_method_return(message, "s", CorvaneJSONText(listing).c_str());
+    // A changeset of long paths outgrows what the bus carries in one message: the listing
+    // travels in a sealed memory file, as a large invocation does.
+    CVSealedFileWriter file;
+    if (!file.isOpen() || !file.append(CorvaneJSONText(listing))) {
+        return -errno;
+    }
+    int descriptor = file.seal();
+    if (descriptor < 0) {
+        return -errno;
+    }
+    int result = sd_bus_reply_method_return(message, "h", descriptor);
+    close(descriptor);
+    return result;
 }
 
 int noSuchDocument(sd_bus_error* error, const std::string& GUID) {
@@ -202,7 +217,7 @@ int quit(sd_bus_message* message, void* userdata, sd_bus_error*) {
 
 const sd_bus_vtable kVtable[] = {
     SD_BUS_VTABLE_START(0),
-    SD_BUS_METHOD("ListDocuments", "", "s", listDocuments, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD("ListDocuments", "", "h", listDocuments, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD("CloseTab", "s", "", closeTab, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD("FinishMerge", "sbs", "", finishMerge, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD("Quit", "", "", quit, SD_BUS_VTABLE_UNPRIVILEGED),

@@ -6,7 +6,8 @@ class CorvaneApplication;
 
 // The control interface (com.corvane.Corvane.Control at /com/corvane/Corvane/control), through
 // which a person or a test plays the user of the application's window:
-//   ListDocuments() -> s                the open documents as a JSON array
+//   ListDocuments() -> h                a sealed memory file with the open documents as a JSON
+//                                       array
 //   CloseTab(s GUID)                    closes the document's tab
 //   FinishMerge(s GUID, b resolved, s result)
 //                                       resolved: writes the result into the output file (""

@@ -15,12 +15,16 @@
 #include "platform/CVSubprocess.h"
 
 // A private dbus-daemon with a session bus's policy (anyone may own any name, send anything and
-// eavesdrop), listening on <folder>/bus, in a process group of its own. Its configuration
-// (bus.conf, which names the folder on its command line) and its notices (bus.log) lie beside
-// the socket. Without a folder it makes a temporary one, removed with it. Header-only (it needs
-// just cv_platform), so that programs without the test support library can use it too.
+// eavesdrop), listening on <folder>/bus, in a process group of its own. Its messages are at most
+// kLargestMessage bytes, far below a desktop's bus, so that a message too large for the bus is
+// cheap to make. Its configuration (bus.conf, which names the folder on its command line) and
+// its notices (bus.log) lie beside the socket. Without a folder it makes a temporary one,
+// removed with it. Header-only (it needs just cv_platform), so that programs without the test
+// support library can use it too.
 class CVPrivateBus {
 public:
+    static constexpr size_t kLargestMessage = size_t(4) << 20;
+
     // Returns once the daemon listens; throws std::runtime_error when it does not come up.
     explicit CVPrivateBus(const std::string& folder = "")
         : ownsFolder_(folder.empty()), folder_(ownsFolder_ ? temporaryFolder() : folder) {
@@ -29,7 +33,8 @@ public:
         std::string log = folder_ + "/bus.log";
         std::ofstream(folder_ + "/bus.conf")
             << "<busconfig><type>session</type><listen>" << address_
-            << "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
+            << "</listen><auth>EXTERNAL</auth><limit name=\"max_message_size\">" << kLargestMessage
+            << "</limit><policy context=\"default\">"
                "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
                "<allow own=\"*\"/></policy></busconfig>\n";
         std::string addressFile = folder_ + "/address";

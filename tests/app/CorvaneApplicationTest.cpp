@@ -269,7 +269,7 @@ TEST_F(ACorvaneApplication, LetsTheItemsOfASummarizedChangesetJoinTheSummary) {
                                       {{"kind", "partialChangeset"}, {"changeset", "PID:3-4"}}));
 }
 
-TEST_F(ACorvaneApplication, OpensANewDocumentForItemsOfAChangesetMarkedAsClosed) {
+TEST_F(ACorvaneApplication, OpensANewDocumentForItemsOfAChangesetMarkedAsClosedOrWhoseTabClosed) {
     std::string first = openGUID(*partialInvocation("UUID:a", std::nullopt, "/1", "/2"));
     markClosed("UUID:a");
     std::string second = openGUID(*partialInvocation("UUID:a", std::nullopt, "/3", "/4"));
@@ -277,6 +277,9 @@ TEST_F(ACorvaneApplication, OpensANewDocumentForItemsOfAChangesetMarkedAsClosed)
     EXPECT_EQ(listedGUIDs(), (std::vector<std::string>{first, second}));
     EXPECT_TRUE(bed_.waitForJournalEntry(
         {{"member", "markChangesetWithUUIDAsClosed"}, {"arguments", json::array({"UUID:a"})}}));
+
+    bed_.closeTab(second);
+    EXPECT_NE(openGUID(*partialInvocation("UUID:a", std::nullopt, "/5", "/6")), second);
 }
 
 TEST_F(ACorvaneApplication, PostsCloseTabForTheDocumentAndForgetsIt) {
@@ -311,12 +314,6 @@ TEST_F(ACorvaneApplication, RemovesTheToolsCapturesWhenTheirTabClosesOrItQuits) 
     EXPECT_EQ(folderEntries(folder.path()), (std::vector<std::string>{"kept"}));
 }
 
-TEST_F(ACorvaneApplication, ClosesAPartialChangesetToNewItemsWhenItsTabCloses) {
-    std::string first = openGUID(*partialInvocation("UUID:a", std::nullopt, "/1", "/2"));
-    bed_.closeTab(first);
-    EXPECT_NE(openGUID(*partialInvocation("UUID:a", std::nullopt, "/3", "/4")), first);
-}
-
 TEST_F(ACorvaneApplication, WritesTheResolvedMergeAndReportsItBeforeClosingItsTab) {
     TemporaryFolder folder;
     std::string left = folder.write("left.txt", "left\n");
@@ -339,19 +336,13 @@ TEST_F(ACorvaneApplication, WritesTheResolvedMergeAndReportsItBeforeClosingItsTa
     std::string second = openGUID(*mergeInvocation(left, right, output));
     EXPECT_EQ(bed_.finishMerge(second, true, "right").status, 0);
     EXPECT_EQ(readFile(output), "right\n");
-}
 
-TEST_F(ACorvaneApplication, WritesTheResultWhereTheOutputsBookmarkLeadsWhenItsPathIsRelative) {
-    TemporaryFolder folder;
-    std::string left = folder.write("left.txt", "left\n");
-    std::string output = folder.write("merged.txt", "");
-    auto invocation = mergeInvocation(left, folder / "right.txt", output);
-    // The tool sends the output path as typed, relative to its own working directory.
-    invocation->merge()->outputFile()->setFilePath("merged.txt");
-    invocation->merge()->outputFile()->setURLBookmarkData(*CVBookmark::create(output, 0));
-    std::string GUID = openGUID(*invocation);
-
-    EXPECT_EQ(bed_.finishMerge(GUID, true).status, 0);
+    // The tool sends the output path as typed, relative to its own working directory: the
+    // bookmark leads to the file.
+    auto relative = mergeInvocation(left, right, output);
+    relative->merge()->outputFile()->setFilePath("merged.txt");
+    relative->merge()->outputFile()->setURLBookmarkData(*CVBookmark::create(output, 0));
+    EXPECT_EQ(bed_.finishMerge(openGUID(*relative), true).status, 0);
     EXPECT_EQ(readFile(output), "left\n");
 }
 

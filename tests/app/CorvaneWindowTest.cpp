@@ -362,11 +362,7 @@ protected:
     void SetUp() override {
         ACorvaneWindow::SetUp();
         repository = bed_.workDirectory() + "/repository";
-        bed_.setEnvironment({{"GIT_CONFIG_NOSYSTEM", "1"},
-                             {"GIT_AUTHOR_NAME", "Test"},
-                             {"GIT_AUTHOR_EMAIL", "test@example.invalid"},
-                             {"GIT_COMMITTER_NAME", "Test"},
-                             {"GIT_COMMITTER_EMAIL", "test@example.invalid"}});
+        bed_.setEnvironment(kCVVersionControlIdentity);
         shell(
             "git init -q . && git config mergetool.cvdiff.cmd "
             "'cvdiff --merge --output \"$MERGED\" --base \"$BASE\" \"$LOCAL\" \"$REMOTE\"' && "
@@ -396,18 +392,6 @@ protected:
             "git checkout -q - && printf 'a\\nOURS\\nc\\nd\\n' > f.txt && git commit -qam ours && "
             "(git merge -q other || true)");
     }
-
-    std::string waitForDocument() {
-        std::string GUID;
-        EXPECT_TRUE(CVWaitUntil(
-            [&] {
-                json listing = json::parse(bed_.listDocuments().standardOutput);
-                GUID = listing.empty() ? "" : listing.back()["GUID"].get<std::string>();
-                return !GUID.empty();
-            },
-            std::chrono::seconds(30)));
-        return GUID;
-    }
 };
 
 TEST_F(ACorvaneWindowWithGit, ResolvesAGitMergeByTakingASideAndGitRecordsIt) {
@@ -415,7 +399,7 @@ TEST_F(ACorvaneWindowWithGit, ResolvesAGitMergeByTakingASideAndGitRecordsIt) {
     auto mergetool = bed_.start(
         {"sh", "-c", "cd \"$0\" && git mergetool --tool=cvdiff", repository},
         {.environment = {{"PATH", bed_.bundlePath() + "/Contents/MacOS:/usr/bin:/bin"}}});
-    std::string GUID = waitForDocument();
+    std::string GUID = bed_.waitForNewestDocument()["GUID"];
     // Every pane tints the open conflict; theirs' own change shows in theirs and the base only;
     // the result holds git's markers around the conflict and theirs' change already taken.
     auto tinted = [](const json& panes) {
@@ -448,7 +432,7 @@ TEST_F(ACorvaneWindowWithGit, LeavesTheConflictInPlaceWhenTheMergeIsClosedUnreso
     auto mergetool = bed_.start(
         {"sh", "-c", "cd \"$0\" && git mergetool --tool=cvdiff", repository},
         {.environment = {{"PATH", bed_.bundlePath() + "/Contents/MacOS:/usr/bin:/bin"}}});
-    std::string GUID = waitForDocument();
+    std::string GUID = bed_.waitForNewestDocument()["GUID"];
     activate(GUID, "close-tab");  // nothing chosen: closes without asking
     CVCommandResult result = mergetool->wait(std::chrono::seconds(30));
     EXPECT_NE(result.status, 0);
@@ -462,7 +446,7 @@ TEST_F(ACorvaneWindowWithGit, ShowsAWholeDifftoolRunInOneTabWithEveryFilesStatus
         "git mv moved.txt renamed.txt && printf 'new\\n' > added.txt && git add -A && "
         "git -c difftool.cvdiff.cmd='cvdiff --partial-changeset \"$LOCAL\" \"$REMOTE\"' "
         "difftool -y --tool=cvdiff --cached -M");
-    std::string GUID = waitForDocument();
+    std::string GUID = bed_.waitForNewestDocument()["GUID"];
     ASSERT_EQ(json::parse(bed_.listDocuments().standardOutput).size(), 1u);
     json description = describe(GUID);
     std::string text = description.dump();

@@ -67,14 +67,8 @@ protected:
         std::filesystem::create_directories(repository);
         // "cvdiff" is found in PATH, as the installed one is.
         std::string toolFolder = bed.toolPath().substr(0, bed.toolPath().rfind('/'));
-        bed.setEnvironment({{"PATH", toolFolder + ":" + std::getenv("PATH")},
-                            {"GIT_CONFIG_NOSYSTEM", "1"},
-                            {"GIT_AUTHOR_NAME", "Test"},
-                            {"GIT_AUTHOR_EMAIL", "test@example.invalid"},
-                            {"GIT_COMMITTER_NAME", "Test"},
-                            {"GIT_COMMITTER_EMAIL", "test@example.invalid"},
-                            {"HGUSER", "Test <test@example.invalid>"},
-                            {"BRZ_EMAIL", "Test <test@example.invalid>"}});
+        bed.setEnvironment(kCVVersionControlIdentity);
+        bed.setEnvironment({{"PATH", toolFolder + ":" + std::getenv("PATH")}});
     }
 
     // Applies a block as the document says: runs it, or adds it to its file.
@@ -109,27 +103,6 @@ protected:
         return bed.start(
             command, {.workingDirectory = folder.empty() ? repository : folder, .deadline = 60s});
     }
-
-    // The documents Corvane has open (none while it is not running).
-    json listing() {
-        CVCommandResult result = bed.listDocuments();
-        return result.status == 0 ? json::parse(result.standardOutput) : json::array();
-    }
-
-    // The newest document once it is of the kind and not `other`; null at the deadline.
-    json newestDocument(const std::string& kind, const json& other = json()) {
-        json newest;
-        bool found = CVWaitUntil(
-            [&] {
-                json all = listing();
-                newest = all.empty() ? json() : all.back();
-                return !all.empty() && newest["kind"] == kind &&
-                       (other.is_null() || newest["GUID"] != other["GUID"]);
-            },
-            30s);
-        EXPECT_TRUE(found) << kind << " in " << listing();
-        return found ? newest : json();
-    }
 };
 
 TEST_F(AConfigurationFromTheDocument, GitDiffsInOneChangesetAndMergesWithTrustedExitStatus) {
@@ -139,8 +112,8 @@ TEST_F(AConfigurationFromTheDocument, GitDiffsInOneChangesetAndMergesWithTrusted
         "printf 'base\\n' > m1.txt && printf 'base\\n' > m2.txt && git add . && "
         "git commit -qm first && printf 'A\\n' > a.txt && printf 'B\\n' > b.txt");
     shell("git difftool");
-    json changeset = newestDocument("partialChangeset");
-    EXPECT_EQ(listing().size(), 1u) << listing();
+    json changeset = bed.waitForNewestDocument({{"kind", "partialChangeset"}});
+    EXPECT_EQ(bed.documents().size(), 1u) << bed.documents();
     EXPECT_EQ(changeset["fileLists"].size(), 2u) << changeset;
     // git's name-status summary went ahead of the items.
     EXPECT_EQ(changeset["announcedFileLists"].size(), 2u) << changeset;
@@ -154,10 +127,10 @@ TEST_F(AConfigurationFromTheDocument, GitDiffsInOneChangesetAndMergesWithTrusted
         "printf 'ours\\n' > m1.txt && printf 'ours\\n' > m2.txt && git commit -qam ours && "
         "! git merge -q other");
     auto mergetool = startIn({"git", "mergetool"});
-    json first = newestDocument("merge");
+    json first = bed.waitForNewestDocument({{"kind", "merge"}});
     ASSERT_FALSE(first.is_null());
     ASSERT_EQ(bed.finishMerge(first["GUID"], true, "right").status, 0);
-    json second = newestDocument("merge", first);
+    json second = bed.waitForNewestDocument({{"kind", "merge"}}, first["GUID"]);
     ASSERT_FALSE(second.is_null());
     ASSERT_EQ(bed.finishMerge(second["GUID"], false).status, 0);
     CVCommandResult merged = mergetool->wait(60s);
@@ -178,7 +151,7 @@ TEST_F(AConfigurationFromTheDocument, GitDirDiffWaitsForItsTabToClose) {
         "printf 'A\\n' > a.txt");
     auto difftool = startIn({"git", "difftool", "--dir-diff", "--tool=cvdiff-dir"});
     // The two folders, which the window pairs file by file.
-    json diff = newestDocument("diff");
+    json diff = bed.waitForNewestDocument({{"kind", "diff"}});
     EXPECT_EQ(diff["fileLists"][0]["files"].size(), 2u) << diff;
     EXPECT_TRUE(difftool->isRunning()) << "git would remove the folders while they are shown";
     bed.closeTab(diff["GUID"]);
@@ -194,7 +167,7 @@ TEST_F(AConfigurationFromTheDocument, SubversionDiffsAndResolvesAConflictInCorva
           "svn checkout -q 'file://" +
           server + "' '" + other + "' && printf 'two\\n' > file.txt");
     shell("svn diff");
-    json changeset = newestDocument("partialChangeset");
+    json changeset = bed.waitForNewestDocument({{"kind", "partialChangeset"}});
     EXPECT_EQ(changeset["fileLists"][0]["relativePath"], "file.txt") << changeset;
     EXPECT_EQ(changeset["parentProcessName"], "svn");
     bed.closeTab(changeset["GUID"]);
@@ -203,7 +176,7 @@ TEST_F(AConfigurationFromTheDocument, SubversionDiffsAndResolvesAConflictInCorva
     // From a terminal svn launches the merge tool itself; here --force-interactive stands in for
     // the terminal the test has not.
     auto update = startIn({"svn", "update", "--accept", "launch", "--force-interactive"});
-    json merge = newestDocument("merge");
+    json merge = bed.waitForNewestDocument({{"kind", "merge"}});
     ASSERT_FALSE(merge.is_null()) << update->wait(1s).standardError;
     ASSERT_EQ(bed.finishMerge(merge["GUID"], true, "right").status, 0);
     CVCommandResult updated = update->wait(60s);
@@ -217,7 +190,7 @@ TEST_F(AConfigurationFromTheDocument, MercurialComparesAndMerges) {
         "hg init . && printf 'one\\n' > f.txt && hg add -q f.txt && hg commit -q -m first && "
         "printf 'two\\n' > f.txt");
     auto extdiff = startIn({"hg", "cvdiff"});
-    json diff = newestDocument("diff");
+    json diff = bed.waitForNewestDocument({{"kind", "diff"}});
     EXPECT_EQ(diff["parentProcessName"], "hg") << diff;
     EXPECT_TRUE(extdiff->isRunning()) << "hg would remove its snapshot while it is shown";
     bed.closeTab(diff["GUID"]);
@@ -227,7 +200,7 @@ TEST_F(AConfigurationFromTheDocument, MercurialComparesAndMerges) {
         "hg commit -q -m two && hg update -q 0 && printf 'three\\n' > f.txt && "
         "hg commit -q -m three");
     auto merge = startIn({"hg", "merge", "-r", "1"});
-    json document = newestDocument("merge");
+    json document = bed.waitForNewestDocument({{"kind", "merge"}});
     ASSERT_FALSE(document.is_null()) << merge->wait(1s).standardError;
     ASSERT_EQ(bed.finishMerge(document["GUID"], true, "right").status, 0);
     CVCommandResult merged = merge->wait(60s);
@@ -242,7 +215,7 @@ TEST_F(AConfigurationFromTheDocument, BreezyDiffsThroughItsAlias) {
         "brz commit -q -m first && printf 'two\\n' > f.txt");
     // brz diff exits 1 when there are differences.
     bed.run({"brz", "cvdiff"}, {.workingDirectory = repository, .deadline = 60s});
-    json changeset = newestDocument("partialChangeset");
+    json changeset = bed.waitForNewestDocument({{"kind", "partialChangeset"}});
     EXPECT_EQ(changeset["parentProcessName"], "brz") << changeset;
 }
 
@@ -280,7 +253,7 @@ TEST_F(ACallersTemporaryFile, IsGitsCopyInATemporaryFolderReachedThroughALink) {
         "git init -q . && printf 'a\\n' > a.txt && git add . && git commit -qm first && "
         "printf 'A\\n' > a.txt");
     shell("git difftool");
-    auto [files, temporary] = sides(newestDocument("partialChangeset"));
+    auto [files, temporary] = sides(bed.waitForNewestDocument({{"kind", "partialChangeset"}}));
     ASSERT_EQ(files.size(), 2u) << files;
     EXPECT_TRUE(files[0].get<std::string>().starts_with(outside + "/private-tmp/")) << files;
     EXPECT_EQ(files[1], repository + "/a.txt");
@@ -295,7 +268,7 @@ TEST_F(ACallersTemporaryFile, IsASideGitMergetoolWritesIntoTheWorkTree) {
         "git checkout -q - && printf 'ours\\n' > m.txt && git commit -qam ours && "
         "! git merge -q other");
     auto mergetool = startIn({"git", "mergetool"});
-    json merge = newestDocument("merge");
+    json merge = bed.waitForNewestDocument({{"kind", "merge"}});
     auto [files, temporary] = sides(merge);
     // The sides, the file the merge writes, and the base.
     ASSERT_EQ(files.size(), 4u) << merge;
@@ -317,7 +290,7 @@ TEST_F(ACallersTemporaryFile, IsSubversionsPristineBase) {
           "/server' . && printf 'one\\n' > file.txt && svn add -q file.txt && "
           "svn commit -qm first && printf 'two\\n' > file.txt");
     shell("svn diff");
-    auto [files, temporary] = sides(newestDocument("partialChangeset"));
+    auto [files, temporary] = sides(bed.waitForNewestDocument({{"kind", "partialChangeset"}}));
     ASSERT_EQ(files.size(), 2u) << files;
     EXPECT_THAT(files[0].get<std::string>(),
                 testing::MatchesRegex(repository + "/\\.svn/pristine/.*\\.svn-base"));

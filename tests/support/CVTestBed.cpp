@@ -1,5 +1,7 @@
 #include "CVTestBed.h"
 
+#include <gtest/gtest.h>
+
 #include <dirent.h>
 #include <signal.h>
 #include <sys/stat.h>
@@ -183,6 +185,21 @@ nlohmann::json CVTestBed::documents() {
     CVCommandResult result = listDocuments();
     return result.status == 0 ? nlohmann::json::parse(result.standardOutput)
                               : nlohmann::json::array();
+}
+
+nlohmann::json CVTestBed::waitForNewestDocument(const nlohmann::json& members,
+                                                const std::string& other,
+                                                std::chrono::milliseconds deadline) {
+    nlohmann::json newest;
+    bool found = CVWaitUntil(
+        [&] {
+            nlohmann::json all = documents();
+            newest = all.empty() ? nlohmann::json() : all.back();
+            return !all.empty() && hasMembers(newest, members) && newest["GUID"] != other;
+        },
+        deadline);
+    EXPECT_TRUE(found) << members << " in " << documents();
+    return found ? newest : nlohmann::json();
 }
 
 std::vector<std::string> CVTestBed::answeredGUIDs() const {

@@ -20,6 +20,17 @@ inline const std::string kCVShortUsage =
     "usage: cvdiff [--version] [--wait] [--label <label>] FILE [opt] [FILE [opt]...]\n"
     "try cvdiff --help for more information.\n";
 
+// Who commits in the tests' repositories, for git, Mercurial and Breezy, and no system-wide git
+// configuration.
+inline const CVEnvironmentChanges kCVVersionControlIdentity = {
+    {"GIT_CONFIG_NOSYSTEM", "1"},
+    {"GIT_AUTHOR_NAME", "Test"},
+    {"GIT_AUTHOR_EMAIL", "test@example.invalid"},
+    {"GIT_COMMITTER_NAME", "Test"},
+    {"GIT_COMMITTER_EMAIL", "test@example.invalid"},
+    {"HGUSER", "Test <test@example.invalid>"},
+    {"BRZ_EMAIL", "Test <test@example.invalid>"}};
+
 // A private desktop session for process-level tests: its own dbus-daemon on a socket in a
 // temporary folder, a temporary home with the XDG folders, and the built Corvane.app registered
 // through its desktop entry. Commands run in a scrubbed environment that points at all of it.
@@ -84,6 +95,11 @@ public:
     CVCommandResult listDocuments();
     // The documents Corvane has open, read from --list (an empty array while it is not running).
     nlohmann::json documents();
+    // Waits until the newest document has the members (as waitForJournalEntry compares them)
+    // and is not the one with the GUID `other`; answers it, or null at the deadline.
+    nlohmann::json waitForNewestDocument(
+        const nlohmann::json& members = nlohmann::json::object(), const std::string& other = "",
+        std::chrono::milliseconds deadline = std::chrono::seconds(30));
     // The GUIDs Corvane answered for invocations, oldest first, from its journal.
     std::vector<std::string> answeredGUIDs() const;
     // The value of `key` in every file list of the documents, in order ("files" gives arrays).

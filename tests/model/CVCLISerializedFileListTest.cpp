@@ -89,33 +89,32 @@ TEST(AFileList, TurnsEveryBookmarkedPathIntoItsResolvedFormWhenAskedForUniqueFil
     EXPECT_EQ((*list->files())[1]->filePath(), "x/../y");
 }
 
-TEST(FolderPairing, GivesOneListPerRelativePathWithTheAbsentSideInTheStatus) {
-    TemporaryFolder folder;
-    folder.write("left/a.txt", "1");
-    folder.write("left/sub/b.txt", "2");
-    folder.write("right/a.txt", "3");
-    folder.write("right/c.txt", "4");
-    auto lists = paired(folder / "left", folder / "right/");
-    ASSERT_TRUE(lists);
-    EXPECT_EQ(outline(*lists, folder.path()),
-              (std::vector<std::string>{"a.txt 0 left/a.txt right/a.txt", "c.txt 1 right/c.txt",
-                                        "sub/b.txt 2 left/sub/b.txt"}));
-}
-
-TEST(FolderPairing, TellsEveryNameUnderAFolderMissingOrAFileOnOneSideApart) {
-    TemporaryFolder folder;
-    folder.write("left/deep-x", "1");
-    folder.write("left/x", "2");
-    for (const char* name : {"deep/a/b/c1", "deep/a/b/c2", "deep/a/d", "deep-x", "x/y", "x/z"}) {
-        folder.write(std::string("right/") + name, "3");
+TEST(FolderPairing,
+     GivesOneListPerRelativePathWithTheAbsentSideInTheStatusAndBookmarksThatResolve) {
+    using Names = std::vector<std::string>;
+    const std::pair<Names, Names> cases[] = {
+        {{"left/a.txt", "left/sub/b.txt", "right/a.txt", "right/c.txt"},
+         {"a.txt 0 left/a.txt right/a.txt", "c.txt 1 right/c.txt", "sub/b.txt 2 left/sub/b.txt"}},
+        // Every name under a folder missing on one side, or under a file, stands apart.
+        {{"left/deep-x", "left/x", "right/deep/a/b/c1", "right/deep/a/b/c2", "right/deep/a/d",
+          "right/deep-x", "right/x/y", "right/x/z"},
+         {"deep-x 0 left/deep-x right/deep-x", "deep/a/b/c1 1 right/deep/a/b/c1",
+          "deep/a/b/c2 1 right/deep/a/b/c2", "deep/a/d 1 right/deep/a/d", "x 0 left/x right/x",
+          "x/y 1 right/x/y", "x/z 1 right/x/z"}},
+    };
+    for (const auto& [names, expected] : cases) {
+        TemporaryFolder folder;
+        for (const auto& name : names) {
+            folder.write(name, name);
+        }
+        auto lists = paired(folder / "left", folder / "right/");
+        ASSERT_TRUE(lists);
+        EXPECT_EQ(outline(*lists, folder.path()), expected);
+        for (const auto& list : *lists) {
+            EXPECT_EQ(list->uniqueFiles().size(), list->files()->size());
+        }
+        EXPECT_EQ(outline(*lists, folder.path()), expected) << "with the bookmarks resolved";
     }
-    auto lists = paired(folder / "left", folder / "right");
-    ASSERT_TRUE(lists);
-    EXPECT_EQ(outline(*lists, folder.path()),
-              (std::vector<std::string>{
-                  "deep-x 0 left/deep-x right/deep-x", "deep/a/b/c1 1 right/deep/a/b/c1",
-                  "deep/a/b/c2 1 right/deep/a/b/c2", "deep/a/d 1 right/deep/a/d",
-                  "x 0 left/x right/x", "x/y 1 right/x/y", "x/z 1 right/x/z"}));
 }
 
 TEST(FolderPairing, SkipsHiddenEntriesListsLinksUnfollowedAndSortsCaseSensitively) {
@@ -133,21 +132,6 @@ TEST(FolderPairing, SkipsHiddenEntriesListsLinksUnfollowedAndSortsCaseSensitivel
     EXPECT_EQ(outline(*lists, folder.path()),
               (std::vector<std::string>{"B.txt 1 right/B.txt", "a.txt 2 left/a.txt", "dangling 1",
                                         "linked 1 elsewhere"}));
-}
-
-TEST(FolderPairing, PairsAFileWithAFolderOfTheSameNameAndGivesBookmarksThatResolve) {
-    TemporaryFolder folder;
-    folder.write("left/x", "1");
-    folder.write("right/x/y", "2");
-    auto lists = paired(folder / "left", folder / "right");
-    ASSERT_TRUE(lists);
-    EXPECT_EQ(outline(*lists, folder.path()),
-              (std::vector<std::string>{"x 0 left/x right/x", "x/y 1 right/x/y"}));
-    for (const auto& list : *lists) {
-        EXPECT_EQ(list->uniqueFiles().size(), list->files()->size());
-    }
-    EXPECT_EQ(outline(*lists, folder.path()),
-              (std::vector<std::string>{"x 0 left/x right/x", "x/y 1 right/x/y"}));
 }
 
 TEST(FolderPairing, PairsTheTwoPathsThemselvesWhenASideHoldsNoFiles) {

@@ -27,6 +27,12 @@ std::shared_ptr<CVCLISerializedObject> throughPropertyList(const CVCLISerialized
     return decoded;
 }
 
+// Writes the values as sd_bus_message_append takes them.
+template <typename... Values>
+std::function<void(sd_bus_message*)> appending(Values... values) {
+    return [=](sd_bus_message* m) { EXPECT_GE(sd_bus_message_append(m, values...), 0); };
+}
+
 }  // namespace
 
 TEST(TheWireAndKeyedCodings, GiveBackEveryRecordClassFieldByField) {
@@ -78,44 +84,26 @@ TEST(TheWireDecoder, RefusesWhatDoesNotMatchTheRecordClasses) {
             sd_bus_message_close_container(m);
         }
     };
-    using Write = std::function<void(sd_bus_message*)>;
-    const std::pair<Write, std::string> cases[] = {
-        {[](sd_bus_message* m) {
-             sd_bus_message_append(m, "v", "(sav)", "CVCLISerializedNothing", 0);
-         },
+    const std::pair<std::function<void(sd_bus_message*)>, std::string> cases[] = {
+        {appending("v", "(sav)", "CVCLISerializedNothing", 0),
          "unknown class name \"CVCLISerializedNothing\""},
-        {[](sd_bus_message* m) {
-             sd_bus_message_append(m, "v", "(sav)", "CVCLISerializedFile", 3, "s", "/x", "g", "",
-                                   "g", "");
-         },
+        {appending("v", "(sav)", "CVCLISerializedFile", 3, "s", "/x", "g", "", "g", ""),
          "CVCLISerializedFile: 3 values for 4 keys"},
-        {[](sd_bus_message* m) {
-             sd_bus_message_append(m, "v", "(sav)", "CVCLISerializedFile", 4, "s", "/x", "s", "yes",
-                                   "g", "", "g", "");
-         },
+        {appending("v", "(sav)", "CVCLISerializedFile", 4, "s", "/x", "s", "yes", "g", "", "g", ""),
          "CVCLISerializedFile: key \"temporary\" expects boolean or nil, found string"},
-        {[](sd_bus_message* m) {
-             sd_bus_message_append(m, "v", "(sav)", "CVCLISerializedFileList", 4, "g", "", "i", 1,
-                                   "g", "", "g", "");
-         },
+        {appending("v", "(sav)", "CVCLISerializedFileList", 4, "g", "", "i", 1, "g", "", "g", ""),
          "CVCLISerializedFileList: key \"status\" expects int64, found int32"},
-        {[](sd_bus_message* m) {
-             sd_bus_message_append(m, "v", "(sav)", "CVCLISerializedFileList", 4, "av", 1, "s",
-                                   "/x", "x", int64_t(0), "g", "", "g", "");
-         },
+        {appending("v", "(sav)", "CVCLISerializedFileList", 4, "av", 1, "s", "/x", "x", int64_t(0),
+                   "g", "", "g", ""),
          "CVCLISerializedFileList: key \"files\" expects array of CVCLISerializedFile or nil, "
          "found array holding string"},
-        {[](sd_bus_message* m) {
-             sd_bus_message_append(m, "v", "(sav)", "CVCLISerializedMerge", 4, "g", "", "(sav)",
-                                   "CVCLISerializedFileList", 4, "g", "", "x", int64_t(0), "g", "",
-                                   "g", "", "g", "", "g", "");
-         },
+        {appending("v", "(sav)", "CVCLISerializedMerge", 4, "g", "", "(sav)",
+                   "CVCLISerializedFileList", 4, "g", "", "x", int64_t(0), "g", "", "g", "", "g",
+                   "", "g", ""),
          "CVCLISerializedMerge: key \"outputFile\" expects CVCLISerializedFile or nil, found "
          "CVCLISerializedFileList"},
-        {[](sd_bus_message* m) { sd_bus_message_append(m, "v", "u", 7u); },
-         "unsupported value type \"u\""},
-        {[](sd_bus_message* m) { sd_bus_message_append(m, "v", "s", "text"); },
-         "expected a record, found string"},
+        {appending("v", "u", 7u), "unsupported value type \"u\""},
+        {appending("v", "s", "text"), "expected a record, found string"},
         {nestedTooDeeply, "values nested deeper than 32 levels"},
     };
     for (const auto& [write, refusal] : cases) {

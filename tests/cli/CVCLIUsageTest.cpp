@@ -29,7 +29,7 @@ TEST(TheVersionTexts, ShowVersionAndBuild) {
     EXPECT_EQ(CVCLIUsage::shortVersionString(), "6.4 (9077)\n");
 }
 
-TEST(TheDebugVersionText, ShowsTheApplicationWhenItsInformationWasRead) {
+TEST(TheDebugVersionText, ShowsTheApplicationWhenItsInformationWasReadOrSaysNotFound) {
     EXPECT_EQ(CVCLIUsage::debugVersionString("6.4 (9077)\n", "com.corvane.Corvane.cvdiff",
                                              "/opt/Corvane.app", "6.4", "9080", true),
               "cvdiff version: 6.4 (9077)\n"
@@ -38,9 +38,6 @@ TEST(TheDebugVersionText, ShowsTheApplicationWhenItsInformationWasRead) {
               "Corvane at: '/opt/Corvane.app'\n"
               "To enable debug logging do this in Terminal:\n"
               "defaults write com.corvane.Corvane.cvdiff debug-logging -bool YES\n");
-}
-
-TEST(TheDebugVersionText, SaysNotFoundWithoutTheApplication) {
     EXPECT_EQ(CVCLIUsage::debugVersionString("\r\n6.4 (9077)\n\n", "com.corvane.Corvane.cvdiff",
                                              std::nullopt, std::nullopt, std::nullopt, false),
               "cvdiff version: 6.4 (9077)\n"

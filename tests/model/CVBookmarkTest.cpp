@@ -6,39 +6,26 @@
 #include "TemporaryFolder.h"
 #include "platform/CVBookmark.h"
 
-namespace {
-
-std::optional<std::string> resolved(const std::vector<uint8_t>& data, bool* isStale = nullptr) {
-    return CVBookmark::resolve(data, isStale);
-}
-
-}  // namespace
-
-TEST(ABookmark, ResolvesToItsFileWhileThePathNamesIt) {
+TEST(ABookmark, ResolvesToItsFileNamedRelativelyThroughALinkOrWithDotsWhileThePathNamesIt) {
     TemporaryFolder folder;
     std::string path = folder.write("a.txt", "a");
-    auto data = CVBookmark::create(folder.path() + "/./a.txt", CVBookmark::minimalBookmark);
-    ASSERT_TRUE(data);
-    bool isStale = true;
-    EXPECT_EQ(resolved(*data, &isStale), path);
-    EXPECT_FALSE(isStale);
-    EXPECT_FALSE(CVBookmark::parse(*data)->securityScoped);
-    EXPECT_TRUE(CVBookmark::parse(*CVBookmark::create(path, CVBookmark::withSecurityScope))
-                    ->securityScoped);
-}
-
-TEST(ABookmark, TakesARelativePathFromTheCurrentDirectoryAndResolvesALink) {
-    TemporaryFolder folder;
-    std::string target = folder.write("target.txt", "t");
-    ASSERT_EQ(symlink(target.c_str(), (folder / "link").c_str()), 0);
+    ASSERT_EQ(symlink(path.c_str(), (folder / "link").c_str()), 0);
     char previous[4096];
     ASSERT_NE(getcwd(previous, sizeof previous), nullptr);
     ASSERT_EQ(chdir(folder.path().c_str()), 0);
-    auto relative = CVBookmark::create("target.txt", 0);
+    auto relative = CVBookmark::create("a.txt", 0);
     auto throughLink = CVBookmark::create("link", 0);
     ASSERT_EQ(chdir(previous), 0);
-    EXPECT_EQ(resolved(*relative), target);
-    EXPECT_EQ(resolved(*throughLink), target);
+    auto dotted = CVBookmark::create(folder.path() + "/./a.txt", CVBookmark::minimalBookmark);
+    for (const auto& data : {relative, throughLink, dotted}) {
+        ASSERT_TRUE(data);
+        bool isStale = true;
+        EXPECT_EQ(CVBookmark::resolve(*data, &isStale), path);
+        EXPECT_FALSE(isStale);
+    }
+    EXPECT_FALSE(CVBookmark::parse(*dotted)->securityScoped);
+    EXPECT_TRUE(CVBookmark::parse(*CVBookmark::create(path, CVBookmark::withSecurityScope))
+                    ->securityScoped);
 }
 
 TEST(ABookmark, FollowsItsFileWhenItIsRenamedOrMoved) {
@@ -51,7 +38,7 @@ TEST(ABookmark, FollowsItsFileWhenItIsRenamedOrMoved) {
     ASSERT_EQ(rename(path.c_str(), moved.c_str()), 0);
     bool isStale = false;
     // Finding the moved file needs CAP_DAC_READ_SEARCH; without it the bookmark fails.
-    auto found = resolved(*data, &isStale);
+    auto found = CVBookmark::resolve(*data, &isStale);
     if (geteuid() == 0) {
         EXPECT_EQ(found, moved);
         EXPECT_TRUE(isStale);
@@ -72,7 +59,7 @@ TEST(ABookmark, NamesAReplacedFileAsStaleAndFailsForAMissingOne) {
     // Made while the old file still existed, so that it cannot have reused its inode number.
     ASSERT_EQ(rename(other.c_str(), path.c_str()), 0);
     bool isStale = false;
-    EXPECT_EQ(resolved(*data, &isStale), path);
+    EXPECT_EQ(CVBookmark::resolve(*data, &isStale), path);
     EXPECT_TRUE(isStale);
 }
 

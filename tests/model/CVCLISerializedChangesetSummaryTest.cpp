@@ -61,20 +61,20 @@ TEST(AChangesetSummary, ReadsTheNameStatusOfARealGitRepository) {
                                                          "0 p.c q.c", "0 src/a.c", "3 x.c y.c"}));
 }
 
-TEST(AChangesetSummary, GivesEachLetterItsStatus) {
-    EXPECT_EQ(outline("M\tsrc/a.c\nA\tnew.txt\nD\told.txt\nR100\tx.c\ty.c\nR075\tp.c\tq.c\n"),
-              (std::vector<std::string>{"0 src/a.c", "1 new.txt", "2 old.txt", "3 x.c y.c",
-                                        "0 p.c q.c"}));
-}
-
-TEST(AChangesetSummary, SplitsAtEveryKindOfLineEnd) {
-    EXPECT_EQ(outline("M\ta\r\nA\tb\rD\tc\xc2\x85M\td\xe2\x80\xa8M\te\xe2\x80\xa9M\tf"),
-              (std::vector<std::string>{"0 a", "1 b", "2 c", "0 d", "0 e", "0 f"}));
-    EXPECT_EQ(outline("M\ta\r\n\r\nM\tb\r\n"), (std::vector<std::string>{"0 a", "0 b"}));
-}
-
-TEST(AChangesetSummary, SkipsLinesWithoutATabAndIgnoresFieldsPastTheThird) {
-    EXPECT_EQ(outline("M src/a.c\n\tlonely\nR100\tx\ty\tz\n\n"),
-              (std::vector<std::string>{"0 lonely", "3 x y"}));
-    EXPECT_TRUE(outline("").empty());
+TEST(AChangesetSummary, GivesEachLetterItsStatusSplitsAtEveryLineEndAndSkipsLinesWithoutATab) {
+    using Lines = std::vector<std::string>;
+    const std::pair<std::string, Lines> cases[] = {
+        {"M\tsrc/a.c\nA\tnew.txt\nD\told.txt\nR100\tx.c\ty.c\nR075\tp.c\tq.c\n",
+         {"0 src/a.c", "1 new.txt", "2 old.txt", "3 x.c y.c", "0 p.c q.c"}},
+        {"M\ta\r\nA\tb\rD\tc\xc2\x85M\td\xe2\x80\xa8M\te\xe2\x80\xa9M\tf",
+         {"0 a", "1 b", "2 c", "0 d", "0 e", "0 f"}},
+        {"M\ta\r\n\r\nM\tb\r\n", {"0 a", "0 b"}},
+        // Fields past the third are ignored.
+        {"M src/a.c\n\tlonely\nR100\tx\ty\tz\n\n", {"0 lonely", "3 x y"}},
+        {"", {}},
+    };
+    for (const auto& [lines, expected] : cases) {
+        SCOPED_TRACE(lines);
+        EXPECT_EQ(outline(lines), expected);
+    }
 }

@@ -37,23 +37,19 @@ std::optional<FileLists> paired(const std::string& left, const std::string& righ
 
 }  // namespace
 
-TEST(AFileList, RecordsTheLastAbsentSideInItsStatus) {
-    CVCLISerializedFileList added;
-    added.addFile(summaryFile("/dev/null"));
-    added.addFile(summaryFile("/a"));
-    EXPECT_EQ(added.files()->size(), 1u);
-    EXPECT_EQ(added.status(), 1);
-
-    CVCLISerializedFileList deleted;
-    deleted.addFile(summaryFile("/a"));
-    deleted.addFile(nullptr);
-    EXPECT_EQ(deleted.status(), 2);
-
-    CVCLISerializedFileList neither;
-    neither.addFile(summaryFile("/dev/null"));
-    neither.addFile(summaryFile("/dev/null"));
-    EXPECT_TRUE(neither.files()->empty());
-    EXPECT_EQ(neither.status(), 1);
+TEST(AFileList, DropsDevNullAndRecordsTheLastAbsentSideInItsStatus) {
+    const std::pair<CVCLISerializedFileList::Files, std::string> cases[] = {
+        {{summaryFile("/dev/null"), summaryFile("/a")}, "(null) 1 a"},
+        {{summaryFile("/a"), nullptr}, "(null) 2 a"},
+        {{summaryFile("/dev/null"), summaryFile("/dev/null")}, "(null) 1"},
+    };
+    for (const auto& [files, expected] : cases) {
+        auto list = std::make_shared<CVCLISerializedFileList>();
+        for (const auto& file : files) {
+            list->addFile(file);
+        }
+        EXPECT_EQ(outline({list}, ""), std::vector<std::string>{expected});
+    }
 }
 
 TEST(AFileList, RefusesTheSameFileNamedRelativelyAndAbsolutelyNamingItsResolvedPath) {
@@ -89,65 +85,41 @@ TEST(AFileList, TurnsEveryBookmarkedPathIntoItsResolvedFormWhenAskedForUniqueFil
     EXPECT_EQ((*list->files())[1]->filePath(), "x/../y");
 }
 
-TEST(FolderPairing, GivesOneListPerRelativePathWithTheAbsentSideInTheStatus) {
-    TemporaryFolder folder;
-    folder.write("left/a.txt", "1");
-    folder.write("left/sub/b.txt", "2");
-    folder.write("right/a.txt", "3");
-    folder.write("right/c.txt", "4");
-    auto lists = paired(folder / "left", folder / "right/");
-    ASSERT_TRUE(lists);
-    EXPECT_EQ(outline(*lists, folder.path()),
-              (std::vector<std::string>{"a.txt 0 left/a.txt right/a.txt", "c.txt 1 right/c.txt",
-                                        "sub/b.txt 2 left/sub/b.txt"}));
-}
-
-TEST(FolderPairing, TellsEveryNameUnderAFolderMissingOrAFileOnOneSideApart) {
-    TemporaryFolder folder;
-    folder.write("left/deep-x", "1");
-    folder.write("left/x", "2");
-    for (const char* name : {"deep/a/b/c1", "deep/a/b/c2", "deep/a/d", "deep-x", "x/y", "x/z"}) {
-        folder.write(std::string("right/") + name, "3");
+TEST(FolderPairing,
+     GivesOneListPerRelativePathWithTheAbsentSideInTheStatusAndBookmarksThatResolve) {
+    using Names = std::vector<std::string>;
+    // Names given as "link -> target" are symbolic links.
+    const std::pair<Names, Names> cases[] = {
+        {{"left/a.txt", "left/sub/b.txt", "right/a.txt", "right/c.txt"},
+         {"a.txt 0 left/a.txt right/a.txt", "c.txt 1 right/c.txt", "sub/b.txt 2 left/sub/b.txt"}},
+        // Every name under a folder missing on one side, or under a file, stands apart.
+        {{"left/deep-x", "left/x", "right/deep/a/b/c1", "right/deep/a/b/c2", "right/deep/a/d",
+          "right/deep-x", "right/x/y", "right/x/z"},
+         {"deep-x 0 left/deep-x right/deep-x", "deep/a/b/c1 1 right/deep/a/b/c1",
+          "deep/a/b/c2 1 right/deep/a/b/c2", "deep/a/d 1 right/deep/a/d", "x 0 left/x right/x",
+          "x/y 1 right/x/y", "x/z 1 right/x/z"}},
+        // Hidden entries are skipped, links listed unfollowed, names sorted case-sensitively.
+        {{"left/a.txt", "left/.hidden", "left/.git/config", "right/B.txt", "right/.DS_Store",
+          "elsewhere/inner.txt", "right/linked -> ../elsewhere", "right/dangling -> nowhere"},
+         {"B.txt 1 right/B.txt", "a.txt 2 left/a.txt", "dangling 1", "linked 1 elsewhere"}}};
+    for (const auto& [names, expected] : cases) {
+        TemporaryFolder folder;
+        for (const auto& name : names) {
+            if (auto arrow = name.find(" -> "); arrow != std::string::npos) {
+                std::string target = name.substr(arrow + 4);
+                ASSERT_EQ(symlink(target.c_str(), (folder / name.substr(0, arrow)).c_str()), 0);
+            } else {
+                folder.write(name, name);
+            }
+        }
+        auto lists = paired(folder / "left", folder / "right/");
+        ASSERT_TRUE(lists);
+        EXPECT_EQ(outline(*lists, folder.path()), expected);
+        for (const auto& list : *lists) {
+            EXPECT_EQ(list->uniqueFiles().size(), list->files()->size());
+        }
+        EXPECT_EQ(outline(*lists, folder.path()), expected) << "with the bookmarks resolved";
     }
-    auto lists = paired(folder / "left", folder / "right");
-    ASSERT_TRUE(lists);
-    EXPECT_EQ(outline(*lists, folder.path()),
-              (std::vector<std::string>{
-                  "deep-x 0 left/deep-x right/deep-x", "deep/a/b/c1 1 right/deep/a/b/c1",
-                  "deep/a/b/c2 1 right/deep/a/b/c2", "deep/a/d 1 right/deep/a/d",
-                  "x 0 left/x right/x", "x/y 1 right/x/y", "x/z 1 right/x/z"}));
-}
-
-TEST(FolderPairing, SkipsHiddenEntriesListsLinksUnfollowedAndSortsCaseSensitively) {
-    TemporaryFolder folder;
-    folder.write("left/a.txt", "1");
-    folder.write("left/.hidden", "2");
-    folder.write("left/.git/config", "3");
-    folder.write("right/B.txt", "4");
-    folder.write("right/.DS_Store", "5");
-    folder.write("elsewhere/inner.txt", "6");
-    ASSERT_EQ(symlink((folder / "elsewhere").c_str(), (folder / "right/linked").c_str()), 0);
-    ASSERT_EQ(symlink("nowhere", (folder / "right/dangling").c_str()), 0);
-    auto lists = paired(folder / "left", folder / "right");
-    ASSERT_TRUE(lists);
-    EXPECT_EQ(outline(*lists, folder.path()),
-              (std::vector<std::string>{"B.txt 1 right/B.txt", "a.txt 2 left/a.txt", "dangling 1",
-                                        "linked 1 elsewhere"}));
-}
-
-TEST(FolderPairing, PairsAFileWithAFolderOfTheSameNameAndGivesBookmarksThatResolve) {
-    TemporaryFolder folder;
-    folder.write("left/x", "1");
-    folder.write("right/x/y", "2");
-    auto lists = paired(folder / "left", folder / "right");
-    ASSERT_TRUE(lists);
-    EXPECT_EQ(outline(*lists, folder.path()),
-              (std::vector<std::string>{"x 0 left/x right/x", "x/y 1 right/x/y"}));
-    for (const auto& list : *lists) {
-        EXPECT_EQ(list->uniqueFiles().size(), list->files()->size());
-    }
-    EXPECT_EQ(outline(*lists, folder.path()),
-              (std::vector<std::string>{"x 0 left/x right/x", "x/y 1 right/x/y"}));
 }
 
 TEST(FolderPairing, PairsTheTwoPathsThemselvesWhenASideHoldsNoFiles) {

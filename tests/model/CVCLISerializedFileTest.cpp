@@ -24,6 +24,16 @@ bool isTemporary(const std::string& path, std::vector<std::string> environment =
     return file.isTemporaryForCallingProcess(process);
 }
 
+// "path temporary deletedOnExit", "-" for nil, then " bookmark" when the file has bookmark data.
+std::string fields(const std::shared_ptr<CVCLISerializedFile>& file) {
+    if (!file) {
+        return "no file";
+    }
+    auto flag = [](std::optional<bool> value) { return value ? *value ? "yes" : "no" : "-"; };
+    return file->filePath().value_or("-") + " " + flag(file->temporary()) + " " +
+           flag(file->deletedOnExit()) + (file->URLBookmarkData() ? " bookmark" : "");
+}
+
 // Points the temporary directory elsewhere so that /tmp paths test only the other rules.
 class WithTemporaryDirectory : public ::testing::Test {
     ScopedVariable temporaryDirectory_{"TMPDIR", "/scratch/user/T"};
@@ -31,16 +41,19 @@ class WithTemporaryDirectory : public ::testing::Test {
 
 }  // namespace
 
-TEST(TheExpectedFileFactory, KeepsThePathAndFlagsAndBookmarksTheFile) {
+TEST(TheFileFactories, KeepThePathAndFlagsGivenAndBookmarkOnlyAFileThatMustExist) {
     TemporaryFolder folder;
     folder.write("a.txt", "a");
     std::string path = folder.makeFolder("sub") + "/../a.txt";
-    auto file = CVCLISerializedFile::serializedExpectedFileWithPath(path, true, std::nullopt);
-    ASSERT_NE(file, nullptr);
-    EXPECT_EQ(file->filePath(), path);
-    EXPECT_EQ(file->temporary(), true);
-    EXPECT_EQ(file->deletedOnExit(), std::nullopt);
-    EXPECT_TRUE(file->URLBookmarkData());
+    EXPECT_EQ(fields(CVCLISerializedFile::serializedExpectedFileWithPath(path, true, std::nullopt)),
+              path + " yes - bookmark");
+    std::optional<CVError> error;
+    EXPECT_EQ(
+        fields(CVCLISerializedFile::serializedChangesetFileWithPath("a/b.txt", true, true, &error)),
+        "/dev/null - -");
+    EXPECT_EQ(error, std::nullopt);
+    EXPECT_EQ(fields(CVCLISerializedFile::serializedSummaryFileWithPath("src/a.c")),
+              "src/a.c no no");
 }
 
 TEST(TheExpectedFileFactory, RefusesAMissingFileNamingTheToolAndThePath) {
@@ -56,49 +69,25 @@ TEST(TheExpectedFileFactory, RefusesAMissingFileNamingTheToolAndThePath) {
     ASSERT_NE(error->underlyingError, nullptr);
 }
 
-TEST(TheChangesetFileFactory, TurnsAMissingFileIntoDevNullWithoutFlags) {
-    std::optional<CVError> error;
-    auto file = CVCLISerializedFile::serializedChangesetFileWithPath("a/b.txt", true, true, &error);
-    ASSERT_NE(file, nullptr);
-    EXPECT_EQ(file->filePath(), "/dev/null");
-    EXPECT_EQ(file->temporary(), std::nullopt);
-    EXPECT_EQ(file->deletedOnExit(), std::nullopt);
-    EXPECT_EQ(file->URLBookmarkData(), std::nullopt);
-    EXPECT_EQ(error, std::nullopt);
-}
-
-TEST(TheSummaryFileFactory, KeepsARelativePathAndStatesBothFlagsFalse) {
-    auto file = CVCLISerializedFile::serializedSummaryFileWithPath("src/a.c");
-    EXPECT_EQ(file->filePath(), "src/a.c");
-    EXPECT_EQ(file->temporary(), false);
-    EXPECT_EQ(file->deletedOnExit(), false);
-    EXPECT_EQ(file->URLBookmarkData(), std::nullopt);
-}
-
-TEST(AFile, TakesTheStandardizedPathOfAMovedFileWhenItResolvesItsBookmark) {
-    if (geteuid() != 0) {
-        GTEST_SKIP() << "following a moved file needs CAP_DAC_READ_SEARCH";
-    }
+TEST(AFile, TakesTheStandardizedPathItsBookmarkResolvesToOrLosesItsPath) {
     TemporaryFolder folder;
-    std::string path = folder.write("a.txt", "a");
-    auto file =
-        CVCLISerializedFile::serializedExpectedFileWithPath(path, std::nullopt, std::nullopt);
-    std::string moved = folder.makeFolder("sub") + "/b.txt";
-    ASSERT_EQ(rename(path.c_str(), moved.c_str()), 0);
-    file->resolveBookmarkData();
-    EXPECT_EQ(file->filePath(), moved);
-    EXPECT_EQ(file->bookmarkURL(), moved);
-}
-
-TEST(AFile, LosesItsPathWhenItsBookmarkNoLongerResolves) {
-    TemporaryFolder folder;
-    std::string path = folder.write("a.txt", "a");
-    auto file =
-        CVCLISerializedFile::serializedExpectedFileWithPath(path, std::nullopt, std::nullopt);
-    ASSERT_EQ(unlink(path.c_str()), 0);
-    file->resolveBookmarkData();
-    EXPECT_EQ(file->filePath(), std::nullopt);
-    EXPECT_EQ(file->bookmarkURL(), std::nullopt);
+    auto bookmarked = [](const std::string& path) {
+        return CVCLISerializedFile::serializedExpectedFileWithPath(path, std::nullopt,
+                                                                   std::nullopt);
+    };
+    auto moved = bookmarked(folder.write("a.txt", "a"));
+    auto deleted = bookmarked(folder.write("b.txt", "b"));
+    std::string movedPath = folder.makeFolder("sub") + "/c.txt";
+    ASSERT_EQ(rename((folder / "a.txt").c_str(), movedPath.c_str()), 0);
+    ASSERT_EQ(unlink((folder / "b.txt").c_str()), 0);
+    moved->resolveBookmarkData();
+    deleted->resolveBookmarkData();
+    EXPECT_EQ(deleted->filePath(), std::nullopt);
+    EXPECT_EQ(deleted->bookmarkURL(), std::nullopt);
+    // Following a moved file needs CAP_DAC_READ_SEARCH; without it the file is lost the same way.
+    auto expected = geteuid() == 0 ? std::optional(movedPath) : std::nullopt;
+    EXPECT_EQ(moved->filePath(), expected);
+    EXPECT_EQ(moved->bookmarkURL(), expected);
 }
 
 TEST_F(WithTemporaryDirectory, AbsolutePathIsTemporaryFollowsTheSevenRulesAndLinuxPlaces) {

@@ -1,8 +1,5 @@
 #include <gtest/gtest.h>
 #include <sys/mman.h>
-#include <sys/socket.h>
-#include <systemd/sd-bus.h>
-#include <unistd.h>
 
 #include "CVRecordSamples.h"
 #include "model/CVCLISerializedChangeset.h"
@@ -12,25 +9,12 @@
 
 namespace {
 
-// A method call holding the descriptor as the invocation's variant, sealed and rewound for
-// reading, on a bus that is never started talking (one end of a socket pair).
+// The record an invocation message carrying the descriptor gives.
 std::shared_ptr<CVCLISerializedObject> readDescriptor(int descriptor, std::string* why) {
-    int sockets[2];
-    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets), 0);
-    sd_bus* bus = nullptr;
-    sd_bus_message* message = nullptr;
-    EXPECT_GE(sd_bus_new(&bus), 0);
-    EXPECT_GE(sd_bus_set_fd(bus, sockets[0], sockets[0]), 0);
-    EXPECT_GE(sd_bus_start(bus), 0);
-    EXPECT_GE(sd_bus_message_new_method_call(bus, &message, "a.b", "/x", "a.b", "c"), 0);
-    EXPECT_EQ(CVWireCoding::appendPackedInvocation(message, descriptor), 0);
-    EXPECT_GE(sd_bus_message_seal(message, 1, 0), 0);
-    EXPECT_GE(sd_bus_message_rewind(message, 1), 0);
-    auto record = CVWireCoding::readInvocationRecord(message, why);
-    sd_bus_message_unref(message);
-    sd_bus_unref(bus);
-    close(sockets[1]);
-    return record;
+    WireMessage message([&](sd_bus_message* m) {
+        EXPECT_EQ(CVWireCoding::appendPackedInvocation(m, descriptor), 0);
+    });
+    return CVWireCoding::readInvocationRecord(message.get(), why);
 }
 
 std::string u32(uint32_t value) {
@@ -46,12 +30,7 @@ std::string fileRecord(const std::string& temporary) {
 }  // namespace
 
 TEST(ThePackedCoding, GivesBackEveryRecordClassFieldByField) {
-    auto invocation = sampleInvocation();
-    for (const std::shared_ptr<CVCLISerializedObject>& record :
-         std::vector<std::shared_ptr<CVCLISerializedObject>>{
-             invocation, invocation->fileList(), invocation->fileList()->files()->front(),
-             invocation->changeset(), invocation->partialChangeset(),
-             invocation->changesetSummary(), invocation->merge()}) {
+    for (const auto& record : everyRecordClass()) {
         std::string why;
         auto decoded = CVPackedCoding::unpack(*CVPackedCoding::pack(*record), &why);
         ASSERT_NE(decoded, nullptr) << record->className() << ": " << why;

@@ -5,52 +5,46 @@
 #include "CVRecordSamples.h"
 
 TEST(TheDescriptions, FollowTheFormatsOfEachRecordClass) {
-    auto file = sampleFile("/left/a.txt");
-    EXPECT_EQ(withoutAddresses(file->description()), "<CVCLISerializedFile 0x? `/left/a.txt` 1>");
-    file->setTemporary(std::nullopt);
-    EXPECT_EQ(withoutAddresses(file->description()),
-              "<CVCLISerializedFile 0x? `/left/a.txt` (null)>");
-    EXPECT_EQ(CVCLISerializedFile::serializedSummaryFileWithPath("b.c")->description(), "b.c");
-    EXPECT_EQ(CVCLISerializedFile().description(), "(null)");
-
+    auto unflagged = sampleFile("/left/a.txt");
+    unflagged->setTemporary(std::nullopt);
     auto list = std::make_shared<CVCLISerializedFileList>();
     list->addFile(CVCLISerializedFile::serializedSummaryFileWithPath("x.c"));
     list->addFile(CVCLISerializedFile::serializedSummaryFileWithPath("y.c"));
     list->setStatus(3);
-    EXPECT_EQ(withoutAddresses(list->description()),
-              "<CVCLISerializedFileList 0x? status: R (\nx.c,\ny.c\n)>");
-
-    CVCLISerializedChangeset changeset;
-    changeset.addFileList(list);
-    changeset.addFileList(list);
-    EXPECT_EQ(withoutAddresses(changeset.description()),
-              "<CVCLISerializedChangeset 0x? label:(null) count:2 fileLists:[" +
-                  withoutAddresses(list->description()) + ", " +
-                  withoutAddresses(list->description()) + "] >");
-    changeset.setFileLists(std::nullopt);
-    EXPECT_EQ(withoutAddresses(changeset.description()),
-              "<CVCLISerializedChangeset 0x? label:(null) count:0 fileLists:[(null)] >");
-
-    CVCLISerializedChangesetSummary summary;
-    summary.setUUIDForProcess("PID:1-2");
-    EXPECT_EQ(withoutAddresses(summary.description()),
-              "<CVCLISerializedChangesetSummary 0x? UUIDForProcess:PID:1-2 count:0 fileLists:[] "
-              ">");
-
-    CVCLISerializedPartialChangeset partial;
-    partial.setUUID("UUID:x");
-    EXPECT_EQ(withoutAddresses(partial.description()),
-              "<CVCLISerializedPartialChangeset 0x? label:(null) UUID:UUID:x "
-              "UUIDForProcess:(null) fileList:(null) >");
-
-    EXPECT_EQ(withoutAddresses(CVCLISerializedMerge().description()),
-              "<CVCLISerializedMerge: 0x?>");
-
-    CVCLISerializedDiffInvocation invocation;
-    invocation.setWaitForTabClose(true);
-    EXPECT_EQ(withoutAddresses(invocation.description()),
-              "<CVCLISerializedDiffInvocation: 0x? wait:1 isChangeset:0 changeset: (null) "
-              "fileList: (null)");
+    const std::string listText = "<CVCLISerializedFileList 0x? status: R (\nx.c,\ny.c\n)>";
+    auto changeset = std::make_shared<CVCLISerializedChangeset>();
+    changeset->addFileList(list);
+    changeset->addFileList(list);
+    auto withoutLists = std::make_shared<CVCLISerializedChangeset>();
+    withoutLists->setFileLists(std::nullopt);
+    auto summary = std::make_shared<CVCLISerializedChangesetSummary>();
+    summary->setUUIDForProcess("PID:1-2");
+    auto partial = std::make_shared<CVCLISerializedPartialChangeset>();
+    partial->setUUID("UUID:x");
+    auto invocation = std::make_shared<CVCLISerializedDiffInvocation>();
+    invocation->setWaitForTabClose(true);
+    const std::pair<std::shared_ptr<CVCLISerializedObject>, std::string> cases[] = {
+        {sampleFile("/left/a.txt"), "<CVCLISerializedFile 0x? `/left/a.txt` 1>"},
+        {unflagged, "<CVCLISerializedFile 0x? `/left/a.txt` (null)>"},
+        {CVCLISerializedFile::serializedSummaryFileWithPath("b.c"), "b.c"},
+        {std::make_shared<CVCLISerializedFile>(), "(null)"},
+        {list, listText},
+        {changeset, "<CVCLISerializedChangeset 0x? label:(null) count:2 fileLists:[" + listText +
+                        ", " + listText + "] >"},
+        {withoutLists, "<CVCLISerializedChangeset 0x? label:(null) count:0 fileLists:[(null)] >"},
+        {summary,
+         "<CVCLISerializedChangesetSummary 0x? UUIDForProcess:PID:1-2 count:0 fileLists:[] >"},
+        {partial,
+         "<CVCLISerializedPartialChangeset 0x? label:(null) UUID:UUID:x UUIDForProcess:(null) "
+         "fileList:(null) >"},
+        {std::make_shared<CVCLISerializedMerge>(), "<CVCLISerializedMerge: 0x?>"},
+        {invocation,
+         "<CVCLISerializedDiffInvocation: 0x? wait:1 isChangeset:0 changeset: (null) fileList: "
+         "(null)"},
+    };
+    for (const auto& [record, description] : cases) {
+        EXPECT_EQ(withoutAddresses(record->description()), description);
+    }
 }
 
 TEST(TheDescriptions, RefuseAStatusWithoutASymbol) {
@@ -62,12 +56,11 @@ TEST(TheDescriptions, RefuseAStatusWithoutASymbol) {
 TEST(AnInvocation, IsInvokedByGitOnlyForExactlyGit) {
     CVCLISerializedDiffInvocation invocation;
     EXPECT_FALSE(invocation.isInvokedByGit());
-    for (const char* name : {"Git", "git ", "gitk", ""}) {
+    for (const auto& [name, byGit] : std::vector<std::pair<std::string, bool>>{
+             {"Git", false}, {"git ", false}, {"gitk", false}, {"", false}, {"git", true}}) {
         invocation.setParentProcessName(name);
-        EXPECT_FALSE(invocation.isInvokedByGit()) << name;
+        EXPECT_EQ(invocation.isInvokedByGit(), byGit) << name;
     }
-    invocation.setParentProcessName("git");
-    EXPECT_TRUE(invocation.isInvokedByGit());
 }
 
 TEST(AnInvocation, DerivesItsRequestFlagsFromItsFields) {

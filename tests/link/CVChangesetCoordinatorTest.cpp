@@ -88,24 +88,27 @@ TEST(AChangesetIdentifier, NamesAUUIDByItsTextAfterAPrefix) {
     EXPECT_TRUE(CVChangesetCoordinator::identifierRepresentsUUID(std::string("pid:1-2")));
     EXPECT_FALSE(CVChangesetCoordinator::identifierRepresentsUUID(std::nullopt));
     EXPECT_FALSE(CVChangesetCoordinator::identifierRepresentsProcess(std::nullopt));
+    // Only a process identifier can name a process that has gone.
+    EXPECT_TRUE(CVChangesetCoordinator::processExistsWithIdentifier(std::string("UUID:gone")));
+    EXPECT_FALSE(CVChangesetCoordinator::processExistsWithIdentifier(std::nullopt));
 }
 
 TEST(AChangesetIdentifier, HasComponentsOnlyWithExactlyTwoParts) {
-    using Components = CVChangesetIdentifierComponents;
-    EXPECT_EQ(CVChangesetCoordinator::componentsOfIdentifier(std::string("PID:4711-784512345")),
-              (Components{4711, 784512345}));
-    EXPECT_EQ(CVChangesetCoordinator::componentsOfIdentifier(std::string("PID:x-y")),
-              (Components{0, 0}));
-    EXPECT_EQ(CVChangesetCoordinator::componentsOfIdentifier(std::string("PID:12abc-7z")),
-              (Components{12, 7}));
-    EXPECT_EQ(CVChangesetCoordinator::componentsOfIdentifier(std::string("PID:12-34-56")),
-              std::nullopt);
-    EXPECT_EQ(CVChangesetCoordinator::componentsOfIdentifier(std::string("PID:12")), std::nullopt);
-    EXPECT_EQ(CVChangesetCoordinator::componentsOfIdentifier(std::string("UUID:1-2")),
-              std::nullopt);
+    const std::pair<std::string, std::optional<CVChangesetIdentifierComponents>> cases[] = {
+        {"PID:4711-784512345", CVChangesetIdentifierComponents{4711, 784512345}},
+        {"PID:x-y", CVChangesetIdentifierComponents{0, 0}},
+        {"PID:12abc-7z", CVChangesetIdentifierComponents{12, 7}},
+        {"PID:12-34-56", std::nullopt},
+        {"PID:12", std::nullopt},
+        {"UUID:1-2", std::nullopt},
+    };
+    for (const auto& [identifier, components] : cases) {
+        EXPECT_EQ(CVChangesetCoordinator::componentsOfIdentifier(identifier), components)
+            << identifier;
+    }
 }
 
-TEST(AChangesetIdentifier, NamesARunningProcessOnlyWhileItRunsWithThatStartTime) {
+TEST_F(ACoordinator, NamesARunningProcessWhileItRunsWithThatStartTimeAndKeepsItClosedTillThen) {
     int release = -1;
     pid_t child = startWaitingChild(release);
     auto process = ZPProcessInformation::processInformationWithProcessIdentifier(child);
@@ -113,33 +116,35 @@ TEST(AChangesetIdentifier, NamesARunningProcessOnlyWhileItRunsWithThatStartTime)
     std::string otherStart =
         "PID:" + std::to_string(child) + "-" +
         std::to_string(CVChangesetCoordinator::timestampForDate(process->startDate()) - 1);
-
     EXPECT_TRUE(CVChangesetCoordinator::processExistsWithIdentifier(identifier));
     EXPECT_FALSE(CVChangesetCoordinator::processExistsWithIdentifier(otherStart));
-    EXPECT_TRUE(CVChangesetCoordinator::processExistsWithIdentifier(std::string("UUID:gone")));
-    EXPECT_FALSE(CVChangesetCoordinator::processExistsWithIdentifier(std::nullopt));
+
+    CVChangesetCoordinator().coordinateClosingChangesetForProcess(process.get());
+    bool ran = false;
+    CVChangesetCoordinator().coordinateSendingChangesetForProcess(process.get(),
+                                                                  [&] { ran = true; });
+    EXPECT_FALSE(ran);
+    EXPECT_EQ(listed(), std::vector<std::string>{identifier});
 
     ::close(release);
     waitpid(child, nullptr, 0);
     EXPECT_FALSE(CVChangesetCoordinator::processExistsWithIdentifier(identifier));
+    close("UUID:next");
+    EXPECT_EQ(listed(), std::vector<std::string>{"UUID:next"});
 }
 
-TEST_F(ACoordinator, SendsWhenNoChangesetWasEverClosed) {
-    EXPECT_TRUE(sends("UUID:abc"));
-    EXPECT_FALSE(std::filesystem::exists(file()));
-}
-
-TEST_F(ACoordinator, RefusesToSendToAClosedChangesetOnly) {
+TEST_F(ACoordinator, RefusesToSendToAClosedChangesetOnlyAndListsItOnce) {
     bool ran = false;
     CVChangesetCoordinator().coordinateRemovingChangesetForIdentifier(std::string("UUID:abc"),
                                                                       [&] { ran = true; });
     EXPECT_TRUE(ran);
     EXPECT_FALSE(sends("UUID:abc"));
     EXPECT_TRUE(sends("UUID:abd"));
+    close("UUID:abc");
     EXPECT_EQ(listed(), std::vector<std::string>{"UUID:abc"});
 }
 
-TEST_F(ACoordinator, DoesNothingForAnAbsentIdentifier) {
+TEST_F(ACoordinator, SendsWhenNothingWasClosedAndDoesNothingForAnAbsentIdentifier) {
     bool ran = false;
     CVChangesetCoordinator().coordinateSendingChangesetForIdentifier(std::nullopt,
                                                                      [&] { ran = true; });
@@ -147,6 +152,8 @@ TEST_F(ACoordinator, DoesNothingForAnAbsentIdentifier) {
                                                                       [&] { ran = true; });
     EXPECT_FALSE(ran);
     EXPECT_FALSE(std::filesystem::exists(folder()));
+    EXPECT_TRUE(sends("UUID:abc"));
+    EXPECT_FALSE(std::filesystem::exists(file()));
 }
 
 TEST_F(ACoordinator, DoesNotRecordAProcessThatIsNotRunningButStillRunsTheBlock) {
@@ -159,25 +166,6 @@ TEST_F(ACoordinator, DoesNotRecordAProcessThatIsNotRunningButStillRunsTheBlock) 
     EXPECT_EQ(readFile(file()), before);
 }
 
-TEST_F(ACoordinator, RecordsARunningProcessAndForgetsItOnceItHasEnded) {
-    int release = -1;
-    pid_t child = startWaitingChild(release);
-    auto process = ZPProcessInformation::processInformationWithProcessIdentifier(child);
-    std::string identifier = *CVChangesetCoordinator::identifierForProcess(process.get());
-
-    CVChangesetCoordinator().coordinateClosingChangesetForProcess(process.get());
-    bool ran = false;
-    CVChangesetCoordinator().coordinateSendingChangesetForProcess(process.get(),
-                                                                  [&] { ran = true; });
-    EXPECT_FALSE(ran);
-    EXPECT_EQ(listed(), std::vector<std::string>{identifier});
-
-    ::close(release);
-    waitpid(child, nullptr, 0);
-    close("UUID:next");
-    EXPECT_EQ(listed(), std::vector<std::string>{"UUID:next"});
-}
-
 TEST_F(ACoordinator, KeepsAListOf200AndDropsTheOldestHundredOnceItReaches201) {
     list(uuids(0, 200));
     close("UUID:200");
@@ -188,12 +176,6 @@ TEST_F(ACoordinator, KeepsAListOf200AndDropsTheOldestHundredOnceItReaches201) {
     list(uuids(0, 250));
     close("UUID:250");
     EXPECT_EQ(listed(), uuids(100, 151));
-}
-
-TEST_F(ACoordinator, ListsAnIdentifierClosedTwiceOnce) {
-    close("UUID:abc");
-    close("UUID:abc");
-    EXPECT_EQ(listed(), std::vector<std::string>{"UUID:abc"});
 }
 
 TEST_F(ACoordinator, ReplacesABinaryFileWholeBesideALockFileThatStays) {
@@ -251,11 +233,10 @@ TEST_F(ACoordinator, RecordsEveryClosureOfProcessesClosingAtTheSameTime) {
         EXPECT_EQ(status, 0);
     }
     std::vector<std::string> identifiers = listed();
-    std::sort(identifiers.begin(), identifiers.end());
     std::vector<std::string> expected = uuids(0, kPerProcess);
-    for (const std::string& identifier : uuids(1000, kPerProcess)) {
-        expected.push_back(identifier);
-    }
-    std::sort(expected.begin(), expected.end());
+    std::vector<std::string> second = uuids(1000, kPerProcess);
+    expected.insert(expected.end(), second.begin(), second.end());
+    std::ranges::sort(identifiers);
+    std::ranges::sort(expected);
     EXPECT_EQ(identifiers, expected);
 }

@@ -159,16 +159,6 @@ TEST_F(TheSearch, ReportsThatNothingWasFoundAndForgetsAPreviousProcessThatIsGone
     EXPECT_FALSE(defaults().hasObjectForKey(kLastKnownProcessKey));
 }
 
-TEST_F(TheSearch, FindsTheCopyRegisteredByItsDesktopEntry) {
-    std::string path =
-        makeBundle(folder_ / "Corvane Folder/Corvane.app", kIdentifier, "9077", "/bin/sleep");
-    registerBundle(path);
-    bool isRunning = false;
-    EXPECT_EQ(locate(&isRunning), path);
-    EXPECT_FALSE(isRunning);
-    EXPECT_EQ(errorOutput_, "");
-}
-
 TEST_F(TheSearch, UsesARunningCompatibleCopyAndRemembersItsProcessOnlyWhenAskedWhetherItRuns) {
     std::string path = runningBundle(".Trash/Corvane.app", kIdentifier, "9000");
     EXPECT_EQ(locate(nullptr), path);
@@ -180,7 +170,12 @@ TEST_F(TheSearch, UsesARunningCompatibleCopyAndRemembersItsProcessOnlyWhenAskedW
     EXPECT_EQ(defaults().integerForKey(kLastKnownProcessKey), lastProcess());
 }
 
-TEST_F(TheSearch, TrustsThePreviousProcessWhateverItsBuildAndPlace) {
+TEST_F(TheSearch, KeepsAPreviousProcessThatIsNowAnotherApplicationAndTrustsOneWhateverItsBuild) {
+    runningBundle("Other.app", "com.example.Other", "9077");
+    defaults().setInteger(lastProcess(), kLastKnownProcessKey);
+    locate(nullptr);
+    EXPECT_EQ(defaults().integerForKey(kLastKnownProcessKey), lastProcess());
+
     std::string path = runningBundle(".Trash/Corvane.app", kIdentifier, "1");
     defaults().setInteger(lastProcess(), kLastKnownProcessKey);
     bool isRunning = false;
@@ -188,37 +183,29 @@ TEST_F(TheSearch, TrustsThePreviousProcessWhateverItsBuildAndPlace) {
     EXPECT_TRUE(isRunning);
 }
 
-TEST_F(TheSearch, KeepsAPreviousProcessThatIsNowAnotherApplication) {
-    runningBundle("Other.app", "com.example.Other", "9077");
-    defaults().setInteger(lastProcess(), kLastKnownProcessKey);
-    locate(nullptr);
-    EXPECT_EQ(defaults().integerForKey(kLastKnownProcessKey), lastProcess());
-}
-
-TEST_F(TheSearch, ReportsACopyMetTwiceOnce) {
-    std::string path = runningBundle("Corvane.app", kIdentifier, "149");
-    registerBundle(path);
-    EXPECT_EQ(locate(nullptr), std::nullopt);
-    EXPECT_EQ(errorOutput_, "Error locating Corvane: " + refusal(kTooOld, path, "149") + "\n");
-}
-
-TEST_F(TheSearch, ListsTheReasonsForTwoRefusedCopies) {
+TEST_F(TheSearch, ReportsEachRefusedCopyOnceThoughItWasMetTwice) {
     std::string running = runningBundle("Corvane.app", kIdentifier, "149");
-    std::string registered =
-        makeBundle(folder_ / ".Trash/Corvane.app", kIdentifier, "9077", "/bin/sleep");
-    registerBundle(registered);
+    registerBundle(running);
+    EXPECT_EQ(locate(nullptr), std::nullopt);
+    EXPECT_EQ(errorOutput_, "Error locating Corvane: " + refusal(kTooOld, running, "149") + "\n");
+
+    registerBundle(makeBundle(folder_ / ".Trash/Corvane.app", kIdentifier, "9077", "/bin/sleep"));
     EXPECT_EQ(locate(nullptr), std::nullopt);
     EXPECT_EQ(errorOutput_, "Errors locating Corvane: (\n    \"" +
                                 refusal(kTooOld, running, "149") + "\",\n    \"" + kInTrash +
                                 "\"\n)\n");
 }
 
-TEST_F(TheSearch, LogsEachStepWhenDebugLoggingIsOn) {
+TEST_F(TheSearch, FindsTheCopyRegisteredByItsDesktopEntryLoggingEachStepWhenAsked) {
     std::string refused = runningBundle("Old.app", kIdentifier, "149");
-    std::string path = makeBundle(folder_ / "Corvane.app", kIdentifier, "9077", "/bin/sleep");
+    std::string path =
+        makeBundle(folder_ / "Corvane Folder/Corvane.app", kIdentifier, "9077", "/bin/sleep");
     registerBundle(path);
     defaults().setBool(true, "debug-logging");
-    locate(nullptr);
+    bool isRunning = false;
+    EXPECT_EQ(locate(&isRunning), path);
+    EXPECT_FALSE(isRunning);
+    // Nothing but the log.
     std::vector<std::string> messages;
     std::istringstream lines(errorOutput_);
     for (std::string line; std::getline(lines, line);) {

@@ -114,33 +114,28 @@ TEST(ACaller, IsTheNearestVersionControlToolOrElseTheDirectParent) {
     std::string launcher = helperAt(folder, "pycharm-2024.1/bin/pycharm.sh");
     std::string gitkraken = helperAt(folder, "gitkraken/gitkraken");
     std::string helper = processTestHelperPath();
-    // Each chain is the helper starting the next program ("--spawn PATH ARGUMENT-0 ...").
-    const std::pair<Strings, std::string> cases[] = {
-        {{git, "--spawn", "/bin/sh", "sh", "-c", R"("$@"; :)"}, "git ancestor git"},
-        {{svn, "--spawn", git, git, "--spawn", hg, hg, "--spawn"}, "hg direct"},
-        {{git, "--spawn", svn, svn, "--spawn"}, "svn direct svn"},
-        {{helper, "--spawn", "/bin/sh", "sh", "-c", R"("$@"; :)"}, "sh direct"},
-        // A JetBrains IDE or GitKraken cannot handle standard input.
-        {{launcher, "--spawn"}, "pycharm.sh direct jetbrains no-stdin"},
-        {{gitkraken, "--spawn"}, "gitkraken direct gitkraken no-stdin"},
-        {{launcher, "--spawn", git, git, "--spawn"}, "git direct git"},
-    };
-    for (const auto& [chain, expected] : cases) {
-        EXPECT_EQ(probeUnder(folder, chain), expected) << expected;
-    }
-}
-
-TEST(ACaller, IsQuorvelWhenItsBundleSaysSo) {
-    TemporaryFolder folder;
     auto bundleWithIdentifier = [&](const std::string& name, const std::string& identifier) {
-        return makeBundle(folder / (name + ".app"), identifier, std::nullopt,
-                          processTestHelperPath(), name) +
+        return makeBundle(folder / (name + ".app"), identifier, std::nullopt, helper, name) +
                "/Contents/MacOS/" + name;
     };
     std::string quorvel = bundleWithIdentifier("Quorvel", "com.quorvel.Quorvel4");
     std::string other = bundleWithIdentifier("Other", "com.quorvel.Quorvel5");
     std::string bus = "DBUS_SESSION_BUS_ADDRESS=unix:path=" + folder / "bus";
-
-    EXPECT_EQ(probeUnder(folder, {quorvel, "--spawn"}, {bus}), "Quorvel direct quorvel");
-    EXPECT_EQ(probeUnder(folder, {other, "--spawn"}, {bus}), "Other direct");
+    // Each chain is the helper starting the next program ("--spawn PATH ARGUMENT-0 ...").
+    const std::tuple<Strings, Strings, std::string> cases[] = {
+        {{git, "--spawn", "/bin/sh", "sh", "-c", R"("$@"; :)"}, {}, "git ancestor git"},
+        {{svn, "--spawn", git, git, "--spawn", hg, hg, "--spawn"}, {}, "hg direct"},
+        {{git, "--spawn", svn, svn, "--spawn"}, {}, "svn direct svn"},
+        {{helper, "--spawn", "/bin/sh", "sh", "-c", R"("$@"; :)"}, {}, "sh direct"},
+        // A JetBrains IDE or GitKraken cannot handle standard input.
+        {{launcher, "--spawn"}, {}, "pycharm.sh direct jetbrains no-stdin"},
+        {{gitkraken, "--spawn"}, {}, "gitkraken direct gitkraken no-stdin"},
+        {{launcher, "--spawn", git, git, "--spawn"}, {}, "git direct git"},
+        // Quorvel when its bundle says so.
+        {{quorvel, "--spawn"}, {bus}, "Quorvel direct quorvel"},
+        {{other, "--spawn"}, {bus}, "Other direct"},
+    };
+    for (const auto& [chain, environment, expected] : cases) {
+        EXPECT_EQ(probeUnder(folder, chain, environment), expected) << expected;
+    }
 }

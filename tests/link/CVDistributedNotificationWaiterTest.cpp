@@ -45,17 +45,6 @@ protected:
     CVBusObject<sd_bus> application_;
 };
 
-// A child that lives until it is killed.
-pid_t startIdleChild() {
-    pid_t child = fork();
-    if (child == 0) {
-        for (;;) {
-            pause();
-        }
-    }
-    return child;
-}
-
 }  // namespace
 
 TEST_F(ADistributedNotificationWaiter, EndsOnlyOnItsNameAndDocumentAndKeepsThatUserInfo) {
@@ -135,7 +124,12 @@ TEST_F(ADistributedNotificationWaiter, ReturnsAtOnceForANotificationThatArrivedD
 }
 
 TEST_F(ADistributedNotificationWaiter, EndsAtTheNextPollWhenTheApplicationQuits) {
-    pid_t application = startIdleChild();
+    pid_t application = fork();
+    if (application == 0) {
+        for (;;) {
+            pause();
+        }
+    }
     // Only the presence poll can end this wait before its time-out.
     CVDistributedNotificationWaiter waiter(60.0, application, kClose, std::nullopt);
     pid_t waitingThread = CVCurrentThreadIdentifier();

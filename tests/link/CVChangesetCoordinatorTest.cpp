@@ -57,23 +57,6 @@ std::vector<std::string> uuids(int first, int count) {
     return identifiers;
 }
 
-// A child process that lives until the returned descriptor is closed.
-pid_t startWaitingChild(int& release) {
-    int fds[2];
-    EXPECT_EQ(pipe(fds), 0);
-    pid_t child = fork();
-    if (child == 0) {
-        ::close(fds[1]);
-        char byte = 0;
-        while (read(fds[0], &byte, 1) > 0) {
-        }
-        _exit(0);
-    }
-    ::close(fds[0]);
-    release = fds[1];
-    return child;
-}
-
 }  // namespace
 
 TEST(AChangesetIdentifier, NamesAProcessByIdentifierAndStartSecondsSince2001) {
@@ -116,8 +99,18 @@ TEST(AChangesetIdentifier, HasComponentsOnlyWithExactlyTwoParts) {
 }
 
 TEST_F(ACoordinator, NamesARunningProcessWhileItRunsWithThatStartTimeAndKeepsItClosedTillThen) {
-    int release = -1;
-    pid_t child = startWaitingChild(release);
+    // A child that lives until the pipe's writing end is closed.
+    int fds[2];
+    ASSERT_EQ(pipe(fds), 0);
+    pid_t child = fork();
+    if (child == 0) {
+        ::close(fds[1]);
+        char byte = 0;
+        while (read(fds[0], &byte, 1) > 0) {
+        }
+        _exit(0);
+    }
+    ::close(fds[0]);
     auto process = ZPProcessInformation::processInformationWithProcessIdentifier(child);
     std::string identifier = *CVChangesetCoordinator::identifierForProcess(process.get());
     std::string otherStart =
@@ -133,7 +126,7 @@ TEST_F(ACoordinator, NamesARunningProcessWhileItRunsWithThatStartTimeAndKeepsItC
     EXPECT_FALSE(ran);
     EXPECT_EQ(listed(), std::vector<std::string>{identifier});
 
-    ::close(release);
+    ::close(fds[1]);
     waitpid(child, nullptr, 0);
     EXPECT_FALSE(CVChangesetCoordinator::processExistsWithIdentifier(identifier));
     close("UUID:next");

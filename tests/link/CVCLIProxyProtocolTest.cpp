@@ -107,11 +107,8 @@ protected:
 
 }  // namespace
 
-TEST_F(ACLIProxyProtocol, IsAbsentWhileNoProcessOwnsTheName) {
+TEST_F(ACLIProxyProtocol, IsAbsentUntilAProcessOwnsTheNameThenCallsItUnderThatName) {
     EXPECT_EQ(CVCLIProxyProtocol::rootProxyForConnectionWithRegisteredName(kName), nullptr);
-}
-
-TEST_F(ACLIProxyProtocol, CallsTheApplicationUnderItsRegisteredName) {
     FakeApplication application;
     auto proxy = CVCLIProxyProtocol::rootProxyForConnectionWithRegisteredName(kName);
     ASSERT_NE(proxy, nullptr);

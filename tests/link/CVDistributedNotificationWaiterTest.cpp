@@ -47,10 +47,11 @@ protected:
 
 }  // namespace
 
-TEST_F(ADistributedNotificationWaiter, EndsOnlyOnItsNameAndDocumentAndKeepsThatUserInfo) {
+TEST_F(ADistributedNotificationWaiter, EndsOnlyOnTheApplicationsNotificationOfItsNameAndDocument) {
     // The document is given at construction, or set later as the tool does once it is known;
     // without one, any document ends the wait. Each case's waiter is gone before the next posts,
     // so that an observer it failed to remove would be called on a destroyed waiter.
+    CVBusObject<sd_bus> impostor = CVPrivateSessionBus::shared().openConnection();
     enum class Document { atConstruction, setLater, none };
     for (Document document : {Document::atConstruction, Document::setLater, Document::none}) {
         CVDistributedNotificationWaiter waiter(
@@ -59,6 +60,13 @@ TEST_F(ADistributedNotificationWaiter, EndsOnlyOnItsNameAndDocumentAndKeepsThatU
         if (document == Document::setLater) {
             waiter.setNotificationObject("document-1");
         }
+        ASSERT_GE(CVDistributedNotificationCenter::postNotification(impostor, kClose, "document-1",
+                                                                    {{"which", "impostor"}}),
+                  0);
+        // A round trip: the daemon has routed the impostor's notification before the others.
+        ASSERT_GE(sd_bus_call_method(impostor, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                     "org.freedesktop.DBus", "GetId", nullptr, nullptr, ""),
+                  0);
         post("CVMergeFinishedByResolvingNotification", "document-1", {{"which", "merge"}});
         post(kClose, "document-2", {{"which", "other"}});
         if (document != Document::none) {  // so that no notification outlives its case
@@ -144,17 +152,6 @@ TEST_F(ADistributedNotificationWaiter, EndsAtTheNextPollWhenTheApplicationQuits)
 
     EXPECT_FALSE(received);
     EXPECT_EQ(waiter.cancelReason(), "Corvane quit while the action was running.");
-}
-
-TEST_F(ADistributedNotificationWaiter, IgnoresNotificationsFromAnyoneButTheApplication) {
-    CVDistributedNotificationWaiter waiter(0.5, 0, kClose, std::nullopt);
-    CVBusObject<sd_bus> impostor = CVPrivateSessionBus::shared().openConnection();
-    ASSERT_GE(CVDistributedNotificationCenter::postNotification(impostor, kClose, "document-1", {}),
-              0);
-    sd_bus_flush(impostor);
-
-    EXPECT_FALSE(waiter.runRunLoopUntilNotificationsReceived());
-    EXPECT_EQ(waiter.cancelReason(), "Timed out waiting for a response.");
 }
 
 TEST_F(ADistributedNotificationWaiter, EndsWhenTheApplicationsNameLosesItsOwnerCountingWhatItSent) {

@@ -32,27 +32,23 @@ protected:
 };
 
 TEST_F(TheGrantOperations, LogWhatTheyCouldNotDo) {
-    EXPECT_EQ(logOf([] {
-                  EXPECT_EQ(CORSecurityScopedBookmarks::resolveSecurityScopeBookmarkData(nullptr),
-                            std::nullopt);
-              }),
-              "");
-    EXPECT_EQ(logOf([] {
-                  std::optional<CORSecurityScopedBookmarks::Data> none;
-                  EXPECT_EQ(CORSecurityScopedBookmarks::resolveSecurityScopeBookmarkData(&none),
-                            std::nullopt);
-              }),
-              "No bookmark data.\n");
+    using CORSecurityScopedBookmarks::createSecurityScopeBookmarkData;
+    using CORSecurityScopedBookmarks::resolveSecurityScopeBookmarkData;
+    std::optional<CORSecurityScopedBookmarks::Data> none;
     const std::string reason =
         "Cannot make a bookmark of \"/no/such/file\": No such file or directory";
-    EXPECT_EQ(logOf([] {
-                  EXPECT_EQ(
-                      CORSecurityScopedBookmarks::createSecurityScopeBookmarkData("/no/such/file"),
-                      std::nullopt);
-              }),
-              "Could not create bookmark data for /no/such/file. Error Domain=CVDiffErrorDomain "
-              "Code=1 \"" +
-                  reason + "\" UserInfo={NSLocalizedDescription=" + reason + "}\n");
+    // Each answers whether it gave nothing back.
+    const std::pair<std::function<bool()>, std::string> cases[] = {
+        {[] { return !resolveSecurityScopeBookmarkData(nullptr); }, ""},
+        {[&] { return !resolveSecurityScopeBookmarkData(&none); }, "No bookmark data.\n"},
+        {[] { return !createSecurityScopeBookmarkData("/no/such/file"); },
+         "Could not create bookmark data for /no/such/file. Error Domain=CVDiffErrorDomain "
+         "Code=1 \"" +
+             reason + "\" UserInfo={NSLocalizedDescription=" + reason + "}\n"},
+    };
+    for (const auto& [operation, log] : cases) {
+        EXPECT_EQ(logOf([&] { EXPECT_TRUE(operation()) << "gave something back"; }), log);
+    }
 }
 
 }  // namespace

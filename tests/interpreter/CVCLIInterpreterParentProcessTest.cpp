@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <tuple>
 
 #include "TemporaryFolder.h"
 #include "TestProcess.h"
@@ -50,17 +51,6 @@ std::string probeUnder(const TemporaryFolder& folder, std::vector<std::string> c
     return readFile(report);
 }
 
-// The arguments of process_test_helper that start a shell, which starts the next program.
-std::vector<std::string> shellStarting() {
-    return {"/bin/sh", "sh", "-c", "\"$@\"; :"};
-}
-
-std::vector<std::string> operator+(std::vector<std::string> first,
-                                   const std::vector<std::string>& second) {
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
-}
-
 std::string helperAt(const TemporaryFolder& folder, const std::string& relativePath) {
     std::string path = folder / relativePath;
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
@@ -70,26 +60,27 @@ std::string helperAt(const TemporaryFolder& folder, const std::string& relativeP
 
 }  // namespace
 
-TEST(AProcessName, ClassifiesTheVersionControlTools) {
-    EXPECT_EQ(classificationOfHelperNamed("git"), "git vcs");
-    EXPECT_EQ(classificationOfHelperNamed("svn"), "svn vcs");
-    EXPECT_EQ(classificationOfHelperNamed("p4"), "p4 vcs");
-    EXPECT_EQ(classificationOfHelperNamed("brz"), "bzr vcs");
-    EXPECT_EQ(classificationOfHelperNamed("bzr"), "bzr vcs");
-    EXPECT_EQ(classificationOfHelperNamed("hg"), "hg vcs");
-}
-
-TEST(AProcessName, IsComparedExactly) {
-    EXPECT_EQ(classificationOfHelperNamed("Git"), "none");
-    EXPECT_EQ(classificationOfHelperNamed("gitk"), "none");
-    EXPECT_EQ(classificationOfHelperNamed("python3", {"_=/usr/bin/hg"}), "none");
-}
-
-TEST(APythonProcess, IsTheScriptItsShellStarted) {
-    EXPECT_EQ(classificationOfHelperNamed("Python", {"_=/usr/local/bin/bzr"}), "bzr vcs");
-    EXPECT_EQ(classificationOfHelperNamed("Python", {"_=/usr/local/bin/hg"}), "hg vcs");
-    EXPECT_EQ(classificationOfHelperNamed("Python", {"_=/usr/local/bin/brz"}), "none");
-    EXPECT_EQ(classificationOfHelperNamed("Python", {}), "none");
+TEST(AProcessName, ClassifiesTheVersionControlToolsByTheExactNameOrAPythonsScript) {
+    const std::tuple<std::string, Strings, std::string> cases[] = {
+        {"git", {}, "git vcs"},
+        {"svn", {}, "svn vcs"},
+        {"p4", {}, "p4 vcs"},
+        {"brz", {}, "bzr vcs"},
+        {"bzr", {}, "bzr vcs"},
+        {"hg", {}, "hg vcs"},
+        {"Git", {}, "none"},
+        {"gitk", {}, "none"},
+        {"python3", {"_=/usr/bin/hg"}, "none"},
+        // Python is the script its shell started.
+        {"Python", {"_=/usr/local/bin/bzr"}, "bzr vcs"},
+        {"Python", {"_=/usr/local/bin/hg"}, "hg vcs"},
+        {"Python", {"_=/usr/local/bin/brz"}, "none"},
+        {"Python", {}, "none"},
+    };
+    for (const auto& [name, environment, expected] : cases) {
+        EXPECT_EQ(classificationOfHelperNamed(name, environment), expected)
+            << name << " " << (environment.empty() ? "" : environment.front());
+    }
 }
 
 // When the tests below start this program as their probe, it reports how it classifies its
@@ -115,53 +106,36 @@ const bool kRunsAsProbe = [] {  // NOLINT(cppcoreguidelines-interfaces-global-in
     _exit(0);
 }();
 
-TEST(ACaller, UnderAShellThatGitStartedIsGit) {
+TEST(ACaller, IsTheNearestVersionControlToolOrElseTheDirectParent) {
     TemporaryFolder folder;
     std::string git = helperAt(folder, "libexec/git");
-
-    EXPECT_EQ(probeUnder(folder, Strings{git, "--spawn"} + shellStarting()), "git ancestor git");
-}
-
-TEST(ACaller, IsTheNearestVersionControlTool) {
-    TemporaryFolder folder;
-    std::string git = helperAt(folder, "git");
     std::string hg = helperAt(folder, "hg");
     std::string svn = helperAt(folder, "svn");
-
-    EXPECT_EQ(probeUnder(folder, {svn, "--spawn", git, git, "--spawn", hg, hg, "--spawn"}),
-              "hg direct");
-    EXPECT_EQ(probeUnder(folder, {git, "--spawn", svn, svn, "--spawn"}), "svn direct svn");
-}
-
-TEST(ACaller, WithoutAVersionControlAncestorIsTheDirectParent) {
-    TemporaryFolder folder;
-
-    EXPECT_EQ(probeUnder(folder, Strings{processTestHelperPath(), "--spawn"} + shellStarting()),
-              "sh direct");
-}
-
-TEST(ACaller, ThatIsAJetBrainsIDEOrGitKrakenCannotHandleStandardInput) {
-    TemporaryFolder folder;
     std::string launcher = helperAt(folder, "pycharm-2024.1/bin/pycharm.sh");
     std::string gitkraken = helperAt(folder, "gitkraken/gitkraken");
-    std::string git = helperAt(folder, "git");
-
-    EXPECT_EQ(probeUnder(folder, {launcher, "--spawn"}), "pycharm.sh direct jetbrains no-stdin");
-    EXPECT_EQ(probeUnder(folder, {gitkraken, "--spawn"}), "gitkraken direct gitkraken no-stdin");
-    EXPECT_EQ(probeUnder(folder, {launcher, "--spawn", git, git, "--spawn"}), "git direct git");
-}
-
-TEST(ACaller, IsQuorvelWhenItsBundleSaysSo) {
-    TemporaryFolder folder;
+    std::string helper = processTestHelperPath();
     auto bundleWithIdentifier = [&](const std::string& name, const std::string& identifier) {
-        return makeBundle(folder / (name + ".app"), identifier, std::nullopt,
-                          processTestHelperPath(), name) +
+        return makeBundle(folder / (name + ".app"), identifier, std::nullopt, helper, name) +
                "/Contents/MacOS/" + name;
     };
     std::string quorvel = bundleWithIdentifier("Quorvel", "com.quorvel.Quorvel4");
     std::string other = bundleWithIdentifier("Other", "com.quorvel.Quorvel5");
     std::string bus = "DBUS_SESSION_BUS_ADDRESS=unix:path=" + folder / "bus";
-
-    EXPECT_EQ(probeUnder(folder, {quorvel, "--spawn"}, {bus}), "Quorvel direct quorvel");
-    EXPECT_EQ(probeUnder(folder, {other, "--spawn"}, {bus}), "Other direct");
+    // Each chain is the helper starting the next program ("--spawn PATH ARGUMENT-0 ...").
+    const std::tuple<Strings, Strings, std::string> cases[] = {
+        {{git, "--spawn", "/bin/sh", "sh", "-c", R"("$@"; :)"}, {}, "git ancestor git"},
+        {{svn, "--spawn", git, git, "--spawn", hg, hg, "--spawn"}, {}, "hg direct"},
+        {{git, "--spawn", svn, svn, "--spawn"}, {}, "svn direct svn"},
+        {{helper, "--spawn", "/bin/sh", "sh", "-c", R"("$@"; :)"}, {}, "sh direct"},
+        // A JetBrains IDE or GitKraken cannot handle standard input.
+        {{launcher, "--spawn"}, {}, "pycharm.sh direct jetbrains no-stdin"},
+        {{gitkraken, "--spawn"}, {}, "gitkraken direct gitkraken no-stdin"},
+        {{launcher, "--spawn", git, git, "--spawn"}, {}, "git direct git"},
+        // Quorvel when its bundle says so.
+        {{quorvel, "--spawn"}, {bus}, "Quorvel direct quorvel"},
+        {{other, "--spawn"}, {bus}, "Other direct"},
+    };
+    for (const auto& [chain, environment, expected] : cases) {
+        EXPECT_EQ(probeUnder(folder, chain, environment), expected) << expected;
+    }
 }

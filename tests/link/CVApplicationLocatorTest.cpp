@@ -15,9 +15,23 @@ namespace {
 constexpr const char* kIdentifier = "com.corvane.Corvane";
 constexpr const char* kLastKnownProcessKey = "LastKnownCVPID";
 
-std::string tooOldApplicationText(const std::string& path, const std::string& version) {
-    return "The version of Corvane installed at " + path + " (version " + version +
-           ") is too old to be launched by cvdiff (version 9077)";
+// The refusals, PATH and BUILD standing for the copy's.
+const std::string kTooOld =
+    "The version of Corvane installed at PATH (version BUILD) is too old to be launched by cvdiff "
+    "(version 9077)";
+const std::string kTooNew =
+    "This version of cvdiff (version 9077) is too old to launch the version of Corvane installed "
+    "at PATH (version BUILD)";
+const std::string kInTrash = "Corvane cannot be launched because it is in the trash.";
+
+std::string refusal(std::string text, const std::string& path, const std::string& build) {
+    for (auto [name, value] :
+         {std::pair<std::string, std::string>{"PATH", path}, {"BUILD", build}}) {
+        if (size_t at = text.find(name); at != std::string::npos) {
+            text.replace(at, name.size(), value);
+        }
+    }
+    return text;
 }
 
 CVError locatingError(const std::string& text, const std::string& path) {
@@ -27,7 +41,7 @@ CVError locatingError(const std::string& text, const std::string& path) {
 }
 
 // Whether a copy of Corvane may be launched, by the build and identifier its bundle declares and
-// the place it lies; a refusal names the reason (PATH and BUILD stand for the copy's).
+// the place it lies; a refusal names the reason.
 TEST(TheCompatibilityTest, AcceptsOrRefusesACopyByItsBuildIdentifierAndPlace) {
     struct Case {
         std::string place;
@@ -36,45 +50,30 @@ TEST(TheCompatibilityTest, AcceptsOrRefusesACopyByItsBuildIdentifierAndPlace) {
         bool accepted;
         std::string refusal;
     };
-    const std::string tooOld =
-        "The version of Corvane installed at PATH (version BUILD) is too old to be launched by "
-        "cvdiff (version 9077)";
-    const std::string tooNew =
-        "This version of cvdiff (version 9077) is too old to launch the version of Corvane "
-        "installed at PATH (version BUILD)";
     const std::vector<Case> cases = {
         {"Corvane.app", kIdentifier, "9077", true, ""},  // the tool's own build
         {"Corvane.app", kIdentifier, "9076", true, ""},
         {"Corvane.app", kIdentifier, "150", true, ""},  // the oldest accepted
-        {"Corvane.app", kIdentifier, "149", false, tooOld},
-        {"Corvane.app", kIdentifier, "0", false, tooOld},
-        {"Corvane.app", kIdentifier, std::nullopt, false, tooOld},
-        {"Corvane.app", kIdentifier, "9078", false, tooNew},
+        {"Corvane.app", kIdentifier, "149", false, kTooOld},
+        {"Corvane.app", kIdentifier, "0", false, kTooOld},
+        {"Corvane.app", kIdentifier, std::nullopt, false, kTooOld},
+        {"Corvane.app", kIdentifier, "9078", false, kTooNew},
         {"Corvane.app", "com.corvane.Corvane.cvdiff", "1", true, ""},  // the tool's own bundle
-        {".Trash/Corvane.app", kIdentifier, "9077", false,
-         "Corvane cannot be launched because it is in the trash."},
+        {".Trash/Corvane.app", kIdentifier, "9077", false, kInTrash},
         {"Missing.app", "", std::nullopt, false, ""},  // refused silently
     };
-    int number = 0;
     for (const Case& sample : cases) {
+        SCOPED_TRACE(sample.place + " " + sample.identifier + " " + sample.build.value_or("-"));
         TemporaryFolder folder;
         std::string path = folder / sample.place;
         if (!sample.identifier.empty()) {
             makeBundle(path, sample.identifier, sample.build);
         }
         std::optional<CVError> error;
-        std::optional<std::string> usable = usableCorvaneAtPath(path, &error);
-        EXPECT_EQ(usable.has_value(), sample.accepted) << ++number;
-        std::string refusal = sample.refusal;
-        for (auto [name, value] : {std::pair<std::string, std::string>{"PATH", path},
-                                   {"BUILD", sample.build.value_or("(null)")}}) {
-            if (size_t at = refusal.find(name); at != std::string::npos) {
-                refusal.replace(at, name.size(), value);
-            }
-        }
-        EXPECT_EQ(error,
-                  refusal.empty() ? std::nullopt : std::optional(locatingError(refusal, path)))
-            << number;
+        EXPECT_EQ(usableCorvaneAtPath(path, &error),
+                  sample.accepted ? std::optional(path) : std::nullopt);
+        std::string text = refusal(sample.refusal, path, sample.build.value_or("(null)"));
+        EXPECT_EQ(error, text.empty() ? std::nullopt : std::optional(locatingError(text, path)));
     }
     std::optional<CVError> error;
     EXPECT_EQ(usableCorvaneAtPath(std::nullopt, &error), std::nullopt);
@@ -152,37 +151,31 @@ protected:
     std::string errorOutput_;
 };
 
-TEST_F(TheSearch, ReportsThatNothingWasFoundWhenNoCopyExists) {
+TEST_F(TheSearch, ReportsThatNothingWasFoundAndForgetsAPreviousProcessThatIsGone) {
+    defaults().setInteger(2147483647, kLastKnownProcessKey);
     bool isRunning = false;
     EXPECT_EQ(locate(&isRunning), std::nullopt);
     EXPECT_EQ(errorOutput_, "Error: Unable to locate Corvane.\n");
+    EXPECT_FALSE(defaults().hasObjectForKey(kLastKnownProcessKey));
 }
 
-TEST_F(TheSearch, FindsTheCopyRegisteredByItsDesktopEntry) {
-    std::string path =
-        makeBundle(folder_ / "Corvane Folder/Corvane.app", kIdentifier, "9077", "/bin/sleep");
-    registerBundle(path);
-    bool isRunning = false;
-    EXPECT_EQ(locate(&isRunning), path);
-    EXPECT_FALSE(isRunning);
-    EXPECT_EQ(errorOutput_, "");
-}
-
-TEST_F(TheSearch, UsesARunningCompatibleCopyAndRemembersItsProcess) {
+TEST_F(TheSearch, UsesARunningCompatibleCopyAndRemembersItsProcessOnlyWhenAskedWhetherItRuns) {
     std::string path = runningBundle(".Trash/Corvane.app", kIdentifier, "9000");
+    EXPECT_EQ(locate(nullptr), path);
+    EXPECT_FALSE(defaults().hasObjectForKey(kLastKnownProcessKey));
+
     bool isRunning = false;
     EXPECT_EQ(locate(&isRunning), path);
     EXPECT_TRUE(isRunning);
     EXPECT_EQ(defaults().integerForKey(kLastKnownProcessKey), lastProcess());
 }
 
-TEST_F(TheSearch, RemembersNoProcessWhenTheCallerDoesNotAskWhetherItRuns) {
-    std::string path = runningBundle("Corvane.app", kIdentifier, "9077");
-    EXPECT_EQ(locate(nullptr), path);
-    EXPECT_FALSE(defaults().hasObjectForKey(kLastKnownProcessKey));
-}
+TEST_F(TheSearch, KeepsAPreviousProcessThatIsNowAnotherApplicationAndTrustsOneWhateverItsBuild) {
+    runningBundle("Other.app", "com.example.Other", "9077");
+    defaults().setInteger(lastProcess(), kLastKnownProcessKey);
+    locate(nullptr);
+    EXPECT_EQ(defaults().integerForKey(kLastKnownProcessKey), lastProcess());
 
-TEST_F(TheSearch, TrustsThePreviousProcessWhateverItsBuildAndPlace) {
     std::string path = runningBundle(".Trash/Corvane.app", kIdentifier, "1");
     defaults().setInteger(lastProcess(), kLastKnownProcessKey);
     bool isRunning = false;
@@ -190,44 +183,29 @@ TEST_F(TheSearch, TrustsThePreviousProcessWhateverItsBuildAndPlace) {
     EXPECT_TRUE(isRunning);
 }
 
-TEST_F(TheSearch, ForgetsAPreviousProcessThatIsGone) {
-    defaults().setInteger(2147483647, kLastKnownProcessKey);
-    locate(nullptr);
-    EXPECT_FALSE(defaults().hasObjectForKey(kLastKnownProcessKey));
-}
-
-TEST_F(TheSearch, KeepsAPreviousProcessThatIsNowAnotherApplication) {
-    runningBundle("Other.app", "com.example.Other", "9077");
-    defaults().setInteger(lastProcess(), kLastKnownProcessKey);
-    locate(nullptr);
-    EXPECT_EQ(defaults().integerForKey(kLastKnownProcessKey), lastProcess());
-}
-
-TEST_F(TheSearch, ReportsACopyMetTwiceOnce) {
-    std::string path = runningBundle("Corvane.app", kIdentifier, "149");
-    registerBundle(path);
-    EXPECT_EQ(locate(nullptr), std::nullopt);
-    EXPECT_EQ(errorOutput_, "Error locating Corvane: " + tooOldApplicationText(path, "149") + "\n");
-}
-
-TEST_F(TheSearch, ListsTheReasonsForTwoRefusedCopies) {
+TEST_F(TheSearch, ReportsEachRefusedCopyOnceThoughItWasMetTwice) {
     std::string running = runningBundle("Corvane.app", kIdentifier, "149");
-    std::string registered =
-        makeBundle(folder_ / ".Trash/Corvane.app", kIdentifier, "9077", "/bin/sleep");
-    registerBundle(registered);
+    registerBundle(running);
+    EXPECT_EQ(locate(nullptr), std::nullopt);
+    EXPECT_EQ(errorOutput_, "Error locating Corvane: " + refusal(kTooOld, running, "149") + "\n");
+
+    registerBundle(makeBundle(folder_ / ".Trash/Corvane.app", kIdentifier, "9077", "/bin/sleep"));
     EXPECT_EQ(locate(nullptr), std::nullopt);
     EXPECT_EQ(errorOutput_, "Errors locating Corvane: (\n    \"" +
-                                tooOldApplicationText(running, "149") +
-                                "\",\n    \"Corvane cannot be launched because it is in the "
-                                "trash.\"\n)\n");
+                                refusal(kTooOld, running, "149") + "\",\n    \"" + kInTrash +
+                                "\"\n)\n");
 }
 
-TEST_F(TheSearch, LogsEachStepWhenDebugLoggingIsOn) {
+TEST_F(TheSearch, FindsTheCopyRegisteredByItsDesktopEntryLoggingEachStepWhenAsked) {
     std::string refused = runningBundle("Old.app", kIdentifier, "149");
-    std::string path = makeBundle(folder_ / "Corvane.app", kIdentifier, "9077", "/bin/sleep");
+    std::string path =
+        makeBundle(folder_ / "Corvane Folder/Corvane.app", kIdentifier, "9077", "/bin/sleep");
     registerBundle(path);
     defaults().setBool(true, "debug-logging");
-    locate(nullptr);
+    bool isRunning = false;
+    EXPECT_EQ(locate(&isRunning), path);
+    EXPECT_FALSE(isRunning);
+    // Nothing but the log.
     std::vector<std::string> messages;
     std::istringstream lines(errorOutput_);
     for (std::string line; std::getline(lines, line);) {

@@ -7,23 +7,18 @@
 
 #include "CVPrivateSessionBus.h"
 
-TEST(ABlockingObserver, AnswersTrueAtOnceWhenStoppedOrCancelledBeforeTheWaitBegins) {
+TEST(ABlockingObserver, AnswersTrueAtOnceWhenStoppedOrCancelledBeforeTheWaitElseTimesOut) {
     CVBlockingObserver stopped(100000.0);
     stopped.stopRunLoop();
     EXPECT_TRUE(stopped.runRunLoopUntilNotificationsReceived());
-
     CVBlockingObserver cancelled(100000.0);
     cancelled.cancelRunLoopWithReason("gone");
     EXPECT_TRUE(cancelled.runRunLoopUntilNotificationsReceived());
     EXPECT_EQ(cancelled.cancelReason(), "gone");
-}
-
-TEST(ABlockingObserver, TimesOutWithTheTimeOutText) {
-    CVBlockingObserver observer(0.05);
-
-    EXPECT_FALSE(observer.runRunLoopUntilNotificationsReceived());
-    EXPECT_TRUE(observer.isCancelled());
-    EXPECT_EQ(observer.cancelReason(), "Timed out waiting for a response.");
+    CVBlockingObserver waiting(0.05);
+    EXPECT_FALSE(waiting.runRunLoopUntilNotificationsReceived());
+    EXPECT_TRUE(waiting.isCancelled());
+    EXPECT_EQ(waiting.cancelReason(), "Timed out waiting for a response.");
 }
 
 TEST(ABlockingObserver, SleepsInEpollUntilAnotherThreadStopsOrCancelsIt) {

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <functional>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -106,11 +107,8 @@ protected:
 
 }  // namespace
 
-TEST_F(ACLIProxyProtocol, IsAbsentWhileNoProcessOwnsTheName) {
+TEST_F(ACLIProxyProtocol, IsAbsentUntilAProcessOwnsTheNameThenCallsItUnderThatName) {
     EXPECT_EQ(CVCLIProxyProtocol::rootProxyForConnectionWithRegisteredName(kName), nullptr);
-}
-
-TEST_F(ACLIProxyProtocol, CallsTheApplicationUnderItsRegisteredName) {
     FakeApplication application;
     auto proxy = CVCLIProxyProtocol::rootProxyForConnectionWithRegisteredName(kName);
     ASSERT_NE(proxy, nullptr);
@@ -129,31 +127,26 @@ TEST_F(ACLIProxyProtocol, CallsTheApplicationUnderItsRegisteredName) {
                   "markChangesetWithUUIDAsClosed UUID:abc"}));
 }
 
-TEST_F(ACLIProxyProtocol, RaisesThePortExceptionWhenTheApplicationHasGone) {
-    FakeApplication application;
-    auto proxy = CVCLIProxyProtocol::rootProxyForConnectionWithRegisteredName(kName);
-    ASSERT_NE(proxy, nullptr);
-    application.quit();
-
-    try {
-        proxy->processID();
-        FAIL() << "no exception";
-    } catch (const CVException& exception) {
-        EXPECT_EQ(exception.name(), "NSInvalidSendPortException");
-    }
-}
-
-TEST_F(ACLIProxyProtocol, RaisesTheApplicationsOwnErrorWhenItRefusesAnInvocation) {
+TEST_F(ACLIProxyProtocol, RaisesTheApplicationsRefusalAsItsErrorAndThePortErrorOnceItHasGone) {
     FakeApplication application;
     application.refuseDocuments = true;
     auto proxy = CVCLIProxyProtocol::rootProxyForConnectionWithRegisteredName(kName);
     ASSERT_NE(proxy, nullptr);
+    auto exceptionOf = [](const std::function<void()>& call) {
+        try {
+            call();
+        } catch (const CVException& exception) {
+            return std::pair<std::string, std::string>(exception.name(), exception.reason());
+        }
+        return std::pair<std::string, std::string>("no exception", "");
+    };
 
-    try {
-        proxy->GUIDForDocumentWithCVDiffInvocation(CVCLISerializedDiffInvocation());
-        FAIL() << "no exception";
-    } catch (const CVException& exception) {
-        EXPECT_EQ(exception.name(), "org.freedesktop.DBus.Error.InvalidArgs");
-        EXPECT_STREQ(exception.reason(), "unknown class name CVCLISerializedNothing");
-    }
+    EXPECT_EQ(exceptionOf([&] {
+                  proxy->GUIDForDocumentWithCVDiffInvocation(CVCLISerializedDiffInvocation());
+              }),
+              (std::pair<std::string, std::string>("org.freedesktop.DBus.Error.InvalidArgs",
+                                                   "unknown class name CVCLISerializedNothing")));
+    application.quit();
+    // The daemon words the reason.
+    EXPECT_EQ(exceptionOf([&] { proxy->processID(); }).first, "NSInvalidSendPortException");
 }

@@ -28,10 +28,17 @@ protected:
     void list(const std::vector<std::string>& identifiers) {
         ASSERT_TRUE(CVChangesetCoordinator().writeIdentifiers(identifiers, nullptr));
     }
-    bool sends(const std::string& identifier) {
+    // Whether the coordinator ran the block.
+    bool sends(const std::optional<std::string>& identifier) {
         bool ran = false;
         CVChangesetCoordinator().coordinateSendingChangesetForIdentifier(identifier,
                                                                          [&] { ran = true; });
+        return ran;
+    }
+    bool removes(const std::optional<std::string>& identifier) {
+        bool ran = false;
+        CVChangesetCoordinator().coordinateRemovingChangesetForIdentifier(identifier,
+                                                                          [&] { ran = true; });
         return ran;
     }
     void close(const std::string& identifier) {
@@ -48,23 +55,6 @@ std::vector<std::string> uuids(int first, int count) {
         identifiers.push_back("UUID:" + std::to_string(index));
     }
     return identifiers;
-}
-
-// A child process that lives until the returned descriptor is closed.
-pid_t startWaitingChild(int& release) {
-    int fds[2];
-    EXPECT_EQ(pipe(fds), 0);
-    pid_t child = fork();
-    if (child == 0) {
-        ::close(fds[1]);
-        char byte = 0;
-        while (read(fds[0], &byte, 1) > 0) {
-        }
-        _exit(0);
-    }
-    ::close(fds[0]);
-    release = fds[1];
-    return child;
 }
 
 }  // namespace
@@ -88,82 +78,46 @@ TEST(AChangesetIdentifier, NamesAUUIDByItsTextAfterAPrefix) {
     EXPECT_TRUE(CVChangesetCoordinator::identifierRepresentsUUID(std::string("pid:1-2")));
     EXPECT_FALSE(CVChangesetCoordinator::identifierRepresentsUUID(std::nullopt));
     EXPECT_FALSE(CVChangesetCoordinator::identifierRepresentsProcess(std::nullopt));
+    // Only a process identifier can name a process that has gone.
+    EXPECT_TRUE(CVChangesetCoordinator::processExistsWithIdentifier(std::string("UUID:gone")));
+    EXPECT_FALSE(CVChangesetCoordinator::processExistsWithIdentifier(std::nullopt));
 }
 
 TEST(AChangesetIdentifier, HasComponentsOnlyWithExactlyTwoParts) {
-    using Components = CVChangesetIdentifierComponents;
-    EXPECT_EQ(CVChangesetCoordinator::componentsOfIdentifier(std::string("PID:4711-784512345")),
-              (Components{4711, 784512345}));
-    EXPECT_EQ(CVChangesetCoordinator::componentsOfIdentifier(std::string("PID:x-y")),
-              (Components{0, 0}));
-    EXPECT_EQ(CVChangesetCoordinator::componentsOfIdentifier(std::string("PID:12abc-7z")),
-              (Components{12, 7}));
-    EXPECT_EQ(CVChangesetCoordinator::componentsOfIdentifier(std::string("PID:12-34-56")),
-              std::nullopt);
-    EXPECT_EQ(CVChangesetCoordinator::componentsOfIdentifier(std::string("PID:12")), std::nullopt);
-    EXPECT_EQ(CVChangesetCoordinator::componentsOfIdentifier(std::string("UUID:1-2")),
-              std::nullopt);
+    const std::pair<std::string, std::optional<CVChangesetIdentifierComponents>> cases[] = {
+        {"PID:4711-784512345", CVChangesetIdentifierComponents{4711, 784512345}},
+        {"PID:x-y", CVChangesetIdentifierComponents{0, 0}},
+        {"PID:12abc-7z", CVChangesetIdentifierComponents{12, 7}},
+        {"PID:12-34-56", std::nullopt},
+        {"PID:12", std::nullopt},
+        {"UUID:1-2", std::nullopt},
+    };
+    for (const auto& [identifier, components] : cases) {
+        EXPECT_EQ(CVChangesetCoordinator::componentsOfIdentifier(identifier), components)
+            << identifier;
+    }
 }
 
-TEST(AChangesetIdentifier, NamesARunningProcessOnlyWhileItRunsWithThatStartTime) {
-    int release = -1;
-    pid_t child = startWaitingChild(release);
+TEST_F(ACoordinator, NamesARunningProcessWhileItRunsWithThatStartTimeAndKeepsItClosedTillThen) {
+    // A child that lives until the pipe's writing end is closed.
+    int fds[2];
+    ASSERT_EQ(pipe(fds), 0);
+    pid_t child = fork();
+    if (child == 0) {
+        ::close(fds[1]);
+        char byte = 0;
+        while (read(fds[0], &byte, 1) > 0) {
+        }
+        _exit(0);
+    }
+    ::close(fds[0]);
     auto process = ZPProcessInformation::processInformationWithProcessIdentifier(child);
     std::string identifier = *CVChangesetCoordinator::identifierForProcess(process.get());
     std::string otherStart =
         "PID:" + std::to_string(child) + "-" +
         std::to_string(CVChangesetCoordinator::timestampForDate(process->startDate()) - 1);
-
     EXPECT_TRUE(CVChangesetCoordinator::processExistsWithIdentifier(identifier));
     EXPECT_FALSE(CVChangesetCoordinator::processExistsWithIdentifier(otherStart));
-    EXPECT_TRUE(CVChangesetCoordinator::processExistsWithIdentifier(std::string("UUID:gone")));
-    EXPECT_FALSE(CVChangesetCoordinator::processExistsWithIdentifier(std::nullopt));
-
-    ::close(release);
-    waitpid(child, nullptr, 0);
-    EXPECT_FALSE(CVChangesetCoordinator::processExistsWithIdentifier(identifier));
-}
-
-TEST_F(ACoordinator, SendsWhenNoChangesetWasEverClosed) {
-    EXPECT_TRUE(sends("UUID:abc"));
-    EXPECT_FALSE(std::filesystem::exists(file()));
-}
-
-TEST_F(ACoordinator, RefusesToSendToAClosedChangesetOnly) {
-    bool ran = false;
-    CVChangesetCoordinator().coordinateRemovingChangesetForIdentifier(std::string("UUID:abc"),
-                                                                      [&] { ran = true; });
-    EXPECT_TRUE(ran);
-    EXPECT_FALSE(sends("UUID:abc"));
-    EXPECT_TRUE(sends("UUID:abd"));
-    EXPECT_EQ(listed(), std::vector<std::string>{"UUID:abc"});
-}
-
-TEST_F(ACoordinator, DoesNothingForAnAbsentIdentifier) {
-    bool ran = false;
-    CVChangesetCoordinator().coordinateSendingChangesetForIdentifier(std::nullopt,
-                                                                     [&] { ran = true; });
-    CVChangesetCoordinator().coordinateRemovingChangesetForIdentifier(std::nullopt,
-                                                                      [&] { ran = true; });
-    EXPECT_FALSE(ran);
-    EXPECT_FALSE(std::filesystem::exists(folder()));
-}
-
-TEST_F(ACoordinator, DoesNotRecordAProcessThatIsNotRunningButStillRunsTheBlock) {
-    list({"UUID:kept"});
-    std::string before = readFile(file());
-    bool ran = false;
-    CVChangesetCoordinator().coordinateRemovingChangesetForIdentifier(std::string("PID:1-2"),
-                                                                      [&] { ran = true; });
-    EXPECT_TRUE(ran);
-    EXPECT_EQ(readFile(file()), before);
-}
-
-TEST_F(ACoordinator, RecordsARunningProcessAndForgetsItOnceItHasEnded) {
-    int release = -1;
-    pid_t child = startWaitingChild(release);
-    auto process = ZPProcessInformation::processInformationWithProcessIdentifier(child);
-    std::string identifier = *CVChangesetCoordinator::identifierForProcess(process.get());
 
     CVChangesetCoordinator().coordinateClosingChangesetForProcess(process.get());
     bool ran = false;
@@ -172,10 +126,29 @@ TEST_F(ACoordinator, RecordsARunningProcessAndForgetsItOnceItHasEnded) {
     EXPECT_FALSE(ran);
     EXPECT_EQ(listed(), std::vector<std::string>{identifier});
 
-    ::close(release);
+    ::close(fds[1]);
     waitpid(child, nullptr, 0);
+    EXPECT_FALSE(CVChangesetCoordinator::processExistsWithIdentifier(identifier));
     close("UUID:next");
     EXPECT_EQ(listed(), std::vector<std::string>{"UUID:next"});
+}
+
+TEST_F(ACoordinator, RefusesToSendToAClosedChangesetOnlyAndListsItOnce) {
+    EXPECT_TRUE(removes("UUID:abc"));
+    EXPECT_FALSE(sends("UUID:abc"));
+    EXPECT_TRUE(sends("UUID:abd"));
+    close("UUID:abc");
+    // A process that is not running is not recorded, but its block still runs.
+    EXPECT_TRUE(removes("PID:1-2"));
+    EXPECT_EQ(listed(), std::vector<std::string>{"UUID:abc"});
+}
+
+TEST_F(ACoordinator, SendsWhenNothingWasClosedAndDoesNothingForAnAbsentIdentifier) {
+    EXPECT_FALSE(sends(std::nullopt));
+    EXPECT_FALSE(removes(std::nullopt));
+    EXPECT_FALSE(std::filesystem::exists(folder()));
+    EXPECT_TRUE(sends("UUID:abc"));
+    EXPECT_FALSE(std::filesystem::exists(file()));
 }
 
 TEST_F(ACoordinator, KeepsAListOf200AndDropsTheOldestHundredOnceItReaches201) {
@@ -188,12 +161,6 @@ TEST_F(ACoordinator, KeepsAListOf200AndDropsTheOldestHundredOnceItReaches201) {
     list(uuids(0, 250));
     close("UUID:250");
     EXPECT_EQ(listed(), uuids(100, 151));
-}
-
-TEST_F(ACoordinator, ListsAnIdentifierClosedTwiceOnce) {
-    close("UUID:abc");
-    close("UUID:abc");
-    EXPECT_EQ(listed(), std::vector<std::string>{"UUID:abc"});
 }
 
 TEST_F(ACoordinator, ReplacesABinaryFileWholeBesideALockFileThatStays) {
@@ -222,12 +189,9 @@ TEST_F(ACoordinator, ReadsACorruptFileAsAnEmptyListAndWritesAFreshOne) {
 
 TEST_F(ACoordinator, LogsAFailedWriteAndStillRunsTheBlock) {
     dataHome_.makeFolder("Corvane/ClosedChangesets.plist");
-    bool ran = false;
     testing::internal::CaptureStderr();
-    CVChangesetCoordinator().coordinateRemovingChangesetForIdentifier(std::string("UUID:abc"),
-                                                                      [&] { ran = true; });
+    EXPECT_TRUE(removes("UUID:abc"));
     std::string log = testing::internal::GetCapturedStderr();
-    EXPECT_TRUE(ran);
     EXPECT_NE(log.find("] Could not note closure: "), std::string::npos) << log;
     EXPECT_EQ(log.substr(log.size() - 2), ".\n");
 }
@@ -251,11 +215,10 @@ TEST_F(ACoordinator, RecordsEveryClosureOfProcessesClosingAtTheSameTime) {
         EXPECT_EQ(status, 0);
     }
     std::vector<std::string> identifiers = listed();
-    std::sort(identifiers.begin(), identifiers.end());
     std::vector<std::string> expected = uuids(0, kPerProcess);
-    for (const std::string& identifier : uuids(1000, kPerProcess)) {
-        expected.push_back(identifier);
-    }
-    std::sort(expected.begin(), expected.end());
+    std::vector<std::string> second = uuids(1000, kPerProcess);
+    expected.insert(expected.end(), second.begin(), second.end());
+    std::ranges::sort(identifiers);
+    std::ranges::sort(expected);
     EXPECT_EQ(identifiers, expected);
 }

@@ -11,18 +11,11 @@
 
 namespace {
 
-// Kilobytes of anonymous memory that transparent huge pages back in this process.
-long anonymousHugePagesKilobytes() {
-    std::string rollup = readFile("/proc/self/smaps_rollup");
-    size_t field = rollup.find("AnonHugePages:");
-    return field == std::string::npos ? -1 : std::stol(rollup.substr(field + 14));
-}
-
-// How many times, machine-wide, a fault that asked for a huge page got small ones instead.
-long hugePageFallbacks() {
-    std::string counters = readFile("/proc/vmstat");
-    size_t field = counters.find("thp_fault_fallback ");
-    return field == std::string::npos ? 0 : std::stol(counters.substr(field + 19));
+// The number that follows the field in a file of /proc, or -1 when it has no such field.
+long numberAfter(const std::string& path, const std::string& field) {
+    std::string text = readFile(path);
+    size_t at = text.find(field);
+    return at == std::string::npos ? -1 : std::stol(text.substr(at + field.size()));
 }
 
 }  // namespace
@@ -35,7 +28,13 @@ TEST(CVMemoryTest, SmallAllocationsAfterTheRequestLandInLargePages) {
     if (!CVPreferLargeMemoryPages()) {
         GTEST_SKIP() << "this build does not allocate with mimalloc";
     }
-    long before = anonymousHugePagesKilobytes();
+    // Kilobytes of anonymous memory that huge pages back in this process, and how many times,
+    // machine-wide, a fault that asked for a huge page got small ones instead.
+    auto hugePagesKilobytes = [] {
+        return numberAfter("/proc/self/smaps_rollup", "AnonHugePages:");
+    };
+    auto hugePageFallbacks = [] { return numberAfter("/proc/vmstat", "thp_fault_fallback "); };
+    long before = hugePagesKilobytes();
     long fallbacksBefore = hugePageFallbacks();
     ASSERT_GE(before, 0);
     // Records of the size a folder pairing makes, well past what is already mapped.
@@ -44,7 +43,7 @@ TEST(CVMemoryTest, SmallAllocationsAfterTheRequestLandInLargePages) {
         records.emplace_back(new char[1000]);
         memset(records.back().get(), 1, 1000);
     }
-    long grown = anonymousHugePagesKilobytes() - before;
+    long grown = hugePagesKilobytes() - before;
     if (grown < 2048 && hugePageFallbacks() > fallbacksBefore) {
         GTEST_SKIP() << "the kernel had no free huge pages to give";
     }

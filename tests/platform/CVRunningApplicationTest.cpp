@@ -28,19 +28,6 @@ protected:
     TemporaryFolder folder_;
 };
 
-TEST_F(ARunningApplication, IsAProcessStartedFromABundlesExecutableFolder) {
-    std::string path = bundle("apps");
-    auto process = startProgram(folder_, path + "/Contents/MacOS/Corvane", {"60"});
-
-    auto application =
-        CVRunningApplication::runningApplicationWithProcessIdentifier(process->processID());
-    ASSERT_TRUE(application.has_value());
-    EXPECT_EQ(application->processIdentifier(), process->processID());
-    EXPECT_EQ(application->bundlePath(), path);
-    EXPECT_EQ(application->bundleIdentifier(), "com.corvane.Corvane");
-    EXPECT_TRUE(isListed(process->processID()));
-}
-
 TEST_F(ARunningApplication, IsNoProcessOutsideABundleNoOtherExecutableAndNoneOfAnotherSession) {
     std::string tool = bundle("tool") + "/Contents/MacOS/cvdiff";
     std::filesystem::copy_file("/bin/sleep", tool);
@@ -65,20 +52,25 @@ TEST_F(ARunningApplication, IsNoProcessOutsideABundleNoOtherExecutableAndNoneOfA
     }
 }
 
-TEST_F(ARunningApplication, HasFinishedLaunchingOnceItOwnsItsBundleIdentifierOnTheBus) {
+TEST_F(ARunningApplication, IsAProcessOfABundleThatHasFinishedLaunchingOnceItOwnsItsIdentifier) {
     std::string launching =
         makeBundle(folder_ / "Launching.app", "com.example.Launching", "1", "/bin/sleep");
     auto sleeper = startProgram(folder_, launching + "/Contents/MacOS/Corvane", {"60"});
-    std::string owner = bundle("apps", RUNNING_APPLICATION_TEST_HELPER) + "/Contents/MacOS/Corvane";
-    auto ownerProcess = startProgram(folder_, owner, {"com.corvane.Corvane"});
+    std::string path = bundle("apps", RUNNING_APPLICATION_TEST_HELPER);
+    auto owner = startProgram(folder_, path + "/Contents/MacOS/Corvane", {"com.corvane.Corvane"});
 
     auto application =
-        CVRunningApplication::runningApplicationWithProcessIdentifier(ownerProcess->processID());
+        CVRunningApplication::runningApplicationWithProcessIdentifier(owner->processID());
     ASSERT_TRUE(application.has_value());
+    EXPECT_EQ(application->processIdentifier(), owner->processID());
+    EXPECT_EQ(application->bundlePath(), path);
+    EXPECT_EQ(application->bundleIdentifier(), "com.corvane.Corvane");
+    EXPECT_TRUE(isListed(owner->processID()));
     EXPECT_TRUE(CVWaitUntil([&] { return application->isFinishedLaunching(); }));
     auto other =
         CVRunningApplication::runningApplicationWithProcessIdentifier(sleeper->processID());
     ASSERT_TRUE(other.has_value());
+    EXPECT_EQ(other->bundleIdentifier(), "com.example.Launching");
     EXPECT_FALSE(other->isFinishedLaunching());
 }
 

@@ -58,13 +58,10 @@ TEST(ASubprocess, StartsWithNoSignalBlockedOrIgnored) {
     sigemptyset(&blocked);
     sigaddset(&blocked, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &blocked, &previous);
-    struct sigaction ignore {};
-    struct sigaction previousAction {};
-    ignore.sa_handler = SIG_IGN;
-    sigaction(SIGHUP, &ignore, &previousAction);
+    sighandler_t previousHandler = signal(SIGHUP, SIG_IGN);
     CVSubprocessResult result = run(R"(sed -n 's/^Sig\(Blk\|Ign\):\t//p' /proc/self/status)");
     pthread_sigmask(SIG_SETMASK, &previous, nullptr);
-    sigaction(SIGHUP, &previousAction, nullptr);
+    signal(SIGHUP, previousHandler);
     // The masks of the standard signals (the C library keeps two real-time ones for itself).
     size_t next = 0;
     unsigned long long blockedMask = std::stoull(result.standardOutput, &next, 16);

@@ -19,30 +19,33 @@ protected:
         std::filesystem::remove_all(testDataDirectory() + "/applications");
     }
 
+    // What opening the bundle handed its completion.
+    static std::pair<std::optional<CVRunningApplication>, std::optional<CVError>> open(
+        const std::string& bundle, const std::map<std::string, std::string>& environment) {
+        std::pair<std::optional<CVRunningApplication>, std::optional<CVError>> result;
+        CVWorkspace::openApplicationAtURL(bundle, environment,
+                                          [&](const auto& application, const auto& error) {
+                                              result = {application, error};
+                                          });
+        return result;
+    }
+
     TemporaryFolder folder_;
 };
 
-TEST_F(TheWorkspace, FindsTheBundleHoldingTheDesktopEntrysProgram) {
-    std::string bundle =
-        makeBundle(folder_ / "My Apps/Corvane.app", kIdentifier, "9077", "/bin/sleep");
-    writeDesktopEntry(testDataHome(), "\"" + bundle + "/Contents/MacOS/Corvane\" --new-window %F");
-    EXPECT_EQ(CVWorkspace::URLForApplicationWithBundleIdentifier(kIdentifier), bundle);
-}
-
-TEST_F(TheWorkspace, LooksInTheDataFoldersAfterTheUsersOwn) {
+TEST_F(TheWorkspace, FindsTheBundleAroundTheProgramOfTheUsersEntryElseOfTheDataFolders) {
     std::string shared = makeBundle(folder_ / "Shared.app", kIdentifier, "9077", "/bin/sleep");
-    std::string own = makeBundle(folder_ / "Own.app", kIdentifier, "9077", "/bin/sleep");
+    std::string own =
+        makeBundle(folder_ / "My Apps/Corvane.app", kIdentifier, "9077", "/bin/sleep");
+    EXPECT_EQ(CVWorkspace::URLForApplicationWithBundleIdentifier(kIdentifier), std::nullopt);
+    writeDesktopEntry(testDataHome(), "sleep 60");  // a program outside any bundle
+    EXPECT_EQ(CVWorkspace::URLForApplicationWithBundleIdentifier(kIdentifier), std::nullopt);
+
+    std::filesystem::remove_all(testDataHome() + "/applications");
     writeDesktopEntry(testDataDirectory(), shared + "/Contents/MacOS/Corvane");
     EXPECT_EQ(CVWorkspace::URLForApplicationWithBundleIdentifier(kIdentifier), shared);
-
-    writeDesktopEntry(testDataHome(), own + "/Contents/MacOS/Corvane");
+    writeDesktopEntry(testDataHome(), "\"" + own + "/Contents/MacOS/Corvane\" --new-window %F");
     EXPECT_EQ(CVWorkspace::URLForApplicationWithBundleIdentifier(kIdentifier), own);
-}
-
-TEST_F(TheWorkspace, FindsNothingWithoutAnEntryOrABundleAroundItsProgram) {
-    EXPECT_EQ(CVWorkspace::URLForApplicationWithBundleIdentifier(kIdentifier), std::nullopt);
-    writeDesktopEntry(testDataHome(), "sleep 60");
-    EXPECT_EQ(CVWorkspace::URLForApplicationWithBundleIdentifier(kIdentifier), std::nullopt);
 }
 
 TEST(TheProgramOfAnExecValue, IsItsFirstWordUnquoted) {
@@ -54,21 +57,13 @@ TEST(TheProgramOfAnExecValue, IsItsFirstWordUnquoted) {
 TEST_F(TheWorkspace, OpensTheBundlesExecutableWithTheExtraEnvironmentAndLeavesNoChild) {
     std::string report = folder_ / "report";
     std::string bundle = makeBundle(folder_ / "Corvane.app", kIdentifier, "9077");
-    std::string script = folder_ / "Corvane.app/Contents/MacOS/Corvane";
     folder_.write("Corvane.app/Contents/MacOS/Corvane",
                   "#!/bin/sh\n{ echo \"$CVApplicationLaunchedFromCVDiff\"; pwd; } > " + report +
                       ".part && mv " + report + ".part " + report + "\n");
-    std::filesystem::permissions(script, std::filesystem::perms::owner_all);
+    std::filesystem::permissions(bundle + "/Contents/MacOS/Corvane",
+                                 std::filesystem::perms::owner_all);
 
-    std::optional<CVRunningApplication> opened;
-    std::optional<CVError> failure;
-    CVWorkspace::openApplicationAtURL(bundle, {{"CVApplicationLaunchedFromCVDiff", "1"}},
-                                      [&](const std::optional<CVRunningApplication>& application,
-                                          const std::optional<CVError>& error) {
-                                          opened = application;
-                                          failure = error;
-                                      });
-
+    auto [opened, failure] = open(bundle, {{"CVApplicationLaunchedFromCVDiff", "1"}});
     ASSERT_TRUE(opened.has_value());
     EXPECT_EQ(failure, std::nullopt);
     EXPECT_EQ(opened->bundlePath(), bundle);
@@ -80,16 +75,8 @@ TEST_F(TheWorkspace, OpensTheBundlesExecutableWithTheExtraEnvironmentAndLeavesNo
 
 TEST_F(TheWorkspace, ReportsWhyTheExecutableCouldNotBeStarted) {
     std::string bundle = makeBundle(folder_ / "Corvane.app", kIdentifier, "9077");
-    std::optional<CVError> failure;
-    bool opened = true;
-    CVWorkspace::openApplicationAtURL(bundle, {},
-                                      [&](const std::optional<CVRunningApplication>& application,
-                                          const std::optional<CVError>& error) {
-                                          opened = application.has_value();
-                                          failure = error;
-                                      });
-
-    EXPECT_FALSE(opened);
+    auto [opened, failure] = open(bundle, {});
+    EXPECT_FALSE(opened.has_value());
     ASSERT_TRUE(failure.has_value());
     EXPECT_EQ(failure->domain, "NSPOSIXErrorDomain");
     EXPECT_EQ(failure->code, ENOENT);

@@ -34,40 +34,32 @@ std::string helperNamed(const TemporaryFolder& folder, const std::string& name) 
 
 }  // namespace
 
-TEST(TheCurrentProcess, IsThisTestWithItsParent) {
-    auto process = ZPProcessInformation::currentProcess();
+TEST(TheCurrentProcess, IsThisTestBelowProcessOneWhichHasNoParent) {
+    auto current = ZPProcessInformation::currentProcess();
+    EXPECT_EQ(current->processIdentifier(), getpid());
+    EXPECT_EQ(current->processName(), "process_tests");
+    EXPECT_EQ(current->parentProcessIdentifier(), getppid());
+    EXPECT_EQ(current->parentProcessInformation()->processIdentifier(), getppid());
+    EXPECT_TRUE(current->isRunning());
+    ASSERT_TRUE(current->arguments().has_value());
+    EXPECT_EQ(CVPaths::lastPathComponent(current->arguments()->front()), "process_tests");
 
-    EXPECT_EQ(process->processIdentifier(), getpid());
-    EXPECT_EQ(process->processName(), "process_tests");
-    EXPECT_EQ(process->parentProcessIdentifier(), getppid());
-    EXPECT_EQ(process->parentProcessInformation()->processIdentifier(), getppid());
-    EXPECT_TRUE(process->isRunning());
-    ASSERT_TRUE(process->arguments().has_value());
-    EXPECT_EQ(CVPaths::lastPathComponent(process->arguments()->front()), "process_tests");
-}
-
-TEST(ProcessOne, HasNoParentAndIsTheTopLevelProcessOfItselfButOfNoOther) {
     auto first = ZPProcessInformation::processInformationWithProcessIdentifier(1);
-    auto top =
-        ZPProcessInformation::topLevelProcessOfProcess(ZPProcessInformation::currentProcess());
-
+    auto top = ZPProcessInformation::topLevelProcessOfProcess(current);
     EXPECT_TRUE(first->processName().has_value());
     EXPECT_EQ(first->parentProcessIdentifier(), 0);
     EXPECT_EQ(first->parentProcessInformation(), nullptr);
     EXPECT_EQ(ZPProcessInformation::topLevelProcessOfProcess(first), first);
     EXPECT_NE(top->processIdentifier(), 1);
     EXPECT_EQ(top->parentProcessIdentifier(), 1);
-}
-
-TEST(AnUnreadableEnvironment, IsAbsent) {
-    if (std::ifstream("/proc/1/environ").good()) {
-        GTEST_SKIP() << "process 1's environment is readable here";
+    // No bundle lies around this test: its parent application is its outermost ancestor.
+    EXPECT_EQ(ZPProcessInformation::parentAppOfProcess(current)->parentProcessIdentifier(), 0);
+    // An environment it may not read is absent.
+    if (!std::ifstream("/proc/1/environ").good()) {
+        EXPECT_EQ(first->environmentArray(), std::nullopt);
+        EXPECT_EQ(first->environment(), std::nullopt);
+        EXPECT_EQ(first->workingDirectory(), std::nullopt);
     }
-    auto first = ZPProcessInformation::processInformationWithProcessIdentifier(1);
-
-    EXPECT_EQ(first->environmentArray(), std::nullopt);
-    EXPECT_EQ(first->environment(), std::nullopt);
-    EXPECT_EQ(first->workingDirectory(), std::nullopt);
 }
 
 TEST(AMissingProcess, HasNoNameDateParentArgumentsOrEnvironment) {
@@ -173,13 +165,6 @@ TEST(TheParentApplication, IsTheNearestAncestorStartedFromABundleNotNestedInAnot
 
     EXPECT_EQ(parentApp->processIdentifier(), application.pid());
     EXPECT_EQ(parentApp->processName(), "X");
-}
-
-TEST(TheParentApplication, OfAProcessWithoutOneIsTheOutermostAncestor) {
-    auto parentApp =
-        ZPProcessInformation::parentAppOfProcess(ZPProcessInformation::currentProcess());
-
-    EXPECT_EQ(parentApp->parentProcessIdentifier(), 0);
 }
 
 TEST(SetValues, AreNotReplacedByTheLazyReads) {

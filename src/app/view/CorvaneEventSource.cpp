@@ -77,3 +77,11 @@ gboolean CorvaneEventSource::dispatch(GSource* base, GSourceFunc, gpointer) {
     }
     return G_SOURCE_CONTINUE;
 }
+
+sigc::connection CorvaneConnectIdle(const sigc::slot<bool()>& slot, int priority) {
+    Glib::RefPtr<Glib::IdleSource> source = Glib::IdleSource::create();
+    source->set_priority(priority);
+    sigc::connection connection = source->connect(slot);
+    source->attach(Glib::MainContext::get_default());
+    return connection;
+}

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <glib.h>
+#include <glibmm/main.h>
 #include <systemd/sd-event.h>
 
 #include <functional>
@@ -23,3 +24,8 @@ private:
 
     Source* source_ = nullptr;
 };
+
+// Connects an idle handler at the priority given. Glib::signal_idle().connect leaves an idle at
+// the idle priority when asked for G_PRIORITY_DEFAULT, where a window redrawing every frame (a
+// spinner under a slow renderer) starves it for good.
+sigc::connection CorvaneConnectIdle(const sigc::slot<bool()>& slot, int priority);

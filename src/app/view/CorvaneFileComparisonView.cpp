@@ -1,5 +1,6 @@
 #include "app/view/CorvaneFileComparisonView.h"
 
+#include "app/view/CorvaneEventSource.h"
 #include "app/view/CorvaneFileComparisonParts.h"
 #include "app/view/CorvaneLargeTextPane.h"
 #include "app/view/CorvaneSourceView.h"
@@ -424,8 +425,7 @@ void CorvaneFileComparisonView::showTexts(std::shared_ptr<const Texts> texts) {
         g_object_unref(empty);
     }
     // At the bus's priority, so both are served in turn while a large text goes in.
-    insertIdle_ =
-        Glib::signal_idle().connect([this] { return insertNextSlice(); }, Glib::PRIORITY_DEFAULT);
+    insertIdle_ = CorvaneConnectIdle([this] { return insertNextSlice(); }, Glib::PRIORITY_DEFAULT);
 }
 
 void CorvaneFileComparisonView::show(std::shared_ptr<Result> result) {

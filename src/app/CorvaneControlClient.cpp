@@ -20,9 +20,10 @@ int fail(const std::string& message) {
     return 1;
 }
 
-// Calls a control method: appendArguments fills the call, readReply reads a successful reply.
+// Calls a control method: appendArguments fills the call, readReply reads a successful reply
+// and answers the command's status.
 int call(const char* member, const std::function<int(sd_bus_message*)>& appendArguments,
-         const std::function<void(sd_bus_message*)>& readReply) {
+         const std::function<int(sd_bus_message*)>& readReply) {
     sd_bus* bus = CVSessionBus::shared();
     if (bus == nullptr) {
         return fail("Could not connect to the session bus.");
@@ -54,7 +55,7 @@ int call(const char* member, const std::function<int(sd_bus_message*)>& appendAr
             status = fail(std::string("Could not call Corvane: ") + strerror(-result) + ".");
         }
     } else if (readReply) {
-        readReply(reply);
+        status = readReply(reply);
     }
     sd_bus_error_free(&error);
     return status;
@@ -65,8 +66,7 @@ int call(const char* member, const std::function<int(sd_bus_message*)>& appendAr
 namespace CorvaneControlClient {
 
 int listDocuments() {
-    int status = 0;
-    int called = call("ListDocuments", nullptr, [&](sd_bus_message* reply) {
+    return call("ListDocuments", nullptr, [](sd_bus_message* reply) {
         static constexpr size_t kLargestListing = size_t(1) << 30;
         int descriptor = -1;
         std::string whyNot = "no file came";
@@ -75,12 +75,11 @@ int listDocuments() {
                 ? CVSealedFileMapping::map(descriptor, kLargestListing, &whyNot)
                 : std::nullopt;
         if (!listing) {
-            status = fail("Corvane's list of documents could not be read: " + whyNot + ".");
-            return;
+            return fail("Corvane's list of documents could not be read: " + whyNot + ".");
         }
         CVPrint(stdout, std::string(listing->bytes()) + "\n");
+        return 0;
     });
-    return called != 0 ? called : status;
 }
 
 int closeTab(const std::string& GUID) {
@@ -112,6 +111,7 @@ int describeDocument(const std::string& GUID) {
             const char* description = "";
             sd_bus_message_read(reply, "s", &description);
             CVPrint(stdout, std::string(description) + "\n");
+            return 0;
         });
 }
 

@@ -63,7 +63,7 @@ protected:
     std::string compare(const std::vector<std::string>& paths) {
         CVCommandResult result = bed_.runTool(paths);
         EXPECT_EQ(result.status, 0) << result.standardError;
-        json listing = json::parse(bed_.listDocuments().standardOutput);
+        json listing = bed_.documents();
         return listing.empty() ? "" : listing.back()["GUID"].get<std::string>();
     }
 
@@ -447,7 +447,7 @@ TEST_F(ACorvaneWindowWithGit, ShowsAWholeDifftoolRunInOneTabWithEveryFilesStatus
         "git -c difftool.cvdiff.cmd='cvdiff --partial-changeset \"$LOCAL\" \"$REMOTE\"' "
         "difftool -y --tool=cvdiff --cached -M");
     std::string GUID = bed_.waitForNewestDocument()["GUID"];
-    ASSERT_EQ(json::parse(bed_.listDocuments().standardOutput).size(), 1u);
+    ASSERT_EQ(bed_.documents().size(), 1u);
     json description = describe(GUID);
     std::string text = description.dump();
     for (const char* row : {"M kept.txt (modified)", "D gone.txt (deleted)", "A added.txt (added)",

@@ -12,6 +12,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -27,14 +28,19 @@ static double now_us(void) {
 
 static char target[128];
 
-/* Corvane's ListDocuments (to be freed), or NULL. */
+/* Corvane's ListDocuments (to be freed), or NULL. The JSON comes in a sealed memory file. */
 static char *list_documents(sd_bus *bus) {
   sd_bus_message *reply = NULL;
-  const char *json = NULL;
+  int descriptor = -1;
   char *copy = NULL;
+  struct stat status;
   if (sd_bus_call_method(bus, "com.corvane.Corvane", "/com/corvane/Corvane/control", "com.corvane.Corvane.Control",
-                         "ListDocuments", NULL, &reply, "") >= 0 && sd_bus_message_read(reply, "s", &json) >= 0)
-    copy = strdup(json);
+                         "ListDocuments", NULL, &reply, "") >= 0 && sd_bus_message_read(reply, "h", &descriptor) >= 0 &&
+      fstat(descriptor, &status) == 0 && (copy = calloc(1, status.st_size + 1)) != NULL &&
+      pread(descriptor, copy, status.st_size, 0) != status.st_size) {
+    free(copy);
+    copy = NULL;
+  }
   sd_bus_message_unref(reply);
   return copy;
 }

@@ -13,7 +13,6 @@
 #include "model/CVCLISerializedFile.h"
 #include "model/CVCodedMember.h"
 #include "platform/CVFolderWalk.h"
-#include "platform/CVMemory.h"
 #include "platform/CVPaths.h"
 #include "platform/CVProcessName.h"
 #include "platform/CVUTF8.h"
@@ -168,9 +167,6 @@ bool CVCLISerializedFileList::enumerateFileListsWithRecursiveContentsOfLeft(
     std::optional<bool> rightTemporary, std::optional<bool> rightDeletedOnExit,
     const std::function<bool(std::shared_ptr<CVCLISerializedFileList>)>& block,
     std::optional<CVError>* error) {
-    // A pairing builds a list and up to two files per name found: on large trees, page faults
-    // outweigh everything else unless the memory comes in large pages.
-    CVPreferLargeMemoryPages();
     PairingSide leftSide(left, leftTemporary, leftDeletedOnExit);
     PairingSide rightSide(right, rightTemporary, rightDeletedOnExit);
     const auto& leftFiles = leftSide.listing.files;

@@ -6,7 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cmath>
+#include <chrono>
 #include <cstdint>
 #include <limits>
 
@@ -29,7 +29,10 @@ uint64_t microseconds(double seconds) {
     if (value >= static_cast<double>(kNoLimit)) {
         return kNoLimit;
     }
-    return static_cast<uint64_t>(std::llround(value));
+    // Rounded to the nearest microsecond without libm, which the tool would load for this alone.
+    auto rounded =
+        std::chrono::round<std::chrono::microseconds>(std::chrono::duration<double>(seconds));
+    return static_cast<uint64_t>(rounded.count());
 }
 
 }  // namespace

@@ -57,7 +57,9 @@ public:
 
     // Who called (computed once, then cached).
     std::shared_ptr<ZPProcessInformation> significantParentProcess();
-    std::shared_ptr<ZPProcessInformation> findVCSParentProcess();
+    // The first version control client among `process` and its ancestors.
+    static std::shared_ptr<ZPProcessInformation> findVCSParentProcess(
+        std::shared_ptr<ZPProcessInformation> process);
     void scanParentProcesses();
     void logInfoForProcess(ZPProcessInformation& process);
     static bool processIsGit(ZPProcessInformation& process);

@@ -64,21 +64,21 @@ std::vector<std::string> programPaths(ZPProcessInformation* process) {
 
 std::shared_ptr<ZPProcessInformation> CVCLIInterpreter::significantParentProcess() {
     if (!didComputeSignificantParent_) {
-        significantParentProcess_ = findVCSParentProcess();
+        auto parent = ZPProcessInformation::currentProcess()->parentProcessInformation();
+        significantParentProcess_ = findVCSParentProcess(parent);
         if (!significantParentProcess_) {
-            significantParentProcess_ =
-                ZPProcessInformation::currentProcess()->parentProcessInformation();
+            significantParentProcess_ = std::move(parent);
         }
         didComputeSignificantParent_ = true;
     }
     return significantParentProcess_;
 }
 
-std::shared_ptr<ZPProcessInformation> CVCLIInterpreter::findVCSParentProcess() {
+std::shared_ptr<ZPProcessInformation> CVCLIInterpreter::findVCSParentProcess(
+    std::shared_ptr<ZPProcessInformation> process) {
     // The tool itself is never tested; each step reads only the ancestor's /proc/PID/stat, unless
     // its name is "Python", whose environment tells Bazaar and Mercurial apart.
-    auto process = ZPProcessInformation::currentProcess();
-    while ((process = process->parentProcessInformation())) {
+    for (; process; process = process->parentProcessInformation()) {
         if (processIsVCS(*process)) {
             CVDebugLog([&] { return "Found VCS parent process:\n" + process->description(); });
             return process;

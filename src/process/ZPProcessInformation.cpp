@@ -234,14 +234,19 @@ void ZPProcessInformation::getInfo() {
         return;
     }
     parentProcessIdentifier_ = static_cast<int32_t>(stat->parent);
-    static const long ticksPerSecond = sysconf(_SC_CLK_TCK);
-    if (auto boot = bootTime(); boot && ticksPerSecond > 0) {
-        startDate_ =
-            *boot + static_cast<int64_t>(stat->startTicks / static_cast<uint64_t>(ticksPerSecond));
-    }
+    startTicks_ = stat->startTicks;
     if (CVIsValidUTF8(stat->name)) {
         processName_ = std::move(stat->name);
     }
+}
+
+std::optional<int64_t> ZPProcessInformation::startDate() const {
+    static const long ticksPerSecond = sysconf(_SC_CLK_TCK);
+    auto boot = bootTime();
+    if (!startTicks_ || !boot || ticksPerSecond <= 0) {
+        return std::nullopt;
+    }
+    return *boot + static_cast<int64_t>(*startTicks_ / static_cast<uint64_t>(ticksPerSecond));
 }
 
 std::shared_ptr<ZPProcessInformation> ZPProcessInformation::parentProcessInformation() const {

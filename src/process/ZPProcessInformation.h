@@ -41,8 +41,9 @@ public:
     // The kernel's short command name (at most 15 bytes); absent when the process was not found
     // or the name is not valid UTF-8.
     const std::optional<std::string>& processName() const { return processName_; }
-    // Whole seconds since 1970; absent when the process was not found.
-    const std::optional<int64_t>& startDate() const { return startDate_; }
+    // Whole seconds since 1970; absent when the process was not found. Worked out when asked:
+    // the boot time it needs is read from /proc/stat, whose size grows with the machine.
+    std::optional<int64_t> startDate() const;
 
     // A new object for the parent, read now; null when the parent identifier is 0.
     std::shared_ptr<ZPProcessInformation> parentProcessInformation() const;
@@ -96,7 +97,7 @@ private:
     int32_t processIdentifier_ = 0;
     int32_t parentProcessIdentifier_ = 0;
     std::optional<std::string> processName_;
-    std::optional<int64_t> startDate_;
+    std::optional<uint64_t> startTicks_;  // since boot
     std::optional<std::vector<std::string>> arguments_;
     std::optional<Environment> environment_;
     std::optional<std::vector<std::string>> environmentArray_;

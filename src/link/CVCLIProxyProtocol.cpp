@@ -6,16 +6,14 @@
 
 #include "model/CVCLISerializedDiffInvocation.h"
 #include "model/CVWireCoding.h"
+#include "platform/CVBusObject.h"
 #include "platform/CVCorvaneContract.h"
 #include "platform/CVException.h"
 #include "platform/CVSessionBus.h"
 
 namespace {
 
-struct MessageRelease {
-    void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
-};
-using Message = std::unique_ptr<sd_bus_message, MessageRelease>;
+using Message = CVBusObject<sd_bus_message>;
 
 // Frees the error when the call is over, also when it throws.
 struct CallError {
@@ -45,11 +43,10 @@ std::shared_ptr<CVCLIProxyProtocol> CVCLIProxyProtocol::rootProxyForConnectionWi
         return nullptr;
     }
     CallError error;
-    sd_bus_message* reply = nullptr;
+    Message reply;
     int result = sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                    "org.freedesktop.DBus", "NameHasOwner", &error.error, &reply,
-                                    "s", name.c_str());
-    Message owned(reply);
+                                    "org.freedesktop.DBus", "NameHasOwner", &error.error,
+                                    reply.out(), "s", name.c_str());
     int hasOwner = 0;
     if (result < 0 || sd_bus_message_read(reply, "b", &hasOwner) < 0 || hasOwner == 0) {
         return nullptr;
@@ -121,9 +118,9 @@ sd_bus_message* CVCLIProxyProtocol::call(sd_bus_message* message) {
 
 int32_t CVCLIProxyProtocol::processID() {
     Message message(newCall("processID"));
-    Message reply(call(message.get()));
+    Message reply(call(message));
     int32_t processIdentifier = 0;
-    int result = sd_bus_message_read(reply.get(), "i", &processIdentifier);
+    int result = sd_bus_message_read(reply, "i", &processIdentifier);
     if (result < 0) {
         throwCodingFailure("Corvane answered processID with an unexpected value", result);
     }
@@ -137,26 +134,26 @@ void CVCLIProxyProtocol::requestAuthorizationForPath(const std::string& path) {
 std::optional<std::string> CVCLIProxyProtocol::GUIDForDocumentWithCVDiffInvocation(
     const CVCLISerializedDiffInvocation& invocation) {
     Message message(newCall("GUIDForDocumentWithCVDiffInvocation"));
-    int result = CVWireCoding::appendInvocation(message.get(), invocation);
+    int result = CVWireCoding::appendInvocation(message, invocation);
     if (result < 0) {
         throwCodingFailure("Could not code the invocation", result);
     }
-    return documentIdentifierForCall(message.get());
+    return documentIdentifierForCall(message);
 }
 
 std::optional<std::string> CVCLIProxyProtocol::GUIDForDocumentWithPackedInvocation(int descriptor) {
     Message message(newCall("GUIDForDocumentWithCVDiffInvocation"));
-    int result = CVWireCoding::appendPackedInvocation(message.get(), descriptor);
+    int result = CVWireCoding::appendPackedInvocation(message, descriptor);
     if (result < 0) {
         throwCodingFailure("Could not code the invocation", result);
     }
-    return documentIdentifierForCall(message.get());
+    return documentIdentifierForCall(message);
 }
 
 std::optional<std::string> CVCLIProxyProtocol::documentIdentifierForCall(sd_bus_message* message) {
     Message reply(call(message));
     std::optional<std::string> identifier;
-    int result = CVWireCoding::readStringOrNil(reply.get(), &identifier);
+    int result = CVWireCoding::readStringOrNil(reply, &identifier);
     if (result < 0) {
         throwCodingFailure(
             "Corvane answered GUIDForDocumentWithCVDiffInvocation with an unexpected value",
@@ -173,9 +170,9 @@ void CVCLIProxyProtocol::markChangesetWithUUIDAsClosed(const std::string& identi
 void CVCLIProxyProtocol::callWithString(const char* member, const std::string& argument,
                                         const char* codingFailure) {
     Message message(newCall(member));
-    int result = sd_bus_message_append(message.get(), "s", argument.c_str());
+    int result = sd_bus_message_append(message, "s", argument.c_str());
     if (result < 0) {
         throwCodingFailure(codingFailure, result);
     }
-    Message reply(call(message.get()));
+    Message reply(call(message));
 }

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdint>
 #include <limits>
+#include <thread>
 
 namespace {
 
@@ -79,7 +80,9 @@ int CVRunLoop::attachBus(sd_bus* bus) {
 }
 
 void CVRunLoop::wakeUp() {
-    if (wakeUpDescriptor_ >= 0) {
+    // The loop's own thread is in a handler or between runs: it checks the stop condition before
+    // it sleeps again, with no need of a wake-up.
+    if (std::this_thread::get_id() != thread_ && wakeUpDescriptor_ >= 0) {
         eventfd_write(wakeUpDescriptor_, 1);
     }
 }

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <memory>
+#include <thread>
 
 #include "platform/CVBusObject.h"
 
@@ -50,6 +51,7 @@ private:
     int wakeUpDescriptor_ = -1;
     CVBusObject<sd_event_source> wakeUpSource_;
     CVBusObject<sd_bus> bus_;
+    std::thread::id thread_ = std::this_thread::get_id();
 };
 
 // A repeating timer on a run loop, firing first as soon as the loop runs and then every interval

@@ -44,8 +44,8 @@ CVDistributedNotificationCenter::UserInfo readUserInfo(sd_bus_message* message) 
 
 CVDistributedNotificationCenter& CVDistributedNotificationCenter::defaultCenter() {
     // Never destroyed: its matches end with the connection when the process does. Removing them
-    // on the way out would cost an exiting tool two messages to the bus (and a waiting tool its
-    // exit, a tenth later).
+    // on the way out would cost an exiting tool two messages to the bus, and a waiting tool a
+    // tenth of the time from its tab's closing to its exit.
     static auto* center = new CVDistributedNotificationCenter(CVSessionBus::shared());
     return *center;
 }
@@ -60,58 +60,28 @@ CVDistributedNotificationCenter::~CVDistributedNotificationCenter() {
 
 CVDistributedNotificationCenter::Token CVDistributedNotificationCenter::addObserver(
     const std::string& name, const std::optional<std::string>& object, Handler handler) {
-    startListening();
+    // The signals are dispatched by the registering thread's run loop. A match per name would
+    // drop a notification sent before its observer existed, such as a merge resolved at once.
+    if (match_ == nullptr && bus_ != nullptr && CVRunLoop::current()->attachBus(bus_) >= 0) {
+        // Watched first, then asked: a change of owner after the answer is still delivered.
+        ownerWatch_ = std::make_unique<CVBusNameOwnerWatch>(
+            bus_, CVCorvaneContract::kApplicationBundleIdentifier,
+            [this](const std::string& newOwner) {
+                applicationOwner_ = newOwner.empty() ? std::nullopt : std::optional(newOwner);
+            });
+        applicationOwner_ =
+            CVSessionBus::ownerOfName(bus_, CVCorvaneContract::kApplicationBundleIdentifier);
+        sd_bus_match_signal(bus_, &match_, nullptr, nullptr,
+                            CVCorvaneContract::kNotificationInterface, nullptr, signalReceived,
+                            this);
+    }
     Token token = nextToken_++;
     registrations_.emplace(token, Registration{name, object, std::move(handler)});
     return token;
 }
 
-CVDistributedNotificationCenter::Token CVDistributedNotificationCenter::addApplicationQuitObserver(
-    std::function<void()> handler) {
-    startListening();
-    Token token = nextToken_++;
-    quitObservers_.emplace(token, std::move(handler));
-    return token;
-}
-
 void CVDistributedNotificationCenter::removeObserver(Token token) {
     registrations_.erase(token);
-    quitObservers_.erase(token);
-}
-
-void CVDistributedNotificationCenter::startListening() {
-    // The signals are dispatched by the registering thread's run loop. A match per name would
-    // drop a notification sent before its observer existed, such as a merge resolved at once.
-    if (match_ != nullptr || bus_ == nullptr || CVRunLoop::current()->attachBus(bus_) < 0) {
-        return;
-    }
-    // Watched first, then asked: a change of owner after the answer is still delivered.
-    ownerWatch_ = std::make_unique<CVBusNameOwnerWatch>(
-        bus_, CVCorvaneContract::kApplicationBundleIdentifier,
-        [this](const std::string& newOwner) { applicationOwnerChanged(newOwner); });
-    applicationOwner_ =
-        CVSessionBus::ownerOfName(bus_, CVCorvaneContract::kApplicationBundleIdentifier);
-    sd_bus_match_signal(bus_, &match_, nullptr, nullptr, CVCorvaneContract::kNotificationInterface,
-                        nullptr, signalReceived, this);
-}
-
-void CVDistributedNotificationCenter::applicationOwnerChanged(const std::string& newOwner) {
-    applicationOwner_ = newOwner.empty() ? std::nullopt : std::optional(newOwner);
-    if (applicationOwner_) {
-        return;
-    }
-    // As with notifications: call the observers that stand now, each while it still stands.
-    std::vector<Token> tokens;
-    for (const auto& [token, handler] : quitObservers_) {
-        tokens.push_back(token);
-    }
-    for (Token token : tokens) {
-        auto found = quitObservers_.find(token);
-        if (found != quitObservers_.end()) {
-            std::function<void()> handler = found->second;
-            handler();
-        }
-    }
 }
 
 int CVDistributedNotificationCenter::signalReceived(sd_bus_message* message, void* userdata,

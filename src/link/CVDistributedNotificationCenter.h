@@ -41,10 +41,6 @@ public:
     // the run loop next runs.
     Token addObserver(const std::string& name, const std::optional<std::string>& object,
                       Handler handler);
-    // Calls `handler` when the application's name loses its owner (it quit), in the order the bus
-    // delivers messages: after every notification the application sent before. Ended by
-    // removeObserver, like a notification's registration.
-    Token addApplicationQuitObserver(std::function<void()> handler);
     // Ends a registration; an unknown or already removed token is ignored.
     void removeObserver(Token token);
 
@@ -60,9 +56,6 @@ private:
         Handler handler;
     };
     static int signalReceived(sd_bus_message* message, void* userdata, sd_bus_error* error);
-    // The match and the owner watch, made once, at the first registration of either kind.
-    void startListening();
-    void applicationOwnerChanged(const std::string& newOwner);
 
     sd_bus* bus_;
     // One match for the whole notification interface, made at the first registration.
@@ -73,5 +66,4 @@ private:
     std::optional<std::string> applicationOwner_;
     Token nextToken_ = 1;
     std::map<Token, Registration> registrations_;
-    std::map<Token, std::function<void()>> quitObservers_;
 };

@@ -1,7 +1,5 @@
 #include "link/CVDistributedNotificationWaiter.h"
 
-#include <memory>
-
 #include "platform/CVRunLoop.h"
 #include "process/ZPProcessInformation.h"
 
@@ -18,11 +16,7 @@ CVDistributedNotificationWaiter::CVDistributedNotificationWaiter(
 }
 
 CVDistributedNotificationWaiter::~CVDistributedNotificationWaiter() {
-    auto& center = CVDistributedNotificationCenter::defaultCenter();
-    center.removeObserver(registration_);
-    if (quitRegistration_) {
-        center.removeObserver(*quitRegistration_);
-    }
+    CVDistributedNotificationCenter::defaultCenter().removeObserver(registration_);
 }
 
 bool CVDistributedNotificationWaiter::runRunLoopUntilNotificationsReceived() {
@@ -34,14 +28,11 @@ bool CVDistributedNotificationWaiter::runRunLoopUntilNotificationsReceived() {
     return CVBlockingObserver::runRunLoopUntilNotificationsReceived();
 }
 
-void CVDistributedNotificationWaiter::endWhenApplicationQuits() {
-    if (quitRegistration_) {
-        return;
-    }
-    quitRegistration_ =
-        CVDistributedNotificationCenter::defaultCenter().addApplicationQuitObserver([this] {
+void CVDistributedNotificationWaiter::endWhenNameLosesItsOwner(const char* name) {
+    ownerWatch_ = std::make_unique<CVBusNameOwnerWatch>(
+        CVSessionBus::shared(), name, [this](const std::string& newOwner) {
             // A notification the application sent before it quit has already ended the wait.
-            if (!stopRunning()) {
+            if (newOwner.empty() && !stopRunning()) {
                 cancelRunLoopWithReason(kApplicationQuitReason);
             }
         });

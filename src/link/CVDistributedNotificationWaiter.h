@@ -1,11 +1,13 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
 #include "link/CVBlockingObserver.h"
 #include "link/CVDistributedNotificationCenter.h"
+#include "platform/CVSessionBus.h"
 
 class CVRunLoopTimer;
 
@@ -27,9 +29,9 @@ public:
     // The base wait, with the one-second presence poll of `processID` while it runs.
     bool runRunLoopUntilNotificationsReceived() override;
 
-    // Also ends the wait, as when the application quits, once the application's name loses its
+    // Also ends the wait, as when the application quits, once the well-known name loses its
     // owner: the process identifier the application reports is its own word, the bus's is not.
-    void endWhenApplicationQuits();
+    void endWhenNameLosesItsOwner(const char* name);
 
     int32_t processID() const { return processID_; }
     // Filters in the handler only: setting it later does not change the registration.
@@ -49,5 +51,5 @@ private:
     std::optional<std::string> notificationObject_;
     CVDistributedNotificationCenter::UserInfo userInfo_;
     CVDistributedNotificationCenter::Token registration_;
-    std::optional<CVDistributedNotificationCenter::Token> quitRegistration_;
+    std::unique_ptr<CVBusNameOwnerWatch> ownerWatch_;
 };

@@ -21,6 +21,13 @@ namespace {
 
 constexpr const char* kClose = "CVCloseTabNotification";
 
+// A call to the daemon and its reply: whatever the connection sent before has been routed.
+void roundTrip(sd_bus* bus) {
+    ASSERT_GE(sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                 "org.freedesktop.DBus", "GetId", nullptr, nullptr, ""),
+              0);
+}
+
 // Plays the application: posts notifications from a connection of its own.
 class ADistributedNotificationWaiter : public testing::Test {
 public:
@@ -63,10 +70,7 @@ TEST_F(ADistributedNotificationWaiter, EndsOnlyOnTheApplicationsNotificationOfIt
         ASSERT_GE(CVDistributedNotificationCenter::postNotification(impostor, kClose, "document-1",
                                                                     {{"which", "impostor"}}),
                   0);
-        // A round trip: the daemon has routed the impostor's notification before the others.
-        ASSERT_GE(sd_bus_call_method(impostor, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                     "org.freedesktop.DBus", "GetId", nullptr, nullptr, ""),
-                  0);
+        roundTrip(impostor);  // the impostor's notification is routed before the others
         post("CVMergeFinishedByResolvingNotification", "document-1", {{"which", "merge"}});
         post(kClose, "document-2", {{"which", "other"}});
         if (document != Document::none) {  // so that no notification outlives its case
@@ -85,10 +89,7 @@ TEST_F(ADistributedNotificationWaiter, HandsANotificationThatCameEarlyToAnObserv
     // notification arrives, and only then is its observer added.
     CVDistributedNotificationWaiter waiter(10.0, 0, kClose, "document-1");
     post("CVMergeFinishedByResolvingNotification", "document-1");
-    // A round trip: the daemon has routed the notification before the observer exists.
-    ASSERT_GE(sd_bus_call_method(application_, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                 "org.freedesktop.DBus", "GetId", nullptr, nullptr, ""),
-              0);
+    roundTrip(application_);  // the notification is routed before the observer exists
     bool resolved = false;
     auto& center = CVDistributedNotificationCenter::defaultCenter();
     auto token = center.addObserver("CVMergeFinishedByResolvingNotification", "document-1",
@@ -122,11 +123,7 @@ TEST_F(ADistributedNotificationWaiter, ReturnsAtOnceForANotificationThatArrivedD
     post(kClose, "document-1");
     // A synchronous call reads the signal off the socket into sd-bus's queue, where no descriptor
     // event will announce it again.
-    CVBusObject<sd_bus_message> reply;
-    ASSERT_GE(
-        sd_bus_call_method(CVSessionBus::shared(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                           "org.freedesktop.DBus", "GetId", nullptr, reply.out(), ""),
-        0);
+    roundTrip(CVSessionBus::shared());
 
     EXPECT_TRUE(waiter.runRunLoopUntilNotificationsReceived());
 }

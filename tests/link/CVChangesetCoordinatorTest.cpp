@@ -10,7 +10,7 @@
 
 #include "ScopedVariable.h"
 #include "TemporaryFolder.h"
-#include "platform/CVPropertyList.h"
+#include "platform/CVSubprocess.h"
 #include "process/ZPProcessInformation.h"
 
 namespace {
@@ -92,18 +92,9 @@ TEST(AChangesetIdentifier, HasComponentsOnlyWithExactlyTwoParts) {
 }
 
 TEST_F(ACoordinator, NamesARunningProcessWhileItRunsWithThatStartTimeAndKeepsItClosedTillThen) {
-    // A child that lives until the pipe's writing end is closed.
-    int fds[2];
-    ASSERT_EQ(pipe(fds), 0);
-    pid_t child = fork();
-    if (child == 0) {
-        ::close(fds[1]);
-        char byte = 0;
-        while (read(fds[0], &byte, 1) > 0) {
-        }
-        _exit(0);
-    }
-    ::close(fds[0]);
+    auto sleeper = CVSubprocess::start({.arguments = {"/bin/sleep", "60"}}, nullptr);
+    ASSERT_TRUE(sleeper);
+    pid_t child = sleeper->processID();
     auto process = ZPProcessInformation::processInformationWithProcessIdentifier(child);
     std::string identifier = *CVChangesetCoordinator::identifierForProcess(process.get());
     std::string otherStart =
@@ -119,8 +110,7 @@ TEST_F(ACoordinator, NamesARunningProcessWhileItRunsWithThatStartTimeAndKeepsItC
     EXPECT_FALSE(ran);
     EXPECT_EQ(listed(), std::vector<std::string>{identifier});
 
-    ::close(fds[1]);
-    waitpid(child, nullptr, 0);
+    sleeper->finish(std::chrono::milliseconds(0));  // killed and reaped
     EXPECT_FALSE(CVChangesetCoordinator::processExistsWithIdentifier(identifier));
     close("UUID:next");
     EXPECT_EQ(listed(), std::vector<std::string>{"UUID:next"});

@@ -80,6 +80,7 @@ TEST(AMissingProcess, HasNoNameDateParentArgumentsOrEnvironment) {
 
 TEST(AChild, ShowsItsArgumentsEnvironmentAndStartTime) {
     time_t before = time(nullptr);
+    // Argument 0 is not the program's path.
     TestProcess child(processTestHelperPath(), {"helper", "one", "", "two words"},
                       {"=foo", "PATH", "A=b=c", "K=1", "K=2", "E=", "PWD=/some/where"});
     pid_t pid = child.reportedPid();

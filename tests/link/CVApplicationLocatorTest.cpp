@@ -151,14 +151,6 @@ protected:
     std::string errorOutput_;
 };
 
-TEST_F(TheSearch, ReportsThatNothingWasFoundAndForgetsAPreviousProcessThatIsGone) {
-    defaults().setInteger(2147483647, kLastKnownProcessKey);
-    bool isRunning = false;
-    EXPECT_EQ(locate(&isRunning), std::nullopt);
-    EXPECT_EQ(errorOutput_, "Error: Unable to locate Corvane.\n");
-    EXPECT_FALSE(defaults().hasObjectForKey(kLastKnownProcessKey));
-}
-
 TEST_F(TheSearch, UsesARunningCompatibleCopyAndRemembersItsProcessOnlyWhenAskedWhetherItRuns) {
     std::string path = runningBundle(".Trash/Corvane.app", kIdentifier, "9000");
     EXPECT_EQ(locate(nullptr), path);
@@ -183,7 +175,14 @@ TEST_F(TheSearch, KeepsAPreviousProcessThatIsNowAnotherApplicationAndTrustsOneWh
     EXPECT_TRUE(isRunning);
 }
 
-TEST_F(TheSearch, ReportsEachRefusedCopyOnceThoughItWasMetTwice) {
+TEST_F(TheSearch, ReportsThatNothingWasFoundOrEachRefusedCopyOnceThoughItWasMetTwice) {
+    // A previous process that is gone is forgotten.
+    defaults().setInteger(2147483647, kLastKnownProcessKey);
+    bool isRunning = false;
+    EXPECT_EQ(locate(&isRunning), std::nullopt);
+    EXPECT_EQ(errorOutput_, "Error: Unable to locate Corvane.\n");
+    EXPECT_FALSE(defaults().hasObjectForKey(kLastKnownProcessKey));
+
     std::string running = runningBundle("Corvane.app", kIdentifier, "149");
     registerBundle(running);
     EXPECT_EQ(locate(nullptr), std::nullopt);

@@ -56,36 +56,34 @@ public:
     std::atomic<bool> refuseDocuments = false;
 
 private:
+    // Records "member string-argument", the invocation's argument as "signature class-name".
     static int methodCalled(sd_bus_message* message, void* userdata, sd_bus_error* error) {
         auto* application = static_cast<FakeApplication*>(userdata);
-        const char* interface = CVCorvaneContract::kProxyInterface;
-        const char* text = nullptr;
-        if (sd_bus_message_is_method_call(message, interface, "processID")) {
-            application->record("processID");
+        if (!sd_bus_message_is_method_call(message, CVCorvaneContract::kProxyInterface, nullptr)) {
+            return 0;
+        }
+        std::string call = sd_bus_message_get_member(message);
+        if (call == "processID") {
+            application->record(call);
             return sd_bus_reply_method_return(message, "i", 4242);
         }
-        if (sd_bus_message_is_method_call(message, interface, "requestAuthorizationForPath") ||
-            sd_bus_message_is_method_call(message, interface, "markChangesetWithUUIDAsClosed")) {
-            sd_bus_message_read(message, "s", &text);
-            application->record(std::string(sd_bus_message_get_member(message)) + " " + text);
-            return sd_bus_reply_method_return(message, "");
-        }
-        if (sd_bus_message_is_method_call(message, interface,
-                                          "GUIDForDocumentWithCVDiffInvocation")) {
+        bool isDocument = call == "GUIDForDocumentWithCVDiffInvocation";
+        if (isDocument) {
             if (application->refuseDocuments) {
                 return sd_bus_error_set(error, SD_BUS_ERROR_INVALID_ARGS,
                                         "unknown class name CVCLISerializedNothing");
             }
             const char* contents = nullptr;
             sd_bus_message_peek_type(message, nullptr, &contents);
+            call += std::string(" ") + contents;
             sd_bus_message_enter_container(message, 'v', contents);
             sd_bus_message_enter_container(message, 'r', "sav");
-            sd_bus_message_read(message, "s", &text);
-            application->record(std::string("GUIDForDocumentWithCVDiffInvocation ") + contents +
-                                " " + text);
-            return sd_bus_reply_method_return(message, "v", "s", "document-1");
         }
-        return 0;
+        const char* text = nullptr;
+        sd_bus_message_read(message, "s", &text);
+        application->record(call + " " + text);
+        return isDocument ? sd_bus_reply_method_return(message, "v", "s", "document-1")
+                          : sd_bus_reply_method_return(message, "");
     }
 
     void record(std::string call) {

@@ -10,7 +10,7 @@
 
 #include "ScopedVariable.h"
 #include "TemporaryFolder.h"
-#include "platform/CVPropertyList.h"
+#include "platform/CVSubprocess.h"
 #include "process/ZPProcessInformation.h"
 
 namespace {
@@ -59,28 +59,21 @@ std::vector<std::string> uuids(int first, int count) {
 
 }  // namespace
 
-TEST(AChangesetIdentifier, NamesAProcessByIdentifierAndStartSecondsSince2001) {
+TEST(AChangesetIdentifier, NamesAProcessByIdentifierAndStartSecondsSince2001OrAUUIDByItsText) {
+    using Coordinator = CVChangesetCoordinator;
     auto process = ZPProcessInformation::currentProcess();
     ASSERT_TRUE(process->startDate());
-    EXPECT_EQ(CVChangesetCoordinator::identifierForProcess(process.get()),
+    EXPECT_EQ(Coordinator::identifierForProcess(process.get()),
               "PID:" + std::to_string(getpid()) + "-" +
                   std::to_string(*process->startDate() - 978307200));
-    EXPECT_EQ(CVChangesetCoordinator::identifierForProcess(nullptr), std::nullopt);
-    EXPECT_EQ(CVChangesetCoordinator::timestampForDate(978307200 + 5), 5);
-    EXPECT_EQ(CVChangesetCoordinator::timestampForDate(978307200 - 5), -5);
-}
-
-TEST(AChangesetIdentifier, NamesAUUIDByItsTextAfterAPrefix) {
-    EXPECT_EQ(CVChangesetCoordinator::identifierForUUID(std::string("3F2A-1")), "UUID:3F2A-1");
-    EXPECT_EQ(CVChangesetCoordinator::identifierForUUID(std::nullopt), std::nullopt);
-    EXPECT_TRUE(CVChangesetCoordinator::identifierRepresentsProcess(std::string("PID:1-2")));
-    EXPECT_FALSE(CVChangesetCoordinator::identifierRepresentsProcess(std::string("pid:1-2")));
-    EXPECT_TRUE(CVChangesetCoordinator::identifierRepresentsUUID(std::string("pid:1-2")));
-    EXPECT_FALSE(CVChangesetCoordinator::identifierRepresentsUUID(std::nullopt));
-    EXPECT_FALSE(CVChangesetCoordinator::identifierRepresentsProcess(std::nullopt));
+    EXPECT_EQ(Coordinator::identifierForProcess(nullptr), std::nullopt);
+    EXPECT_EQ(Coordinator::timestampForDate(978307200 - 5), -5);
+    EXPECT_EQ(Coordinator::identifierForUUID(std::string("3F2A-1")), "UUID:3F2A-1");
+    EXPECT_EQ(Coordinator::identifierForUUID(std::nullopt), std::nullopt);
+    EXPECT_TRUE(Coordinator::identifierRepresentsProcess(std::string("PID:1-2")));
+    EXPECT_TRUE(Coordinator::identifierRepresentsUUID(std::string("pid:1-2")));
     // Only a process identifier can name a process that has gone.
-    EXPECT_TRUE(CVChangesetCoordinator::processExistsWithIdentifier(std::string("UUID:gone")));
-    EXPECT_FALSE(CVChangesetCoordinator::processExistsWithIdentifier(std::nullopt));
+    EXPECT_TRUE(Coordinator::processExistsWithIdentifier(std::string("UUID:gone")));
 }
 
 TEST(AChangesetIdentifier, HasComponentsOnlyWithExactlyTwoParts) {
@@ -99,18 +92,9 @@ TEST(AChangesetIdentifier, HasComponentsOnlyWithExactlyTwoParts) {
 }
 
 TEST_F(ACoordinator, NamesARunningProcessWhileItRunsWithThatStartTimeAndKeepsItClosedTillThen) {
-    // A child that lives until the pipe's writing end is closed.
-    int fds[2];
-    ASSERT_EQ(pipe(fds), 0);
-    pid_t child = fork();
-    if (child == 0) {
-        ::close(fds[1]);
-        char byte = 0;
-        while (read(fds[0], &byte, 1) > 0) {
-        }
-        _exit(0);
-    }
-    ::close(fds[0]);
+    auto sleeper = CVSubprocess::start({.arguments = {"/bin/sleep", "60"}}, nullptr);
+    ASSERT_TRUE(sleeper);
+    pid_t child = sleeper->processID();
     auto process = ZPProcessInformation::processInformationWithProcessIdentifier(child);
     std::string identifier = *CVChangesetCoordinator::identifierForProcess(process.get());
     std::string otherStart =
@@ -126,14 +110,19 @@ TEST_F(ACoordinator, NamesARunningProcessWhileItRunsWithThatStartTimeAndKeepsItC
     EXPECT_FALSE(ran);
     EXPECT_EQ(listed(), std::vector<std::string>{identifier});
 
-    ::close(fds[1]);
-    waitpid(child, nullptr, 0);
+    sleeper->finish(std::chrono::milliseconds(0));  // killed and reaped
     EXPECT_FALSE(CVChangesetCoordinator::processExistsWithIdentifier(identifier));
     close("UUID:next");
     EXPECT_EQ(listed(), std::vector<std::string>{"UUID:next"});
 }
 
 TEST_F(ACoordinator, RefusesToSendToAClosedChangesetOnlyAndListsItOnce) {
+    EXPECT_FALSE(sends(std::nullopt));
+    EXPECT_FALSE(removes(std::nullopt));
+    EXPECT_FALSE(std::filesystem::exists(folder()));
+    EXPECT_TRUE(sends("UUID:abc"));  // nothing was closed: no file is made
+    EXPECT_FALSE(std::filesystem::exists(file()));
+
     EXPECT_TRUE(removes("UUID:abc"));
     EXPECT_FALSE(sends("UUID:abc"));
     EXPECT_TRUE(sends("UUID:abd"));
@@ -141,14 +130,6 @@ TEST_F(ACoordinator, RefusesToSendToAClosedChangesetOnlyAndListsItOnce) {
     // A process that is not running is not recorded, but its block still runs.
     EXPECT_TRUE(removes("PID:1-2"));
     EXPECT_EQ(listed(), std::vector<std::string>{"UUID:abc"});
-}
-
-TEST_F(ACoordinator, SendsWhenNothingWasClosedAndDoesNothingForAnAbsentIdentifier) {
-    EXPECT_FALSE(sends(std::nullopt));
-    EXPECT_FALSE(removes(std::nullopt));
-    EXPECT_FALSE(std::filesystem::exists(folder()));
-    EXPECT_TRUE(sends("UUID:abc"));
-    EXPECT_FALSE(std::filesystem::exists(file()));
 }
 
 TEST_F(ACoordinator, KeepsAListOf200AndDropsTheOldestHundredOnceItReaches201) {

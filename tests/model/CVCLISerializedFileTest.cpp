@@ -10,17 +10,15 @@
 
 namespace {
 
-// A process snapshot with the given environment and working directory.
-ZPProcessInformation processWithEnvironment(std::vector<std::string> environment) {
+// Whether the file, with the temporary flag stated or not, counts as temporary for a caller with
+// that environment.
+bool isTemporary(const std::string& path, std::vector<std::string> environment = {"PWD=/w"},
+                 std::optional<bool> stated = std::nullopt) {
     ZPProcessInformation process(getpid());
     process.setEnvironmentArray(std::move(environment));
-    return process;
-}
-
-bool isTemporary(const std::string& path, std::vector<std::string> environment = {"PWD=/w"}) {
-    ZPProcessInformation process = processWithEnvironment(std::move(environment));
     CVCLISerializedFile file;
     file.setFilePath(path);
+    file.setTemporary(stated);
     return file.isTemporaryForCallingProcess(process);
 }
 
@@ -54,19 +52,17 @@ TEST(TheFileFactories, KeepThePathAndFlagsGivenAndBookmarkOnlyAFileThatMustExist
     EXPECT_EQ(error, std::nullopt);
     EXPECT_EQ(fields(CVCLISerializedFile::serializedSummaryFileWithPath("src/a.c")),
               "src/a.c no no");
-}
 
-TEST(TheExpectedFileFactory, RefusesAMissingFileNamingTheToolAndThePath) {
-    std::optional<CVError> error;
-    EXPECT_EQ(CVCLISerializedFile::serializedExpectedFileWithPath("a/b.txt", std::nullopt,
-                                                                  std::nullopt, &error),
-              nullptr);
+    // An expected file that is missing is refused, naming the tool and the path.
+    EXPECT_EQ(fields(CVCLISerializedFile::serializedExpectedFileWithPath("a/b.txt", std::nullopt,
+                                                                         std::nullopt, &error)),
+              "no file");
     ASSERT_TRUE(error);
     EXPECT_EQ(error->domain, "CVDiffErrorDomain");
     EXPECT_EQ(error->code, 1);
     EXPECT_EQ(error->localizedDescription(),
               CVProcessName() + ": \"a/b.txt\": No such file or directory");
-    ASSERT_NE(error->underlyingError, nullptr);
+    EXPECT_NE(error->underlyingError, nullptr);
 }
 
 TEST(AFile, TakesTheStandardizedPathItsBookmarkResolvesToOrLosesItsPath) {
@@ -119,7 +115,9 @@ TEST(ATemporaryDirectory, CountsWhenReachedThroughASymbolicLink) {
     EXPECT_TRUE(isTemporary(real + "/f", {"TMPDIR=" + link}));
 }
 
-TEST_F(WithTemporaryDirectory, AnUnstatedFileIsTemporaryForACallerByItsHexSuffixOrTMPDIR) {
+TEST_F(WithTemporaryDirectory, AFileIsTemporaryForACallerByItsStatedFlagElseItsHexSuffixOrTMPDIR) {
+    EXPECT_FALSE(isTemporary("/var/folders/xy/f", {"TMPDIR=/var/folders/"}, false));
+    EXPECT_TRUE(isTemporary("/home/u/f", {"TMPDIR=/var/folders/"}, true));
     EXPECT_TRUE(isTemporary("/srv/repo.0123456789ab/file"));
     EXPECT_TRUE(isTemporary("/srv/file.0123456789ab"));
     EXPECT_FALSE(isTemporary("/srv/repo.0123456789a/file"));
@@ -129,15 +127,4 @@ TEST_F(WithTemporaryDirectory, AnUnstatedFileIsTemporaryForACallerByItsHexSuffix
     EXPECT_FALSE(isTemporary("/elsewhere/x", {"TMPDIR=/caller/tmp/"}));
     EXPECT_TRUE(isTemporary("repo.0123456789ab", {"PWD=/w"}));
     EXPECT_TRUE(isTemporary("x", {"PWD=/var/folders/q"}));
-}
-
-TEST_F(WithTemporaryDirectory, AStatedTemporaryFlagDecidesAlone) {
-    ZPProcessInformation process = processWithEnvironment({"TMPDIR=/var/folders/"});
-    CVCLISerializedFile file;
-    file.setFilePath("/var/folders/xy/f");
-    file.setTemporary(false);
-    EXPECT_FALSE(file.isTemporaryForCallingProcess(process));
-    file.setFilePath("/home/u/f");
-    file.setTemporary(true);
-    EXPECT_TRUE(file.isTemporaryForCallingProcess(process));
 }

@@ -145,13 +145,6 @@ TEST(TheKeyedDecoder, RefusesUnknownClassesKeysAndTypes) {
               "CVCLISerializedFile: key \"filePath\" expects string or nil, found boolean");
 }
 
-TEST(AChangesetWithoutAFileListsArray, IgnoresAdditions) {
-    CVCLISerializedChangeset changeset;
-    changeset.setFileLists(std::nullopt);
-    changeset.addFileList(sampleFileList());
-    EXPECT_EQ(changeset.fileLists(), std::nullopt);
-}
-
 TEST(ARecord, RefusesAValueItsKeyDoesNotTakeAndKeepsItsOwn) {
     auto invocation = sampleInvocation();
     CVCodedValue::Array filesAndNil = {CVCodedValue(sampleFile("/b")), CVCodedValue()};

@@ -57,16 +57,14 @@ TEST(ThePackedInvocationWriter, SealsTheInvocationWithItsListsWrittenInBetween) 
     changeset->setFileLists(lists);
     EXPECT_TRUE(decoded->isEqualTo(*invocation));
     EXPECT_EQ(writer.fileListCount(), lists.size());
-}
 
-TEST(ThePackedDecoder, RefusesAnUnsealedFile) {
-    int descriptor = memfd_create("unsealed", MFD_CLOEXEC);
-    std::string packed = *CVPackedCoding::pack(*sampleInvocation());
-    ASSERT_EQ(write(descriptor, packed.data(), packed.size()), ssize_t(packed.size()));
-    std::string why;
-    EXPECT_EQ(readDescriptor(descriptor, &why), nullptr);
+    // The same bytes in a file that is not sealed are refused.
+    int unsealed = memfd_create("unsealed", MFD_CLOEXEC);
+    std::string packed = *CVPackedCoding::pack(*invocation);
+    ASSERT_EQ(write(unsealed, packed.data(), packed.size()), ssize_t(packed.size()));
+    EXPECT_EQ(readDescriptor(unsealed, &why), nullptr);
     EXPECT_EQ(why, "the payload's file is not sealed against changes");
-    close(descriptor);
+    close(unsealed);
 }
 
 TEST(ThePackedDecoder, RefusesWhatTheWireDecoderRefusesAndMalformedBytes) {

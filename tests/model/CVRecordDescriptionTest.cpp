@@ -17,6 +17,7 @@ TEST(TheDescriptions, FollowTheFormatsOfEachRecordClass) {
     changeset->addFileList(list);
     auto withoutLists = std::make_shared<CVCLISerializedChangeset>();
     withoutLists->setFileLists(std::nullopt);
+    withoutLists->addFileList(list);  // ignored without an array
     auto summary = std::make_shared<CVCLISerializedChangesetSummary>();
     summary->setUUIDForProcess("PID:1-2");
     auto partial = std::make_shared<CVCLISerializedPartialChangeset>();
@@ -53,25 +54,10 @@ TEST(TheDescriptions, RefuseAStatusWithoutASymbol) {
     EXPECT_THROW(list.description(), std::out_of_range);
 }
 
-TEST(AnInvocation, IsInvokedByGitOnlyForExactlyGit) {
-    CVCLISerializedDiffInvocation invocation;
-    EXPECT_FALSE(invocation.isInvokedByGit());
-    for (const auto& [name, byGit] : std::vector<std::pair<std::string, bool>>{
-             {"Git", false}, {"git ", false}, {"gitk", false}, {"", false}, {"git", true}}) {
-        invocation.setParentProcessName(name);
-        EXPECT_EQ(invocation.isInvokedByGit(), byGit) << name;
-    }
-}
-
-TEST(AnInvocation, DerivesItsRequestFlagsFromItsFields) {
-    auto invocation = sampleInvocation();
-    EXPECT_TRUE(invocation->isChangeset() && invocation->isChangesetSummary() &&
-                invocation->isPartialChangeset() && invocation->isMerge());
-    CVCLISerializedDiffInvocation empty;
-    EXPECT_FALSE(empty.isChangeset() || empty.isChangesetSummary() || empty.isPartialChangeset() ||
-                 empty.isMerge());
+// The order the keyed coding writes and the application's JSON reads.
+TEST(AnInvocation, CodesItsEightKeysInOrder) {
     EXPECT_EQ(
-        empty.keysForCoding(),
+        CVCLISerializedDiffInvocation().keysForCoding(),
         (std::vector<std::string>{"fileList", "changeset", "partialChangeset", "changesetSummary",
                                   "merge", "waitForTabClose", "parentPID", "parentProcessName"}));
 }

@@ -5,8 +5,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <filesystem>
-
 #include "TemporaryFolder.h"
 #include "platform/CVSubprocess.h"
 
@@ -16,10 +14,6 @@ unsigned modeOf(const std::string& path) {
     struct stat status {};
     stat(path.c_str(), &status);
     return status.st_mode & 07777;
-}
-
-size_t entriesIn(const std::string& folder) {
-    return static_cast<size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
 }
 
 TEST(AnAtomicFile, ReplacesTheWholeFileKeepingItsModeOrLeavesItUntouched) {
@@ -39,7 +33,7 @@ TEST(AnAtomicFile, ReplacesTheWholeFileKeepingItsModeOrLeavesItUntouched) {
         ASSERT_EQ(write(abandoned->descriptor(), "part", 4), 4);
     }
     EXPECT_EQ(readFile(path), "again\n");
-    EXPECT_EQ(entriesIn(folder.path() + "/deep/er"), 1u);
+    EXPECT_EQ(folderEntries(folder.path() + "/deep/er").size(), 1u);
 
     std::optional<CVError> error;
     EXPECT_FALSE(CVWriteFileAtomically(folder.path() + "/missing/file", "x", &error));

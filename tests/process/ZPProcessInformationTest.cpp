@@ -80,6 +80,7 @@ TEST(AMissingProcess, HasNoNameDateParentArgumentsOrEnvironment) {
 
 TEST(AChild, ShowsItsArgumentsEnvironmentAndStartTime) {
     time_t before = time(nullptr);
+    // Argument 0 is not the program's path.
     TestProcess child(processTestHelperPath(), {"helper", "one", "", "two words"},
                       {"=foo", "PATH", "A=b=c", "K=1", "K=2", "E=", "PWD=/some/where"});
     pid_t pid = child.reportedPid();
@@ -122,29 +123,17 @@ TEST(AChild, WithoutEnvironmentShowsNoneAndIsNoLongerRunningOnceItEnded) {
     EXPECT_EQ(process->processName(), "process_test_he");
 }
 
+// A name that is not UTF-8 is absent, while arguments and environment that are not are read as
+// Latin-1. (Names taken from copies and links count for the callers' classification.)
 TEST(AChildsName, IsTheFileNameItWasStartedFromCutToFifteenBytesOrAbsentWhenNotUTF8) {
     TemporaryFolder folder;
-    std::filesystem::copy_file(processTestHelperPath(), folder / "svn");
-    TestProcess copied(folder / "svn", {"svn"}, {});
-    TestProcess linked(helperNamed(folder, "git"), {"git"}, {});
     TestProcess longName(helperNamed(folder, "a-very-long-program-name"), {"x"}, {});
-    TestProcess notUTF8(helperNamed(folder, "bad\xff\xfename"), {"bad"}, {});
+    TestProcess notUTF8(helperNamed(folder, "bad\xff\xfename"), {"caf\xe9"}, {"N=\xe9t\xe9"});
 
-    auto name = [](TestProcess& child) {
-        return ZPProcessInformation(child.reportedPid()).processName();
-    };
-    EXPECT_EQ(name(copied), "svn");
-    EXPECT_EQ(name(linked), "git");
-    EXPECT_EQ(name(longName), "a-very-long-pro");
-    EXPECT_EQ(name(notUTF8), std::nullopt);
-    // Without a name the child counts as not running.
-    EXPECT_FALSE(ZPProcessInformation(notUTF8.reportedPid()).isRunning());
-}
-
-TEST(AnArgumentBlock, ThatIsNotUTF8IsReadAsLatin1) {
-    TestProcess child(processTestHelperPath(), {"caf\xe9"}, {"N=\xe9t\xe9"});
-    ZPProcessInformation process(child.reportedPid());
-
+    EXPECT_EQ(ZPProcessInformation(longName.reportedPid()).processName(), "a-very-long-pro");
+    ZPProcessInformation process(notUTF8.reportedPid());
+    EXPECT_EQ(process.processName(), std::nullopt);
+    EXPECT_FALSE(process.isRunning()) << "without a name the child counts as not running";
     EXPECT_EQ(process.arguments(), Strings{"caf\xc3\xa9"});
     EXPECT_EQ(process.valueForEnvironmentKey("N"), "\xc3\xa9t\xc3\xa9");
 }
@@ -165,15 +154,6 @@ TEST(TheParentApplication, IsTheNearestAncestorStartedFromABundleNotNestedInAnot
 
     EXPECT_EQ(parentApp->processIdentifier(), application.pid());
     EXPECT_EQ(parentApp->processName(), "X");
-}
-
-TEST(SetValues, AreNotReplacedByTheLazyReads) {
-    ZPProcessInformation process(getpid());
-    process.setArguments(Strings{"/opt/tool"});
-    process.setEnvironmentArray(Strings{"PWD=/here"});
-
-    EXPECT_EQ(process.arguments(), Strings{"/opt/tool"});
-    EXPECT_EQ(process.workingDirectory(), "/here");
 }
 
 TEST(AStatLine, GivesTheNameParentAndStartTicksOrNothing) {

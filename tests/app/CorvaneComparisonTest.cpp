@@ -31,34 +31,23 @@ TEST(AComparison, CoversBothTextsWithChunksInOrder) {
     struct Case {
         const char* name;
         std::string left, right;
-        CorvaneDiffOptions options;
         std::string expected;
+        CorvaneDiffOptions options = {};
     };
+    using namespace std::string_literals;
     const Case cases[] = {
-        {"identical", "a\nb\n", "a\nb\n", {}, "=2/2"},
-        {"both empty", "", "", {}, ""},
-        {"one changed line", "a\nb\nc\n", "a\nB\nc\n", {}, "=1/1 ~1/1 =1/1"},
-        {"inserted at the start", "b\n", "a\nb\n", {}, "+0/1 =1/1"},
-        {"deleted at the end", "a\nb\n", "a\n", {}, "=1/1 -1/0"},
-        {"everything new", "", "a\nb\n", {}, "+0/2"},
-        {"last line without line feed", "a\nb", "a\nb\n", {}, "=1/1 ~1/1"},
-        {"NUL bytes are text",
-         std::string("a\n\0\n", 4),
-         std::string("a\n\0x\n", 5),
-         {},
-         "=1/1 ~1/1"},
-        {"CR LF against LF", "a\r\nb\r\n", "a\nb\n", {}, "~2/2"},
-        {"CR LF ignored as white space",
-         "a\r\nb\r\n",
-         "a\nb\n",
-         {.ignoreWhitespace = true},
-         "=2/2"},
-        {"spaces ignored", "int  x = 1;\n", "int x=1;\n", {.ignoreWhitespace = true}, "=1/1"},
-        {"blank lines ignored",
-         "a\nb\n",
-         "a\n\n\nb\n",
-         {.ignoreBlankLines = true},
-         "=1/1 =0/2 =1/1"},
+        {"identical", "a\nb\n", "a\nb\n", "=2/2"},
+        {"both empty", "", "", ""},
+        {"one changed line", "a\nb\nc\n", "a\nB\nc\n", "=1/1 ~1/1 =1/1"},
+        {"inserted at the start", "b\n", "a\nb\n", "+0/1 =1/1"},
+        {"deleted at the end", "a\nb\n", "a\n", "=1/1 -1/0"},
+        {"everything new", "", "a\nb\n", "+0/2"},
+        {"last line without line feed", "a\nb", "a\nb\n", "=1/1 ~1/1"},
+        {"NUL bytes are text", "a\n\0\n"s, "a\n\0x\n"s, "=1/1 ~1/1"},
+        {"CR LF against LF", "a\r\nb\r\n", "a\nb\n", "~2/2"},
+        {"CR LF as white space", "a\r\nb\r\n", "a\nb\n", "=2/2", {.ignoreWhitespace = true}},
+        {"spaces ignored", "int  x = 1;\n", "int x=1;\n", "=1/1", {.ignoreWhitespace = true}},
+        {"blank lines", "a\nb\n", "a\n\n\nb\n", "=1/1 =0/2 =1/1", {.ignoreBlankLines = true}},
     };
     for (const Case& c : cases) {
         CorvaneComparison comparison = CorvaneCompare(c.left, c.right, c.options);

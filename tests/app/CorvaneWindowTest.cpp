@@ -281,19 +281,19 @@ TEST_F(ACorvaneWindow, SaysPlainlyWhatItCannotShowAsADiff) {
     struct Case {
         std::string left, right;
         std::string status;
-        std::vector<std::string> message;
         std::string notice;
+        std::vector<std::string> message = {};
     };
     std::string binary("\177ELF\0\0\1", 7);
     binary.resize(1233, 'x');
     std::vector<Case> cases = {
-        {"a\nb\n", "a\nb\n", "Files are identical", {}, ""},
+        {"a\nb\n", "a\nb\n", "Files are identical", ""},
         {binary,
          binary + "x",
          "",
-         {"Binary files differ\n", "l2: 1,233 bytes", "r2: 1,234 bytes"},
-         ""},
-        {"caf\xe9\n", "caf\xe9!\n", "1 change", {}, "Not UTF-8: shown as Latin-1"},
+         "",
+         {"Binary files differ\n", "l2: 1,233 bytes", "r2: 1,234 bytes"}},
+        {"caf\xe9\n", "caf\xe9!\n", "1 change", "Not UTF-8: shown as Latin-1"},
     };
     int number = 0;
     for (const Case& sample : cases) {

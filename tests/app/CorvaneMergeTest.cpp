@@ -103,8 +103,10 @@ TEST(CorvaneMerge, MergesAsGitMergeFileDoes) {
                               (folder / "right") + " > " + (folder / "merged");
         ASSERT_NE(std::system(command.c_str()), -1);
         CorvaneMerge merge(left, right, base, "/nonexistent/out");
-        ASSERT_EQ(merge.resultText(), readFile(folder / "merged"))
-            << "base:\n" + base + "left:\n" + left + "right:\n" + right;
+        ASSERT_EQ(merge.resultText(), readFile(folder / "merged")) << "base:\n"
+                                                                   << base << "left:\n"
+                                                                   << left << "right:\n"
+                                                                   << right;
     }
 }
 

@@ -16,7 +16,7 @@ long rows(size_t, int line) {
     return line * 10L;
 }
 
-TEST(TheAlignment, FillsEachPaneUpToTheTallestBetweenTwoAnchors) {
+TEST(TheAlignment, FillsEachPaneUpToTheTallestBetweenTwoAnchorsAndAboveTheFirst) {
     // left: a x y b     right: a b z
     auto anchors = CorvaneAnchors({compared("a\nx\ny\nb\n", "a\nb\nz\n")}, {4, 3});
     EXPECT_EQ(anchors, (std::vector<CorvaneAnchorRun>{{{0, 0}, 1}, {{3, 1}, 1}, {{4, 3}, 1}}));
@@ -24,14 +24,11 @@ TEST(TheAlignment, FillsEachPaneUpToTheTallestBetweenTwoAnchors) {
     // x y against nothing: 20 pixels below a on the right; z against nothing: 10 below b on the
     // left.
     EXPECT_EQ(filler, (std::vector<CorvaneFiller>{{0, {{3, 10}}}, {0, {{0, 20}}}}));
-}
 
-TEST(TheAlignment, FillsAboveTheFirstLineWhenThePanesDifferFromTheStart) {
-    auto filler =
+    // Panes that differ from the start: filler above the first line.
+    filler =
         CorvaneFillerForAnchors(CorvaneAnchors({compared("new\nsame\n", "same\n")}, {2, 1}), rows);
-    EXPECT_EQ(filler[1].above, 10);
-    EXPECT_TRUE(filler[1].below.empty());
-    EXPECT_EQ(filler[0], CorvaneFiller{});
+    EXPECT_EQ(filler, (std::vector<CorvaneFiller>{{}, {10, {}}}));
 }
 
 TEST(TheAlignment, AnchorsThreePanesOnlyWhereAllThreeAgree) {
@@ -39,9 +36,8 @@ TEST(TheAlignment, AnchorsThreePanesOnlyWhereAllThreeAgree) {
     auto anchors =
         CorvaneAnchors({compared("a\nc\nb\n", "a\nb\n"), compared("a\nb\n", "a\nB\n")}, {3, 2, 2});
     EXPECT_EQ(anchors, (std::vector<CorvaneAnchorRun>{{{0, 0, 0}, 1}, {{3, 2, 2}, 1}}));
-    auto filler = CorvaneFillerForAnchors(anchors, rows);
-    EXPECT_EQ(filler[1].below, (std::map<int, int>{{1, 10}}));
-    EXPECT_EQ(filler[2].below, (std::map<int, int>{{1, 10}}));
+    EXPECT_EQ(CorvaneFillerForAnchors(anchors, rows),
+              (std::vector<CorvaneFiller>{{}, {0, {{1, 10}}}, {0, {{1, 10}}}}));
 }
 
 TEST(TheAlignment, MeasuresWrappedLinesByThePixelsTheyTake) {
@@ -52,9 +48,8 @@ TEST(TheAlignment, MeasuresWrappedLinesByThePixelsTheyTake) {
     auto wrapped = [](size_t pane, int line) {
         return pane == 0 && line > 0 ? 30L + (line - 1) * 10L : line * 10L;
     };
-    auto filler = CorvaneFillerForAnchors(anchors, wrapped);
-    EXPECT_EQ(filler[1].below, (std::map<int, int>{{0, 20}}));
-    EXPECT_TRUE(filler[0].below.empty());
+    EXPECT_EQ(CorvaneFillerForAnchors(anchors, wrapped),
+              (std::vector<CorvaneFiller>{{}, {0, {{0, 20}}}}));
 }
 
 }  // namespace

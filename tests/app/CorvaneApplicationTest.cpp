@@ -26,16 +26,17 @@ namespace {
 
 namespace Contract = CVCorvaneContract;
 
+std::shared_ptr<CVCLISerializedFile> file(const std::string& path) {
+    auto file = std::make_shared<CVCLISerializedFile>();
+    file->setFilePath(path);
+    return file;
+}
+
 std::shared_ptr<CVCLISerializedFileList> fileList(const std::string& left,
                                                   const std::string& right) {
-    CVCLISerializedFileList::Files files;
-    for (const std::string& path : {left, right}) {
-        auto file = std::make_shared<CVCLISerializedFile>();
-        file->setFilePath(path);
-        files.push_back(file);
-    }
     auto list = std::make_shared<CVCLISerializedFileList>();
-    list->setFiles(files);
+    list->addFile(file(left));
+    list->addFile(file(right));
     return list;
 }
 
@@ -65,18 +66,17 @@ std::shared_ptr<CVCLISerializedDiffInvocation> mergeInvocation(const std::string
                                                                const std::string& output) {
     auto merge = std::make_shared<CVCLISerializedMerge>();
     merge->setFileList(fileList(left, right));
-    auto outputFile = std::make_shared<CVCLISerializedFile>();
-    outputFile->setFilePath(output);
-    merge->setOutputFile(outputFile);
+    merge->setOutputFile(file(output));
     auto invocation = std::make_shared<CVCLISerializedDiffInvocation>();
     invocation->setMerge(merge);
     invocation->setWaitForTabClose(true);
     return invocation;
 }
 
-// The answer of one GUIDForDocumentWithCVDiffInvocation call.
+// The answer of one call of the proxy protocol.
 struct Answer {
-    std::optional<std::string> GUID;
+    CVBusObject<sd_bus_message> reply;
+    std::optional<std::string> GUID;  // GUIDForDocumentWithCVDiffInvocation's
     std::string errorName;
     std::string errorMessage;
 };
@@ -93,7 +93,6 @@ protected:
     Answer call(const char* member, const std::function<int(sd_bus_message*)>& append) {
         sd_bus* bus = bed_.bus().get();
         CVBusObject<sd_bus_message> message;
-        CVBusObject<sd_bus_message> reply;
         sd_bus_error error{};
         Answer answer;
         EXPECT_GE(sd_bus_message_new_method_call(
@@ -101,11 +100,7 @@ protected:
                       Contract::kProxyObjectPath, Contract::kProxyInterface, member),
                   0);
         EXPECT_GE(append(message), 0);
-        if (sd_bus_call(bus, message, 0, &error, reply.out()) >= 0) {
-            if (std::string(member) == "GUIDForDocumentWithCVDiffInvocation") {
-                EXPECT_GE(CVWireCoding::readStringOrNil(reply, &answer.GUID), 0);
-            }
-        } else {
+        if (sd_bus_call(bus, message, 0, &error, answer.reply.out()) < 0) {
             answer.errorName = error.name != nullptr ? error.name : "";
             answer.errorMessage = error.message != nullptr ? error.message : "";
         }
@@ -114,9 +109,13 @@ protected:
     }
 
     Answer open(const CVCLISerializedObject& invocation) {
-        return call("GUIDForDocumentWithCVDiffInvocation", [&](sd_bus_message* message) {
+        Answer answer = call("GUIDForDocumentWithCVDiffInvocation", [&](sd_bus_message* message) {
             return CVWireCoding::appendInvocation(message, invocation);
         });
+        if (answer.reply != nullptr) {
+            EXPECT_GE(CVWireCoding::readStringOrNil(answer.reply, &answer.GUID), 0);
+        }
+        return answer;
     }
 
     std::string openGUID(const CVCLISerializedObject& invocation) {
@@ -125,9 +124,9 @@ protected:
         return answer.GUID.value_or("");
     }
 
-    void markClosed(const std::string& identifier) {
-        call("markChangesetWithUUIDAsClosed", [&](sd_bus_message* message) {
-            return sd_bus_message_append(message, "s", identifier.c_str());
+    Answer requestAuthorization(const char* path) {
+        return call("requestAuthorizationForPath", [&](sd_bus_message* message) {
+            return sd_bus_message_append(message, "s", path);
         });
     }
 
@@ -144,7 +143,7 @@ protected:
     std::shared_ptr<CVTestProcess> application_;
 };
 
-TEST_F(ACorvaneApplication, OwnsItsNamesAndAnnouncesThatItFinishedLaunching) {
+TEST_F(ACorvaneApplication, OwnsItsNamesOncePerBusAnnouncesItsLaunchAndReleasesThemOnTermination) {
     EXPECT_TRUE(bed_.bus().nameHasOwner(Contract::kApplicationBundleIdentifier));
     EXPECT_TRUE(bed_.bus().nameHasOwner(Contract::kDistributedObjectsConnectionName));
     auto launched = bed_.bus().waitForNotification(Contract::kDidFinishLaunchingNotification);
@@ -152,31 +151,33 @@ TEST_F(ACorvaneApplication, OwnsItsNamesAndAnnouncesThatItFinishedLaunching) {
     EXPECT_EQ(launched->object, std::nullopt);
     EXPECT_TRUE(bed_.waitForJournalEntry(
         {{"event", "notification"}, {"name", "CVCorvaneDidFinishLaunchingNotification"}}));
+
+    CVCommandResult second = bed_.runApplication({});
+    EXPECT_EQ(second.status, 1);
+    EXPECT_EQ(second.standardError, "Corvane is already running.\n");
+    EXPECT_EQ(bed_.applicationProcessID(), application_->processID());
+
+    application_->signal(SIGTERM);
+    CVCommandResult ended = application_->wait();
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.standardError, "");
+    EXPECT_FALSE(bed_.bus().nameHasOwner(Contract::kApplicationBundleIdentifier));
+    EXPECT_FALSE(bed_.bus().nameHasOwner(Contract::kDistributedObjectsConnectionName));
 }
 
 TEST_F(ACorvaneApplication, AnswersItsProcessIdentifierAndAuthorizationRequests) {
-    CVBusObject<sd_bus_message> reply;
-    ASSERT_GE(sd_bus_call_method(bed_.bus().get(), Contract::kDistributedObjectsConnectionName,
-                                 Contract::kProxyObjectPath, Contract::kProxyInterface, "processID",
-                                 nullptr, reply.out(), ""),
-              0);
+    Answer identifier = call("processID", [](sd_bus_message*) { return 0; });
     int32_t processID = 0;
-    sd_bus_message_read(reply, "i", &processID);
+    ASSERT_GE(sd_bus_message_read(identifier.reply, "i", &processID), 0) << identifier.errorName;
     EXPECT_EQ(processID, application_->processID());
 
-    Answer answer = call("requestAuthorizationForPath", [](sd_bus_message* message) {
-        return sd_bus_message_append(message, "s", "/");
-    });
-    EXPECT_EQ(answer.errorName, "");
+    EXPECT_EQ(requestAuthorization("/").errorName, "");
     EXPECT_TRUE(bed_.waitForJournalEntry(
         {{"member", "requestAuthorizationForPath"}, {"arguments", json::array({"/"})}}));
 
     // A path that names nothing is answered too; the application says in its log, whatever the
     // debug setting, that it could share no grant.
-    Answer missing = call("requestAuthorizationForPath", [](sd_bus_message* message) {
-        return sd_bus_message_append(message, "s", "/no/such/file");
-    });
-    EXPECT_EQ(missing.errorName, "");
+    EXPECT_EQ(requestAuthorization("/no/such/file").errorName, "");
     EXPECT_EQ(bed_.quitApplication().status, 0);
     CVCommandResult ended = application_->wait();
     EXPECT_NE(ended.standardError.find(
@@ -187,7 +188,7 @@ TEST_F(ACorvaneApplication, AnswersItsProcessIdentifierAndAuthorizationRequests)
         << ended.standardError;
 }
 
-TEST_F(ACorvaneApplication, OpensADocumentPerDiffAndListsIt) {
+TEST_F(ACorvaneApplication, OpensADocumentPerDiffListsItAndJournalsTheDecodedCall) {
     std::string GUID = openGUID(*diffInvocation("/work/left.txt", "/work/right.txt"));
     EXPECT_THAT(GUID, MatchesRegex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-"
                                    "[0-9A-F]{12}"));
@@ -200,19 +201,14 @@ TEST_F(ACorvaneApplication, OpensADocumentPerDiffAndListsIt) {
         "temporary":[false,false],"label":null,"relativePath":null,"status":0}],
         "announcedFileLists":[],"outputFile":null,"baseFile":null,"parentPID":4242,
         "parentProcessName":"git"})"));
-}
 
-TEST_F(ACorvaneApplication, JournalsTheDecodedInvocationWithItsClassNamesAndTheReply) {
-    std::string GUID = openGUID(*diffInvocation("/l", "/r"));
+    // The journal holds the invocation as decoded, with its class names, and the reply.
     auto entry = bed_.waitForJournalEntry({{"reply", GUID}});
     ASSERT_TRUE(entry);
     EXPECT_EQ((*entry)["member"], "GUIDForDocumentWithCVDiffInvocation");
     const json& invocation = (*entry)["invocation"];
     EXPECT_EQ(invocation["$class"], "CVCLISerializedDiffInvocation");
-    EXPECT_EQ(invocation["parentProcessName"], "git");
-    const json& fileList = invocation["fileList"];
-    EXPECT_EQ(fileList["$class"], "CVCLISerializedFileList");
-    EXPECT_EQ(fileList["files"][1]["filePath"], "/r");
+    EXPECT_EQ(invocation["fileList"]["files"][1]["filePath"], "/work/right.txt");
     EXPECT_EQ((*entry)["document"]["GUID"], GUID);
 }
 
@@ -246,7 +242,7 @@ TEST_F(ACorvaneApplication, RefusesMalformedInvocationsWithTheReasonAndKeepsRunn
     EXPECT_TRUE(open(*diffInvocation("/l", "/r")).GUID);
 }
 
-TEST_F(ACorvaneApplication, GroupsTheItemsOfAChangesetIntoOneDocument) {
+TEST_F(ACorvaneApplication, GroupsTheItemsOfAChangesetIntoOneDocumentUntilItIsClosed) {
     std::string first = openGUID(*partialInvocation("UUID:a", "PID:1-2", "/1", "/2"));
     EXPECT_EQ(openGUID(*partialInvocation("UUID:a", "PID:9-9", "/3", "/4")), first);
     std::string other = openGUID(*partialInvocation("UUID:b", "PID:1-2", "/5", "/6"));
@@ -254,38 +250,38 @@ TEST_F(ACorvaneApplication, GroupsTheItemsOfAChangesetIntoOneDocument) {
     // Without a UUID the calling process names the changeset.
     std::string byProcess = openGUID(*partialInvocation(std::nullopt, "PID:7-8", "/7", "/8"));
     EXPECT_EQ(openGUID(*partialInvocation(std::nullopt, "PID:7-8", "/9", "/10")), byProcess);
-    EXPECT_EQ(listedGUIDs(), (std::vector<std::string>{first, other, byProcess}));
-}
 
-TEST_F(ACorvaneApplication, LetsTheItemsOfASummarizedChangesetJoinTheSummary) {
+    // The items of a summarized changeset join the summary.
     auto summary = std::make_shared<CVCLISerializedChangesetSummary>();
     summary->setUUIDForProcess("PID:3-4");
     summary->addFileList(fileList("/a", "/b"));
     auto invocation = std::make_shared<CVCLISerializedDiffInvocation>();
     invocation->setChangesetSummary(summary);
-    std::string GUID = openGUID(*invocation);
-    EXPECT_EQ(openGUID(*partialInvocation(std::nullopt, "PID:3-4", "/a", "/b")), GUID);
-    EXPECT_TRUE(CVTestBed::hasMembers(bed_.documents()[0],
+    std::string summarized = openGUID(*invocation);
+    EXPECT_EQ(openGUID(*partialInvocation(std::nullopt, "PID:3-4", "/a", "/b")), summarized);
+    EXPECT_EQ(listedGUIDs(), (std::vector<std::string>{first, other, byProcess, summarized}));
+    EXPECT_TRUE(CVTestBed::hasMembers(bed_.documents()[3],
                                       {{"kind", "partialChangeset"}, {"changeset", "PID:3-4"}}));
-}
 
-TEST_F(ACorvaneApplication, OpensANewDocumentForItemsOfAChangesetMarkedAsClosedOrWhoseTabClosed) {
-    std::string first = openGUID(*partialInvocation("UUID:a", std::nullopt, "/1", "/2"));
-    markClosed("UUID:a");
-    std::string second = openGUID(*partialInvocation("UUID:a", std::nullopt, "/3", "/4"));
-    EXPECT_NE(second, first);
-    EXPECT_EQ(listedGUIDs(), (std::vector<std::string>{first, second}));
+    // A changeset marked as closed, or whose tab closed, takes its later items in a new document.
+    call("markChangesetWithUUIDAsClosed",
+         [](sd_bus_message* message) { return sd_bus_message_append(message, "s", "UUID:a"); });
+    std::string reopened = openGUID(*partialInvocation("UUID:a", std::nullopt, "/11", "/12"));
+    EXPECT_EQ(listedGUIDs(),
+              (std::vector<std::string>{first, other, byProcess, summarized, reopened}));
     EXPECT_TRUE(bed_.waitForJournalEntry(
         {{"member", "markChangesetWithUUIDAsClosed"}, {"arguments", json::array({"UUID:a"})}}));
-
-    bed_.closeTab(second);
-    EXPECT_NE(openGUID(*partialInvocation("UUID:a", std::nullopt, "/5", "/6")), second);
+    bed_.closeTab(reopened);
+    EXPECT_NE(openGUID(*partialInvocation("UUID:a", std::nullopt, "/13", "/14")), reopened);
 }
 
-TEST_F(ACorvaneApplication, PostsCloseTabForTheDocumentAndForgetsIt) {
+TEST_F(ACorvaneApplication, PostsCloseTabForTheDocumentAndForgetsItButFinishesOnlyAMerge) {
     std::string GUID = openGUID(*diffInvocation("/l", "/r"));
-    CVCommandResult closed = bed_.closeTab(GUID);
-    EXPECT_EQ(closed.status, 0);
+    CVCommandResult finished = bed_.finishMerge(GUID, true);
+    EXPECT_EQ(finished.status, 1);
+    EXPECT_EQ(finished.standardError, "The document " + GUID + " is not a merge.\n");
+
+    EXPECT_EQ(bed_.closeTab(GUID).status, 0);
     auto notification = bed_.bus().waitForNotification(Contract::kCloseTabNotification, GUID);
     ASSERT_TRUE(notification);
     EXPECT_TRUE(notification->userInfo.empty());
@@ -296,7 +292,7 @@ TEST_F(ACorvaneApplication, PostsCloseTabForTheDocumentAndForgetsIt) {
     EXPECT_EQ(again.standardError, "No open document has the GUID " + GUID + ".\n");
 }
 
-TEST_F(ACorvaneApplication, RemovesTheToolsCapturesWhenTheirTabClosesOrItQuits) {
+TEST_F(ACorvaneApplication, RemovesTheToolsCapturesWhenTheirTabClosesOrItQuitsOnRequest) {
     TemporaryFolder folder;
     auto invocationOfCaptures = [&](const std::string& name) {
         auto invocation = diffInvocation(folder.write(name + ".left", "a\n"), folder / "kept");
@@ -312,9 +308,12 @@ TEST_F(ACorvaneApplication, RemovesTheToolsCapturesWhenTheirTabClosesOrItQuits) 
     EXPECT_EQ(bed_.quitApplication().status, 0);
     EXPECT_EQ(application_->wait().status, 0);
     EXPECT_EQ(folderEntries(folder.path()), (std::vector<std::string>{"kept"}));
+    CVCommandResult listing = bed_.listDocuments();
+    EXPECT_EQ(listing.status, 1);
+    EXPECT_EQ(listing.standardError, "Corvane is not running.\n");
 }
 
-TEST_F(ACorvaneApplication, WritesTheResolvedMergeAndReportsItBeforeClosingItsTab) {
+TEST_F(ACorvaneApplication, WritesAResolvedMergeOnlyAndReportsTheOutcomeBeforeClosingItsTab) {
     TemporaryFolder folder;
     std::string left = folder.write("left.txt", "left\n");
     std::string right = folder.write("right.txt", "right\n");
@@ -344,48 +343,15 @@ TEST_F(ACorvaneApplication, WritesTheResolvedMergeAndReportsItBeforeClosingItsTa
     relative->merge()->outputFile()->setURLBookmarkData(*CVBookmark::create(output, 0));
     EXPECT_EQ(bed_.finishMerge(openGUID(*relative), true).status, 0);
     EXPECT_EQ(readFile(output), "left\n");
-}
 
-TEST_F(ACorvaneApplication, ReportsAnUnresolvedMergeWithoutTouchingTheOutput) {
-    TemporaryFolder folder;
-    std::string output = folder.write("merged.txt", "untouched\n");
-    std::string GUID = openGUID(*mergeInvocation(folder / "l", folder / "r", output));
-    EXPECT_EQ(bed_.finishMerge(GUID, false).status, 0);
-    EXPECT_TRUE(
-        bed_.bus().waitForNotification(Contract::kMergeFinishedWithoutResolvingNotification, GUID));
-    EXPECT_TRUE(bed_.bus().waitForNotification(Contract::kCloseTabNotification, GUID));
+    // Unresolved: reported, and the output is left as it was.
+    writeFile(output, "untouched\n");
+    std::string unresolved = openGUID(*mergeInvocation(left, right, output));
+    EXPECT_EQ(bed_.finishMerge(unresolved, false).status, 0);
+    EXPECT_TRUE(bed_.bus().waitForNotification(Contract::kMergeFinishedWithoutResolvingNotification,
+                                               unresolved));
+    EXPECT_TRUE(bed_.bus().waitForNotification(Contract::kCloseTabNotification, unresolved));
     EXPECT_EQ(readFile(output), "untouched\n");
-}
-
-TEST_F(ACorvaneApplication, RefusesToFinishADocumentThatIsNotAMerge) {
-    std::string GUID = openGUID(*diffInvocation("/l", "/r"));
-    CVCommandResult finished = bed_.finishMerge(GUID, true);
-    EXPECT_EQ(finished.status, 1);
-    EXPECT_EQ(finished.standardError, "The document " + GUID + " is not a merge.\n");
-}
-
-TEST_F(ACorvaneApplication, RunsOncePerSessionBus) {
-    CVCommandResult second = bed_.runApplication({});
-    EXPECT_EQ(second.status, 1);
-    EXPECT_EQ(second.standardError, "Corvane is already running.\n");
-    EXPECT_EQ(bed_.applicationProcessID(), application_->processID());
-}
-
-TEST_F(ACorvaneApplication, ReleasesItsNamesAndExitsCleanlyOnTermination) {
-    application_->signal(SIGTERM);
-    CVCommandResult ended = application_->wait();
-    EXPECT_EQ(ended.status, 0);
-    EXPECT_EQ(ended.standardError, "");
-    EXPECT_FALSE(bed_.bus().nameHasOwner(Contract::kApplicationBundleIdentifier));
-    EXPECT_FALSE(bed_.bus().nameHasOwner(Contract::kDistributedObjectsConnectionName));
-}
-
-TEST_F(ACorvaneApplication, QuitsOnRequest) {
-    EXPECT_EQ(bed_.quitApplication().status, 0);
-    EXPECT_EQ(application_->wait().status, 0);
-    CVCommandResult listing = bed_.listDocuments();
-    EXPECT_EQ(listing.status, 1);
-    EXPECT_EQ(listing.standardError, "Corvane is not running.\n");
 }
 
 }  // namespace

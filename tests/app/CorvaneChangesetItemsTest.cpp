@@ -1,10 +1,12 @@
-// The list a changeset tab shows, driven by the document's file lists as the bus fills them.
-
-#include "app/CorvaneChangesetItems.h"
+// What a tab shows of its document's file lists: its title, and the list of a changeset's items,
+// driven by the file lists as the bus fills them.
 
 #include <gtest/gtest.h>
 
 #include <tuple>
+
+#include "app/CorvaneChangesetItems.h"
+#include "app/CorvaneDocumentTitle.h"
 
 namespace {
 
@@ -32,16 +34,21 @@ std::vector<std::string> shown(const CorvaneChangesetItems& items) {
     return lines;
 }
 
+// The (position, removed, added) of every change the list reports.
+using Changes = std::vector<std::tuple<size_t, size_t, size_t>>;
+void record(CorvaneChangesetItems& items, Changes* changes) {
+    items.onItemsChanged = [changes](size_t position, size_t removed, size_t added) {
+        changes->emplace_back(position, removed, added);
+    };
+}
+
 TEST(CorvaneUnquoteGitPath, UndoesGitsQuotingAndLeavesAnythingElseAsItIs) {
     const std::vector<std::pair<std::string, std::string>> cases = {
         {"plain.txt", "plain.txt"},
         {R"("sp\303\251 cial.txt")", "sp\xc3\xa9 cial.txt"},
-        {R"("tab\there")", "tab\there"},
-        {R"("line\nbreak")", "line\nbreak"},
-        {R"("q\"uote")", "q\"uote"},
-        {R"("back\\slash")", "back\\slash"},
-        {R"("\a\b\f\r\v")", "\a\b\f\r\v"},
         {R"("\001\177\377")", "\001\177\377"},
+        {R"("tab\there, line\nbreak, q\"uote, back\\slash, \a\b\f\r\v")",
+         "tab\there, line\nbreak, q\"uote, back\\slash, \a\b\f\r\v"},
         {R"("")", ""},
         // Malformed: kept whole.
         {R"("unterminated\")", R"("unterminated\")"},
@@ -65,10 +72,8 @@ TEST(CorvaneChangesetItems, FillsAnnouncedRowsAsTheirItemsArriveAndAppendsTheRes
         item({"never/sent.txt"}),
     };
     CorvaneChangesetItems items(document);
-    std::vector<std::tuple<size_t, size_t, size_t>> changes;
-    items.onItemsChanged = [&](size_t position, size_t removed, size_t added) {
-        changes.emplace_back(position, removed, added);
-    };
+    Changes changes;
+    record(items, &changes);
     EXPECT_EQ(items.pendingCount(), 7u);
 
     // As git difftool sends them: the old side a temporary copy, the new one in the work tree.
@@ -93,8 +98,7 @@ TEST(CorvaneChangesetItems, FillsAnnouncedRowsAsTheirItemsArriveAndAppendsTheRes
                   "/tmp/git-blob-Zz/unlisted.md -> /repo/docs/unlisted.md M modified #2",
                   "src/a.c M modified, repeated #4",
               }));
-    EXPECT_EQ(changes, (std::vector<std::tuple<size_t, size_t, size_t>>{
-                           {0, 1, 1}, {4, 1, 1}, {7, 0, 1}, {5, 1, 1}, {8, 0, 1}, {1, 1, 1}}));
+    EXPECT_EQ(changes, (Changes{{0, 1, 1}, {4, 1, 1}, {7, 0, 1}, {5, 1, 1}, {8, 0, 1}, {1, 1, 1}}));
     EXPECT_EQ(items.pendingCount(), 3u);
     EXPECT_EQ(items.positionOfFileList(5), 1u);
 }
@@ -106,10 +110,8 @@ TEST(CorvaneChangesetItems, FiltersByPathIgnoringCaseAndKeepsNewRowsToTheFilter)
                           item({"/r/README"}, 1, "README"),
                           item({"/l/src/util.h"}, 2, "src/util.h")};
     CorvaneChangesetItems items(document);
-    std::vector<std::tuple<size_t, size_t, size_t>> changes;
-    items.onItemsChanged = [&](size_t position, size_t removed, size_t added) {
-        changes.emplace_back(position, removed, added);
-    };
+    Changes changes;
+    record(items, &changes);
     items.setFilter("SRC/");
     EXPECT_EQ(shown(items),
               (std::vector<std::string>{"Src/Main.c M modified #0", "src/util.h D deleted #2"}));
@@ -120,8 +122,41 @@ TEST(CorvaneChangesetItems, FiltersByPathIgnoringCaseAndKeepsNewRowsToTheFilter)
     EXPECT_EQ(items.positionOfFileList(3), std::nullopt);
     items.setFilter("");
     EXPECT_EQ(items.count(), 5u);
-    EXPECT_EQ(changes,
-              (std::vector<std::tuple<size_t, size_t, size_t>>{{0, 3, 2}, {2, 0, 1}, {0, 3, 5}}));
+    EXPECT_EQ(changes, (Changes{{0, 3, 2}, {2, 0, 1}, {0, 3, 5}}));
+}
+
+TEST(ATabTitle, NamesFilesMergesAndTheFoldersAChangesetCompares) {
+    struct TitleCase {
+        CorvaneDocumentKind kind;
+        std::string title;
+        std::vector<CorvaneFileList> items;
+        std::optional<std::string> output = std::nullopt;
+    };
+    using enum CorvaneDocumentKind;
+    const TitleCase cases[] = {
+        {diff, "old/x.c \u2194 new/x.c", {item({"/a/old/x.c", "/a/new/x.c"})}},
+        {merge, "x.c (merge)", {item({"/r/x_LOCAL_7.c", "/r/x_REMOTE_7.c"})}, "/r/src/x.c"},
+        {changeset,
+         "before \u2194 after",
+         {item({"/t/before/a/x.c", "/t/after/a/x.c"}, 0, "a/x.c"),
+          item({"/t/after/new.c"}, 1, "new.c"), item({"/t/before/old.c"}, 2, "old.c")}},
+        // git difftool: temporary left sides, the work tree on the right.
+        {partialChangeset,
+         "project",
+         {item({"/tmp/git-blob-1/x.c", "/home/me/project/src/x.c"}, 0, "src/x.c"),
+          item({"/tmp/git-blob-2/y.c", "/home/me/project/y.c"}, 0, "y.c")}},
+        // Items that share no folders: the first item's names, and how many more.
+        {changeset,
+         "p/a.c \u2194 q/a.c and 1 more",
+         {item({"/p/a.c", "/q/a.c"}, 0, "a.c"), item({"/p/b.c", "/r/b.c"}, 0, "b.c")}},
+    };
+    for (const TitleCase& sample : cases) {
+        CorvaneDocument document;
+        document.kind = sample.kind;
+        document.fileLists = sample.items;
+        document.outputFile = sample.output;
+        EXPECT_EQ(CorvaneDocumentTitle::titleOfDocument(document), sample.title);
+    }
 }
 
 }  // namespace

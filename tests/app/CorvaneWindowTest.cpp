@@ -28,15 +28,12 @@ protected:
         // Ended by a signal it can clean up after, so that it leaves no socket or lock behind.
         server_ = bed_.start(
             {"Xvfb", "-displayfd", "1", "-screen", "0", "1280x800x24", "-nolisten", "tcp"});
-        std::string display;
+        std::string written;
         ASSERT_TRUE(CVWaitUntil([&] {
-            std::string written = server_->standardOutputSoFar();
-            if (written.find('\n') == std::string::npos) {
-                return false;
-            }
-            display = ":" + written.substr(0, written.find('\n'));
-            return true;
+            written = server_->standardOutputSoFar();
+            return written.find('\n') != std::string::npos;
         })) << "Xvfb did not come up";
+        std::string display = ":" + written.substr(0, written.find('\n'));
         // The software renderer: no GPU under Xvfb.
         bed_.setEnvironment(
             {{"DISPLAY", display},
@@ -52,9 +49,8 @@ protected:
     }
 
     std::string write(const std::string& name, const std::string& content) {
-        std::string path = bed_.workDirectory() + "/" + name;
-        std::string folder = path.substr(0, path.rfind('/'));
-        bed_.run({"mkdir", "-p", folder});
+        std::filesystem::path path = std::filesystem::path(bed_.workDirectory()) / name;
+        std::filesystem::create_directories(path.parent_path());
         std::ofstream(path, std::ios::binary) << content;
         return path;
     }
@@ -285,22 +281,19 @@ TEST_F(ACorvaneWindow, SaysPlainlyWhatItCannotShowAsADiff) {
     struct Case {
         std::string left, right;
         std::string status;
-        std::vector<std::string> message;
         std::string notice;
+        std::vector<std::string> message = {};
     };
-    std::string binary(
-        "\x7f"
-        "ELF\0\0\1",
-        7);
+    std::string binary("\177ELF\0\0\1", 7);
     binary.resize(1233, 'x');
     std::vector<Case> cases = {
-        {"a\nb\n", "a\nb\n", "Files are identical", {}, ""},
+        {"a\nb\n", "a\nb\n", "Files are identical", ""},
         {binary,
          binary + "x",
          "",
-         {"Binary files differ\n", "l2: 1,233 bytes", "r2: 1,234 bytes"},
-         ""},
-        {"caf\xe9\n", "caf\xe9!\n", "1 change", {}, "Not UTF-8: shown as Latin-1"},
+         "",
+         {"Binary files differ\n", "l2: 1,233 bytes", "r2: 1,234 bytes"}},
+        {"caf\xe9\n", "caf\xe9!\n", "1 change", "Not UTF-8: shown as Latin-1"},
     };
     int number = 0;
     for (const Case& sample : cases) {
@@ -362,7 +355,10 @@ protected:
     void SetUp() override {
         ACorvaneWindow::SetUp();
         repository = bed_.workDirectory() + "/repository";
+        std::filesystem::create_directories(repository);
         bed_.setEnvironment(kCVVersionControlIdentity);
+        // git finds the built cvdiff by name.
+        bed_.setEnvironment({{"PATH", bed_.bundlePath() + "/Contents/MacOS:/usr/bin:/bin"}});
         shell(
             "git init -q . && git config mergetool.cvdiff.cmd "
             "'cvdiff --merge --output \"$MERGED\" --base \"$BASE\" \"$LOCAL\" \"$REMOTE\"' && "
@@ -370,36 +366,33 @@ protected:
             "false");
     }
 
-    CVCommandResult shell(const std::string& script, bool expectSuccess = true) {
-        std::filesystem::create_directories(repository);
-        CVCommandResult result = bed_.run(
-            {"sh", "-c", script},
-            {.workingDirectory = repository,
-             .environment = {{"PATH", bed_.bundlePath() + "/Contents/MacOS:/usr/bin:/bin"}},
-             .deadline = std::chrono::seconds(60)});
-        if (expectSuccess) {
-            EXPECT_EQ(result.status, 0) << script << "\n" << result.standardError;
-        }
+    CVCommandResult shell(const std::string& script) {
+        CVCommandResult result =
+            bed_.run({"sh", "-c", script},
+                     {.workingDirectory = repository, .deadline = std::chrono::seconds(60)});
+        EXPECT_EQ(result.status, 0) << script << "\n" << result.standardError;
         return result;
     }
 
-    // A conflict on the one line both branches changed, and a change only theirs made.
-    void makeConflict() {
+    // git mergetool on a conflict on the one line both branches changed, and a change only theirs
+    // made; answers the GUID of the merge's tab.
+    std::shared_ptr<CVTestProcess> startMergetool(std::string* GUID) {
         shell(
             "printf 'a\\nb\\nc\\nd\\n' > f.txt && git add f.txt && git commit -qm base && "
             "git checkout -qb other && printf 'a\\nTHEIRS\\nc\\nD\\n' > f.txt && "
             "git commit -qam theirs && "
             "git checkout -q - && printf 'a\\nOURS\\nc\\nd\\n' > f.txt && git commit -qam ours && "
             "(git merge -q other || true)");
+        auto mergetool =
+            bed_.start({"git", "mergetool", "--tool=cvdiff"}, {.workingDirectory = repository});
+        *GUID = bed_.waitForNewestDocument()["GUID"];
+        return mergetool;
     }
 };
 
 TEST_F(ACorvaneWindowWithGit, ResolvesAGitMergeByTakingASideAndGitRecordsIt) {
-    makeConflict();
-    auto mergetool = bed_.start(
-        {"sh", "-c", "cd \"$0\" && git mergetool --tool=cvdiff", repository},
-        {.environment = {{"PATH", bed_.bundlePath() + "/Contents/MacOS:/usr/bin:/bin"}}});
-    std::string GUID = bed_.waitForNewestDocument()["GUID"];
+    std::string GUID;
+    auto mergetool = startMergetool(&GUID);
     // Every pane tints the open conflict; theirs' own change shows in theirs and the base only;
     // the result holds git's markers around the conflict and theirs' change already taken.
     auto tinted = [](const json& panes) {
@@ -428,11 +421,8 @@ TEST_F(ACorvaneWindowWithGit, ResolvesAGitMergeByTakingASideAndGitRecordsIt) {
 }
 
 TEST_F(ACorvaneWindowWithGit, LeavesTheConflictInPlaceWhenTheMergeIsClosedUnresolved) {
-    makeConflict();
-    auto mergetool = bed_.start(
-        {"sh", "-c", "cd \"$0\" && git mergetool --tool=cvdiff", repository},
-        {.environment = {{"PATH", bed_.bundlePath() + "/Contents/MacOS:/usr/bin:/bin"}}});
-    std::string GUID = bed_.waitForNewestDocument()["GUID"];
+    std::string GUID;
+    auto mergetool = startMergetool(&GUID);
     activate(GUID, "close-tab");  // nothing chosen: closes without asking
     CVCommandResult result = mergetool->wait(std::chrono::seconds(30));
     EXPECT_NE(result.status, 0);

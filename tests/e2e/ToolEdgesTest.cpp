@@ -1,9 +1,11 @@
 // The tool at the edges users and scripts reach: interruptions, empty operands, standard input that
-// stays open, output that cannot be written, and what the debug log may show.
+// stays open (an IDE's included), output that cannot be written, and what the debug log may show.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -16,9 +18,13 @@ using json = nlohmann::json;
 
 namespace {
 
+using namespace std::chrono_literals;
+
 class TheTool : public ::testing::Test {
 protected:
     CVTestBed bed;
+    const std::string defaultsFile =
+        bed.root() + "/config/corvane/com.corvane.Corvane.cvdiff.plist";
 
     void SetUp() override { writeFile(bed.workDirectory() + "/b", "b\n"); }
     std::vector<std::string> leftovers() { return folderEntries(bed.temporaryDirectory()); }
@@ -28,29 +34,25 @@ protected:
     }
 };
 
-TEST_F(TheTool, RemovesItsCaptureWhenInterruptedWhileReadingStandardInput) {
+// Interrupted while it reads standard input, or later while it waits for the tab, the tool
+// removes its copy; while waiting it then ends by the signal.
+TEST_F(TheTool, RemovesItsCaptureWhenInterruptedWhileReadingStandardInputOrWaiting) {
     for (int signalNumber : {SIGINT, SIGHUP, SIGTERM}) {
+        SCOPED_TRACE("signal " + std::to_string(signalNumber));
         // The writer keeps the pipe open, so the tool is still reading when the signal comes.
-        auto run = startShell("(echo data; exec sleep 60) | \"$0\" -w - b");
-        ASSERT_TRUE(CVWaitUntil([&] { return !leftovers().empty(); })) << signalNumber;
-        run->signal(signalNumber);
-        EXPECT_FALSE(run->wait(std::chrono::seconds(10)).timedOut);
+        auto reading = startShell("(echo data; exec sleep 60) | \"$0\" -w - b");
+        ASSERT_TRUE(CVWaitUntil([&] { return !leftovers().empty(); }));
+        reading->signal(signalNumber);
+        EXPECT_FALSE(reading->wait(10s).timedOut);
         EXPECT_TRUE(CVWaitUntil([&] { return leftovers().empty(); }))
-            << "signal " << signalNumber << " left " << testing::PrintToString(leftovers());
-    }
-}
+            << testing::PrintToString(leftovers());
 
-TEST_F(TheTool, RemovesThePlainDiffsCopyAndEndsByTheSignalWhenInterruptedWhileWaiting) {
-    size_t answered = 0;
-    for (int signalNumber : {SIGINT, SIGHUP, SIGTERM}) {
-        auto run = bed.startTool({"-w", "-", "b"}, {.standardInput = "captured\n"});
-        ++answered;
-        ASSERT_TRUE(CVWaitUntil([&] { return bed.answeredGUIDs().size() >= answered; },
-                                std::chrono::seconds(30)));
-        run->signal(signalNumber);
-        CVCommandResult result = run->wait(std::chrono::seconds(10));
-        EXPECT_EQ(result.status, 128 + signalNumber);
-        EXPECT_EQ(leftovers(), std::vector<std::string>{}) << signalNumber;
+        const size_t answered = bed.answeredGUIDs().size();
+        auto waiting = bed.startTool({"-w", "-", "b"}, {.standardInput = "captured\n"});
+        ASSERT_TRUE(CVWaitUntil([&] { return bed.answeredGUIDs().size() > answered; }, 30s));
+        waiting->signal(signalNumber);
+        EXPECT_EQ(waiting->wait(10s).status, 128 + signalNumber);
+        EXPECT_EQ(leftovers(), std::vector<std::string>{});
     }
 }
 
@@ -60,11 +62,32 @@ TEST_F(TheTool, NeitherWaitsForNorCapturesStandardInputForCommandsThatReadNoFile
                                 "-h", "--reset-file-access", "--mark-changeset-as-closed UUID"}) {
         auto run = startShell(
             std::string("mkfifo pipe && exec 0<>pipe && rm pipe && exec \"$0\" ") + command);
-        CVCommandResult result = run->wait(std::chrono::seconds(10));
+        CVCommandResult result = run->wait(10s);
         EXPECT_FALSE(result.timedOut) << command;
         EXPECT_EQ(result.status, 0) << command << ": " << result.standardError;
     }
     EXPECT_EQ(leftovers(), std::vector<std::string>{});
+}
+
+// A caller recognised from the process chain as Linux really runs it.
+TEST_F(TheTool, NeverMakesAJetBrainsRuntimeInAnyInstallationGiveStandardInput) {
+    // An IDE started from bin/<product>.sh runs as <install>/jbr/bin/java; here a shell stands
+    // in for that runtime, and its standard input is a pipe nobody ever closes.
+    std::string install = bed.workDirectory() + "/apps/some-ide-2024.3";
+    std::filesystem::create_directories(install + "/jbr/bin");
+    writeFile(install + "/product-info.json", R"({"name": "GoLand", "productCode": "GO"})");
+    std::filesystem::copy_file("/bin/sh", install + "/jbr/bin/java");
+    writeFile(bed.workDirectory() + "/a", "a\n");
+    CVCommandResult result = bed.run(
+        {install + "/jbr/bin/java", "-c",
+         "mkfifo pipe && exec 0<>pipe && rm pipe && \"$0\" a b; echo status $?", bed.toolPath()},
+        {.deadline = 30s});
+    EXPECT_FALSE(result.timedOut);
+    EXPECT_EQ(result.standardOutput, "status 0\n") << result.standardError;
+    // Two files: no standard-input copy was put before them.
+    EXPECT_EQ(
+        CVTestBed::fileListValues(bed.documents(), "files"),
+        std::vector<json>{json::array({bed.workDirectory() + "/a", bed.workDirectory() + "/b"})});
 }
 
 TEST_F(TheTool, FailsWhenItsOutputCannotBeWritten) {
@@ -83,7 +106,7 @@ TEST_F(TheTool, LogsArgumentsEscapedAndNoEnvironmentValuesItDoesNotRead) {
     EXPECT_EQ(result.standardError.find("hunter2"), std::string::npos);
 }
 
-TEST_F(TheTool, PairsATreeDeeperThanTheOpenFileLimitOrSaysItCannot) {
+TEST_F(TheTool, PairsFoldersIntoAChangesetEvenDeeperThanTheOpenFileLimitOrSaysItCannot) {
     std::string deep;
     for (int level = 0; level < 1100; ++level) {
         deep += "d/";
@@ -94,6 +117,9 @@ TEST_F(TheTool, PairsATreeDeeperThanTheOpenFileLimitOrSaysItCannot) {
                 .status,
             0);
     }
+    for (const char* name : {"/left/a.txt", "/left/sub/b.txt", "/right/a.txt", "/right/c.txt"}) {
+        writeFile(bed.workDirectory() + name, name);
+    }
     // Below the hard limit the walk raises its own soft limit and pairs the deep file.
     CVCommandResult paired = bed.run({"/bin/sh", "-c",
                                       "ulimit -S -n 1024 && exec \"$0\" --changeset --filelist "
@@ -101,7 +127,7 @@ TEST_F(TheTool, PairsATreeDeeperThanTheOpenFileLimitOrSaysItCannot) {
                                       bed.toolPath()});
     EXPECT_EQ(paired.status, 0) << paired.standardError;
     EXPECT_EQ(CVTestBed::fileListValues(bed.documents(), "relativePath"),
-              std::vector<json>{deep + "f"});
+              (std::vector<json>{"a.txt", "c.txt", deep + "f", "sub/b.txt"}));
 
     CVCommandResult refused =
         bed.run({"/bin/sh", "-c", "ulimit -n 1024 && exec \"$0\" --changeset --filelist left right",
@@ -129,27 +155,18 @@ TEST_F(TheTool, SendsAChangesetTooLargeForOneMessageOfTheBusPackedInASealedFile)
     }
     CVCommandResult result = bed.runTool({"--changeset", "--filelist", "left", "right"});
     ASSERT_EQ(result.status, 0) << result.standardError;
-    std::string listing = bed.listDocuments().standardOutput;
-    const std::string key = R"("relativePath":")";
-    size_t count = 0;
-    for (size_t at = listing.find(key); at != std::string::npos; at = listing.find(key, at + 1)) {
-        ++count;
-    }
-    EXPECT_EQ(count, size_t(items)) << listing.substr(0, 2000);
-    EXPECT_NE(listing.find("\"relativePath\":\"" + folder + "f799\""), std::string::npos);
+    std::vector<json> paths = CVTestBed::fileListValues(bed.documents(), "relativePath");
+    EXPECT_EQ(paths.size(), size_t(items));
+    EXPECT_NE(std::ranges::find(paths, json(folder + "f799")), paths.end());
 }
 
 TEST_F(TheTool, IsNotHeldUpOrCrashedByPoisonedStateFiles) {
-    const std::string defaultsFile =
-        bed.root() + "/config/corvane/com.corvane.Corvane.cvdiff.plist";
     const std::string closedChangesets = bed.dataHome() + "/Corvane/ClosedChangesets.plist";
     std::string deeplyNested = "<plist><array>";
     for (int level = 0; level < 200000; ++level) {
         deeplyNested += "<array>";
     }
-    const std::vector<std::pair<std::string, std::string>> poisons = {
-        {"nested", deeplyNested}, {"fifo", ""}, {"zero", ""}};
-    for (const auto& [kind, content] : poisons) {
+    for (const std::string kind : {"nested", "fifo", "zero"}) {
         for (const std::string& path : {defaultsFile, closedChangesets}) {
             std::filesystem::create_directories(std::filesystem::path(path).parent_path());
             std::filesystem::remove(path);
@@ -158,12 +175,12 @@ TEST_F(TheTool, IsNotHeldUpOrCrashedByPoisonedStateFiles) {
             } else if (kind == "zero") {
                 std::filesystem::create_symlink("/dev/zero", path);
             } else {
-                writeFile(path, content);
+                writeFile(path, deeplyNested);
             }
         }
         for (const std::vector<std::string>& arguments :
              {std::vector<std::string>{"--version"}, {"--mark-changeset-as-closed", "U"}}) {
-            CVCommandResult result = bed.runTool(arguments, {.deadline = std::chrono::seconds(20)});
+            CVCommandResult result = bed.runTool(arguments, {.deadline = 20s});
             EXPECT_FALSE(result.timedOut) << kind;
             EXPECT_EQ(result.status, 0) << kind << ": " << result.standardError;
         }
@@ -171,8 +188,6 @@ TEST_F(TheTool, IsNotHeldUpOrCrashedByPoisonedStateFiles) {
 }
 
 TEST_F(TheTool, KeepsAnUnreadableDefaultsFileAsideBeforeReplacingIt) {
-    const std::string defaultsFile =
-        bed.root() + "/config/corvane/com.corvane.Corvane.cvdiff.plist";
     writeFile(defaultsFile, "not a property list, but the user's keys were in here");
     for (int time = 0; time < 2; ++time) {
         bed.runDefaults({"write", "com.corvane.Corvane.cvdiff", "debug-logging", "-bool", "NO"});

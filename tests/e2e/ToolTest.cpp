@@ -1,7 +1,6 @@
 // The tool on its own: texts, exit statuses, what goes to which stream, robustness against any
 // argument vector, and that a run leaves nothing in the temporary directory.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <filesystem>
 #include <string>
@@ -19,19 +18,27 @@ const std::string kReset = "File access for cvdiff was reset.\n";
 class ATool : public ::testing::Test {
 protected:
     CVTestBed bed;
-
-    CVCommandResult run(const std::vector<std::string>& arguments,
-                        const CVRunOptions& options = {}) {
-        return bed.runTool(arguments, options);
-    }
-    // Everything the runs left in the temporary directory.
-    std::vector<std::string> leftovers() { return folderEntries(bed.temporaryDirectory()); }
 };
 
 // Runs that end without the application: what each prints, on which stream, with which status.
 TEST_F(ATool, AnswersEveryRunThatNeedsNoApplicationWithItsTextAndStatus) {
     writeFile(bed.workDirectory() + "/b", "b\n");
     writeFile(bed.workDirectory() + "/-", "not standard input\n");
+    // The same file through a linked folder; a folder holding a name that is not UTF-8.
+    const std::string folder = bed.workDirectory() + "/folder";
+    writeFile(folder + "/f.txt", "");
+    std::filesystem::create_directory_symlink(folder, bed.workDirectory() + "/link");
+    for (const char* name : {"/left/plain.txt", "/right/plain.txt", "/right/sub/caf\xE9.txt"}) {
+        writeFile(bed.workDirectory() + name, "");
+    }
+    std::filesystem::create_directories(bed.workDirectory() + "/left/sub");
+    const std::string duplicate = "cvdiff: " + folder +
+                                  "/f.txt: cannot use duplicate files within the same file list\n" +
+                                  kCVShortUsage;
+    const std::string notUTF8 =
+        "cvdiff: right/sub/caf\\xE9.txt: file name is not valid UTF-8\n" + kCVShortUsage;
+    std::vector<std::string> many(100000, "x");
+    many.insert(many.begin(), "--merge");
     auto missing = [](const std::string& name) {
         return "cvdiff: \"" + name + "\": No such file or directory\n" + kCVShortUsage;
     };
@@ -56,6 +63,9 @@ TEST_F(ATool, AnswersEveryRunThatNeedsNoApplicationWithItsTextAndStatus) {
         {{"--label"}, 1, "", kCVShortUsage},
         {{}, 1, "", kCVShortUsage},
         {{"--label", std::string(size_t{100} * 1024, 'x')}, 1, "", kCVShortUsage},
+        {many, 1, "", kCVShortUsage},
+        // Standard input is captured before the merge fails to parse; the copy goes with the run.
+        {{"--merge"}, 1, "", kCVShortUsage, std::string(3 << 20, 'z')},
         // With --no-stdin the diff has no file at all: the grammar fails without reading the pipe.
         {{"--no-stdin"}, 1, "", kCVShortUsage, "data"},
         {{"--reset-file-access", "x"}, 1, kReset, kCVShortUsage},
@@ -66,6 +76,9 @@ TEST_F(ATool, AnswersEveryRunThatNeedsNoApplicationWithItsTextAndStatus) {
         {{"--merge", "--output", "", "b", "b"}, 1, "", missing("")},
         {{"--changeset", "--filelist", "", "b"}, 1, "", missing("")},
         {{"-", "b"}, 1, "", missing("-"), ""},
+        {{"", "", "--", ""}, 1, "", missing("")},
+        {{"folder/f.txt", "link/f.txt"}, 1, "", duplicate},
+        {{"--changeset", "--filelist", "left", "right"}, 1, "", notUTF8},
         // Descriptor 7 is not open in the tool: the operand is dropped, and with it the whole
         // diff, which then succeeds without sending anything. Standard output is the write end
         // of a pipe: reading it must not wait for the tool itself.
@@ -74,44 +87,23 @@ TEST_F(ATool, AnswersEveryRunThatNeedsNoApplicationWithItsTextAndStatus) {
     };
     for (const Case& sample : cases) {
         SCOPED_TRACE(testing::PrintToString(sample.arguments));
-        CVCommandResult result = run(sample.arguments, {.standardInput = sample.input,
-                                                        .deadline = std::chrono::seconds(10)});
+        CVCommandResult result =
+            bed.runTool(sample.arguments,
+                        {.standardInput = sample.input, .deadline = std::chrono::seconds(10)});
         EXPECT_FALSE(result.timedOut);
         EXPECT_EQ(result.status, sample.status);
         EXPECT_EQ(result.standardOutput, sample.output);
         EXPECT_EQ(result.standardError, sample.error);
     }
     EXPECT_FALSE(bed.isApplicationRunning());
-    EXPECT_EQ(leftovers(), std::vector<std::string>{});
-}
-
-TEST_F(ATool, RefusesTheSameFileNamedThroughALinkedFolder) {
-    std::string folder = bed.workDirectory() + "/folder";
-    writeFile(folder + "/f.txt", "");
-    std::filesystem::create_directory_symlink(folder, bed.workDirectory() + "/link");
-    CVCommandResult result = run({"folder/f.txt", "link/f.txt"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.standardError,
-              "cvdiff: " + folder +
-                  "/f.txt: cannot use duplicate files within the same file list\n" + kCVShortUsage);
-}
-
-TEST_F(ATool, RefusesToPairAFolderHoldingANameThatIsNotUTF8) {
-    std::filesystem::create_directories(bed.workDirectory() + "/left/sub");
-    for (const char* name : {"/left/plain.txt", "/right/plain.txt", "/right/sub/caf\xE9.txt"}) {
-        writeFile(bed.workDirectory() + name, "");
-    }
-    CVCommandResult result = run({"--changeset", "--filelist", "left", "right"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.standardError,
-              "cvdiff: right/sub/caf\\xE9.txt: file name is not valid UTF-8\n" + kCVShortUsage);
+    EXPECT_EQ(folderEntries(bed.temporaryDirectory()), std::vector<std::string>{});
 }
 
 TEST_F(ATool, ResetsFileAccessEvenWhenNoGrantWasStored) {
     const std::string suite = "K7CV2T9QX4.com.corvane.sharedItems";
     bed.runDefaults({"write", suite, "CVDiffResolvedAccessBookmark", "-string", "grant"});
     for (int time = 0; time < 2; ++time) {
-        CVCommandResult reset = run({"--reset-file-access"});
+        CVCommandResult reset = bed.runTool({"--reset-file-access"});
         EXPECT_EQ(reset.status, 0);
         EXPECT_EQ(reset.standardOutput, kReset);
     }
@@ -119,7 +111,7 @@ TEST_F(ATool, ResetsFileAccessEvenWhenNoGrantWasStored) {
 }
 
 TEST_F(ATool, EndsTheCrashCommandThroughTheLastResortHandler) {
-    CVCommandResult result = run({"--crash"});
+    CVCommandResult result = bed.runTool({"--crash"});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.standardOutput, "");
     EXPECT_TRUE(result.standardError.starts_with(
@@ -127,24 +119,6 @@ TEST_F(ATool, EndsTheCrashCommandThroughTheLastResortHandler) {
         "selector sent to instance 0x"))
         << result.standardError;
     EXPECT_EQ(result.standardError.back(), ')');
-}
-
-TEST_F(ATool, SurvivesHugeAndEmptyArgumentVectors) {
-    std::vector<std::string> many(100000, "x");
-    many.insert(many.begin(), "--merge");
-    for (const std::vector<std::string>& arguments :
-         {many, std::vector<std::string>{"", "", "--", ""}}) {
-        CVCommandResult result = run(arguments);
-        EXPECT_EQ(result.status, 1);
-        EXPECT_FALSE(result.timedOut);
-    }
-}
-
-TEST_F(ATool, CapturesStandardInputAndRemovesTheCopyWhenNoCommandUsesIt) {
-    // The merge fails to parse after standard input was captured.
-    CVCommandResult result = run({"--merge"}, {.standardInput = std::string(3 << 20, 'z')});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(leftovers(), std::vector<std::string>{});
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 // uses their version-control tool: the document and what works cannot drift apart.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -12,14 +11,17 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
-#include <utility>
 
 #include "CVTestBed.h"
+#include "TemporaryFolder.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 using json = nlohmann::json;
+using ::testing::ElementsAre;
+using ::testing::MatchesRegex;
+using ::testing::StartsWith;
 
 // A block of the document: the file it goes into (a leading ~ is the home folder; empty: a shell
 // script to run) and its text.
@@ -33,43 +35,49 @@ struct SetupBlock {
 std::map<std::string, SetupBlock> setupBlocks() {
     std::ifstream document(std::string(CVDIFF_SOURCE_DIR) + "/docs/vcs-setup.md");
     std::map<std::string, SetupBlock> blocks;
-    std::string line;
-    std::string current;
+    const std::string marker = "<!-- vcs-setup: ";
+    SetupBlock* current = nullptr;
     bool inFence = false;
-    while (std::getline(document, line)) {
-        const std::string marker = "<!-- vcs-setup: ";
-        if (line.rfind(marker, 0) == 0) {
+    for (std::string line; std::getline(document, line);) {
+        if (line.starts_with(marker)) {
             std::istringstream words(line.substr(marker.size()));
             std::string name;
             std::string file;
             words >> name >> file;
-            current = name;
-            blocks[current].file = file == "-->" ? "" : file;
-        } else if (!current.empty() && line.rfind("```", 0) == 0) {
+            current = &blocks[name];
+            current->file = file == "-->" ? "" : file;
+        } else if (current != nullptr && line.starts_with("```")) {
             inFence = !inFence;
-            if (!inFence) {
-                current.clear();
-            }
-        } else if (!current.empty() && inFence) {
-            blocks[current].text += line + "\n";
+            current = inFence ? current : nullptr;
+        } else if (current != nullptr && inFence) {
+            current->text += line + "\n";
         }
     }
     return blocks;
 }
 
+// The repository lies outside /tmp and /var/tmp, which count as temporary as a whole, so that
+// what Corvane receives shows which files the caller made as temporary ones.
 class AConfigurationFromTheDocument : public ::testing::Test {
 protected:
     CVTestBed bed;
-    std::string repository = bed.workDirectory() + "/repository";
+    std::string outside = CVDIFF_BINARY_DIR "/tests/e2e/callers-XXXXXX";
+    std::string repository;
+    bool outsideTemporary = false;
     std::map<std::string, SetupBlock> blocks = setupBlocks();
 
     void SetUp() override {
+        ASSERT_NE(mkdtemp(outside.data()), nullptr);
+        outside = std::filesystem::canonical(outside).string();
+        outsideTemporary = !outside.starts_with("/tmp/") && !outside.starts_with("/var/tmp/");
+        repository = outside + "/repository";
         std::filesystem::create_directories(repository);
         // "cvdiff" is found in PATH, as the installed one is.
         std::string toolFolder = bed.toolPath().substr(0, bed.toolPath().rfind('/'));
         bed.setEnvironment(kCVVersionControlIdentity);
         bed.setEnvironment({{"PATH", toolFolder + ":" + std::getenv("PATH")}});
     }
+    void TearDown() override { std::filesystem::remove_all(outside); }
 
     // Applies a block as the document says: runs it, or adds it to its file.
     void apply(const std::string& name) {
@@ -81,9 +89,9 @@ protected:
         }
         // ~ is the home folder; ~/.config is where XDG_CONFIG_HOME points (its default).
         std::string path = block.file;
-        if (path.rfind("~/.config/", 0) == 0) {
+        if (path.starts_with("~/.config/")) {
             path = bed.root() + "/config/" + path.substr(10);
-        } else if (path.rfind("~/", 0) == 0) {
+        } else if (path.starts_with("~/")) {
             path = bed.root() + "/home/" + path.substr(2);
         }
         std::filesystem::create_directories(std::filesystem::path(path).parent_path());
@@ -98,10 +106,20 @@ protected:
         return result;
     }
 
-    std::shared_ptr<CVTestProcess> startIn(const std::vector<std::string>& command,
-                                           const std::string& folder = "") {
-        return bed.start(
-            command, {.workingDirectory = folder.empty() ? repository : folder, .deadline = 60s});
+    std::shared_ptr<CVTestProcess> startIn(const std::vector<std::string>& command) {
+        return bed.start(command, {.workingDirectory = repository, .deadline = 60s});
+    }
+
+    // The sides of the document's first item, as Corvane received them.
+    static std::vector<std::string> sides(const json& document) {
+        return document["fileLists"][0]["files"].get<std::vector<std::string>>();
+    }
+    // Whether each side of the first item counts as temporary for the calling tool; unknowable
+    // when the build folder lies where every file does.
+    void expectTemporary(const json& document, const std::string& flags) {
+        if (outsideTemporary) {
+            EXPECT_EQ(document["fileLists"][0]["temporary"], json::parse(flags)) << document;
+        }
     }
 };
 
@@ -111,13 +129,19 @@ TEST_F(AConfigurationFromTheDocument, GitDiffsInOneChangesetAndMergesWithTrusted
         "git init -q . && printf 'a\\n' > a.txt && printf 'b\\n' > b.txt && "
         "printf 'base\\n' > m1.txt && printf 'base\\n' > m2.txt && git add . && "
         "git commit -qm first && printf 'A\\n' > a.txt && printf 'B\\n' > b.txt");
-    shell("git difftool");
+    // git's copy of a side goes into its temporary folder, here reached through a link.
+    std::filesystem::create_directory(outside + "/private-tmp");
+    std::filesystem::create_directory_symlink(outside + "/private-tmp", outside + "/tmp-link");
+    shell("TMPDIR='" + outside + "/tmp-link' git difftool");
     json changeset = bed.waitForNewestDocument({{"kind", "partialChangeset"}});
     EXPECT_EQ(bed.documents().size(), 1u) << bed.documents();
     EXPECT_EQ(changeset["fileLists"].size(), 2u) << changeset;
     // git's name-status summary went ahead of the items.
     EXPECT_EQ(changeset["announcedFileLists"].size(), 2u) << changeset;
     EXPECT_EQ(changeset["parentProcessName"], "git");
+    EXPECT_THAT(sides(changeset),
+                ElementsAre(StartsWith(outside + "/private-tmp/"), repository + "/a.txt"));
+    expectTemporary(changeset, "[true,false]");
     bed.closeTab(changeset["GUID"]);
 
     // Two conflicts: the first resolved in Corvane, the second closed unresolved.
@@ -129,18 +153,25 @@ TEST_F(AConfigurationFromTheDocument, GitDiffsInOneChangesetAndMergesWithTrusted
     auto mergetool = startIn({"git", "mergetool"});
     json first = bed.waitForNewestDocument({{"kind", "merge"}});
     ASSERT_FALSE(first.is_null());
+    std::string resolvedFile = first["outputFile"].get<std::string>();
+    std::string resolvedName = resolvedFile.substr(resolvedFile.rfind('/') + 1);
+    // The sides and the base are copies git writes into the work tree; the third names the file
+    // the merge writes.
+    const std::string copy = repository + "/" + resolvedName.substr(0, 2);
+    EXPECT_THAT(sides(first), ElementsAre(MatchesRegex(copy + "_LOCAL_[0-9]+\\.txt"),
+                                          MatchesRegex(copy + "_REMOTE_[0-9]+\\.txt"),
+                                          repository + "/" + resolvedName,
+                                          MatchesRegex(copy + "_BASE_[0-9]+\\.txt")));
+    expectTemporary(first, "[true,true,false,true]");
     ASSERT_EQ(bed.finishMerge(first["GUID"], true, "right").status, 0);
     json second = bed.waitForNewestDocument({{"kind", "merge"}}, first["GUID"]);
     ASSERT_FALSE(second.is_null());
     ASSERT_EQ(bed.finishMerge(second["GUID"], false).status, 0);
     CVCommandResult merged = mergetool->wait(60s);
     EXPECT_NE(merged.status, 0) << "one merge was left unresolved";
-    std::string resolvedFile = first["outputFile"].get<std::string>();
-    std::string resolvedName = resolvedFile.substr(resolvedFile.rfind('/') + 1);
     std::string unresolvedName = resolvedName == "m1.txt" ? "m2.txt" : "m1.txt";
     EXPECT_EQ(shell("git diff --name-only --diff-filter=U").standardOutput, unresolvedName + "\n");
-    std::ifstream resolved(repository + "/" + resolvedName);
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(resolved), {}), "theirs\n");
+    EXPECT_EQ(readFile(repository + "/" + resolvedName), "theirs\n");
 }
 
 TEST_F(AConfigurationFromTheDocument, GitDirDiffWaitsForItsTabToClose) {
@@ -160,8 +191,8 @@ TEST_F(AConfigurationFromTheDocument, GitDirDiffWaitsForItsTabToClose) {
 
 TEST_F(AConfigurationFromTheDocument, SubversionDiffsAndResolvesAConflictInCorvane) {
     apply("svn");
-    std::string server = bed.workDirectory() + "/server";
-    std::string other = bed.workDirectory() + "/other";
+    std::string server = outside + "/server";
+    std::string other = outside + "/other";
     shell("svnadmin create '" + server + "' && svn checkout -q 'file://" + server +
           "' . && printf 'one\\n' > file.txt && svn add -q file.txt && svn commit -qm first && "
           "svn checkout -q 'file://" +
@@ -170,6 +201,11 @@ TEST_F(AConfigurationFromTheDocument, SubversionDiffsAndResolvesAConflictInCorva
     json changeset = bed.waitForNewestDocument({{"kind", "partialChangeset"}});
     EXPECT_EQ(changeset["fileLists"][0]["relativePath"], "file.txt") << changeset;
     EXPECT_EQ(changeset["parentProcessName"], "svn");
+    // The left side is Subversion's pristine base.
+    EXPECT_THAT(sides(changeset),
+                ElementsAre(MatchesRegex(repository + "/\\.svn/pristine/.*\\.svn-base"),
+                            repository + "/file.txt"));
+    expectTemporary(changeset, "[true,false]");
     bed.closeTab(changeset["GUID"]);
 
     shell("printf 'three\\n' > file.txt && svn commit -qm other", other);
@@ -217,85 +253,6 @@ TEST_F(AConfigurationFromTheDocument, BreezyDiffsThroughItsAlias) {
     bed.run({"brz", "cvdiff"}, {.workingDirectory = repository, .deadline = 60s});
     json changeset = bed.waitForNewestDocument({{"kind", "partialChangeset"}});
     EXPECT_EQ(changeset["parentProcessName"], "brz") << changeset;
-}
-
-// The temporary files real callers make, as Corvane received them: each side's path and whether
-// it counts as temporary for the calling tool. The repository lies outside /tmp and /var/tmp,
-// which count as temporary as a whole.
-class ACallersTemporaryFile : public AConfigurationFromTheDocument {
-protected:
-    std::string outside = CVDIFF_BINARY_DIR "/tests/e2e/callers-XXXXXX";
-
-    void SetUp() override {
-        ASSERT_NE(mkdtemp(outside.data()), nullptr);
-        outside = std::filesystem::canonical(outside).string();
-        if (outside.starts_with("/tmp/") || outside.starts_with("/var/tmp/")) {
-            GTEST_SKIP() << "the build folder lies where every file counts as temporary";
-        }
-        repository = outside + "/repository";
-        AConfigurationFromTheDocument::SetUp();
-    }
-    void TearDown() override { std::filesystem::remove_all(outside); }
-
-    // The sides of the newest document's first item and their temporary flags.
-    std::pair<json, json> sides(const json& document) {
-        const json& item = document["fileLists"][0];
-        return {item["files"], item["temporary"]};
-    }
-};
-
-TEST_F(ACallersTemporaryFile, IsGitsCopyInATemporaryFolderReachedThroughALink) {
-    std::filesystem::create_directory(outside + "/private-tmp");
-    std::filesystem::create_directory_symlink(outside + "/private-tmp", outside + "/tmp-link");
-    bed.setEnvironment({{"TMPDIR", outside + "/tmp-link"}});
-    apply("git");
-    shell(
-        "git init -q . && printf 'a\\n' > a.txt && git add . && git commit -qm first && "
-        "printf 'A\\n' > a.txt");
-    shell("git difftool");
-    auto [files, temporary] = sides(bed.waitForNewestDocument({{"kind", "partialChangeset"}}));
-    ASSERT_EQ(files.size(), 2u) << files;
-    EXPECT_TRUE(files[0].get<std::string>().starts_with(outside + "/private-tmp/")) << files;
-    EXPECT_EQ(files[1], repository + "/a.txt");
-    EXPECT_EQ(temporary, json::parse("[true,false]")) << files;
-}
-
-TEST_F(ACallersTemporaryFile, IsASideGitMergetoolWritesIntoTheWorkTree) {
-    apply("git");
-    shell(
-        "git init -q . && printf 'base\\n' > m.txt && git add . && git commit -qm first && "
-        "git checkout -qb other && printf 'theirs\\n' > m.txt && git commit -qam other && "
-        "git checkout -q - && printf 'ours\\n' > m.txt && git commit -qam ours && "
-        "! git merge -q other");
-    auto mergetool = startIn({"git", "mergetool"});
-    json merge = bed.waitForNewestDocument({{"kind", "merge"}});
-    auto [files, temporary] = sides(merge);
-    // The sides, the file the merge writes, and the base.
-    ASSERT_EQ(files.size(), 4u) << merge;
-    EXPECT_THAT(files[0].get<std::string>(),
-                testing::MatchesRegex(repository + "/m_LOCAL_[0-9]+\\.txt"));
-    EXPECT_THAT(files[1].get<std::string>(),
-                testing::MatchesRegex(repository + "/m_REMOTE_[0-9]+\\.txt"));
-    EXPECT_EQ(files[2], repository + "/m.txt");
-    EXPECT_THAT(files[3].get<std::string>(),
-                testing::MatchesRegex(repository + "/m_BASE_[0-9]+\\.txt"));
-    EXPECT_EQ(temporary, json::parse("[true,true,false,true]"));
-    bed.finishMerge(merge["GUID"], false);
-    mergetool->wait(60s);
-}
-
-TEST_F(ACallersTemporaryFile, IsSubversionsPristineBase) {
-    apply("svn");
-    shell("svnadmin create '" + outside + "/server' && svn checkout -q 'file://" + outside +
-          "/server' . && printf 'one\\n' > file.txt && svn add -q file.txt && "
-          "svn commit -qm first && printf 'two\\n' > file.txt");
-    shell("svn diff");
-    auto [files, temporary] = sides(bed.waitForNewestDocument({{"kind", "partialChangeset"}}));
-    ASSERT_EQ(files.size(), 2u) << files;
-    EXPECT_THAT(files[0].get<std::string>(),
-                testing::MatchesRegex(repository + "/\\.svn/pristine/.*\\.svn-base"));
-    EXPECT_EQ(files[1], repository + "/file.txt");
-    EXPECT_EQ(temporary, json::parse("[true,false]")) << files;
 }
 
 }  // namespace

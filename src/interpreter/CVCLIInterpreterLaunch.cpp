@@ -82,7 +82,7 @@ bool CVCLIInterpreter::launchCorvaneIfNecessary() {
     CVDistributedNotificationWaiter waiter(
         kLaunchWait, 0, CVCorvaneContract::kDidFinishLaunchingNotification, std::nullopt);
     CVBusNameOwnerWatch ownerWatch(bus, CVCorvaneContract::kApplicationBundleIdentifier,
-                                   [&waiter](const std::string& newOwner) {
+                                   [&waiter](const std::string&, const std::string& newOwner) {
                                        if (!newOwner.empty()) {
                                            waiter.stopRunLoop();
                                        }

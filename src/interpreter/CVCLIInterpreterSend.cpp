@@ -61,7 +61,7 @@ std::shared_ptr<CVDistributedNotificationWaiter> CVCLIInterpreter::sendDocumentI
     auto waiter = std::make_shared<CVDistributedNotificationWaiter>(
         kDeliveryWaitDuration, proxy->processID(), CVCorvaneContract::kCloseTabNotification,
         std::nullopt);
-    waiter->endWhenNameLosesItsOwner(CVCorvaneContract::kApplicationBundleIdentifier);
+    waiter->endWhenApplicationQuits();
     waiter->setNotificationObject(sendPayload(*proxy, *invocation));
     handOverCopies();
     return waiter;

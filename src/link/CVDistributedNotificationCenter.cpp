@@ -60,28 +60,72 @@ CVDistributedNotificationCenter::~CVDistributedNotificationCenter() {
 
 CVDistributedNotificationCenter::Token CVDistributedNotificationCenter::addObserver(
     const std::string& name, const std::optional<std::string>& object, Handler handler) {
-    // The signals are dispatched by the registering thread's run loop. A match per name would
-    // drop a notification sent before its observer existed, such as a merge resolved at once.
-    if (match_ == nullptr && bus_ != nullptr && CVRunLoop::current()->attachBus(bus_) >= 0) {
-        // Watched first, then asked: a change of owner after the answer is still delivered.
-        ownerWatch_ = std::make_unique<CVBusNameOwnerWatch>(
-            bus_, CVCorvaneContract::kApplicationBundleIdentifier,
-            [this](const std::string& newOwner) {
-                applicationOwner_ = newOwner.empty() ? std::nullopt : std::optional(newOwner);
-            });
-        applicationOwner_ =
-            CVSessionBus::ownerOfName(bus_, CVCorvaneContract::kApplicationBundleIdentifier);
-        sd_bus_match_signal(bus_, &match_, nullptr, nullptr,
-                            CVCorvaneContract::kNotificationInterface, nullptr, signalReceived,
-                            this);
-    }
+    startListening();
     Token token = nextToken_++;
     registrations_.emplace(token, Registration{name, object, std::move(handler)});
     return token;
 }
 
+CVDistributedNotificationCenter::Token CVDistributedNotificationCenter::addApplicationQuitObserver(
+    std::function<void()> handler) {
+    startListening();
+    // The copy it watches is the owner now. Since the center asked, changes may have been taken
+    // from the connection while older ones still wait there (the loss of an earlier owner among
+    // them): then the bus is asked again.
+    std::optional<std::string> owner =
+        ownerIsTheAnswer_
+            ? applicationOwner_
+            : CVSessionBus::ownerOfName(bus_, CVCorvaneContract::kApplicationBundleIdentifier);
+    Token token = nextToken_++;
+    quitObservers_.emplace(token, QuitObserver{std::move(owner), std::move(handler)});
+    return token;
+}
+
 void CVDistributedNotificationCenter::removeObserver(Token token) {
     registrations_.erase(token);
+    quitObservers_.erase(token);
+}
+
+void CVDistributedNotificationCenter::startListening() {
+    // The signals are dispatched by the registering thread's run loop. A match per name would
+    // drop a notification sent before its observer existed, such as a merge resolved at once.
+    if (match_ != nullptr || bus_ == nullptr || CVRunLoop::current()->attachBus(bus_) < 0) {
+        return;
+    }
+    // Watched first, then asked: a change of owner after the answer is still delivered.
+    ownerWatch_ = std::make_unique<CVBusNameOwnerWatch>(
+        bus_, CVCorvaneContract::kApplicationBundleIdentifier,
+        [this](const std::string& oldOwner, const std::string& newOwner) {
+            applicationOwnerChanged(oldOwner, newOwner);
+        });
+    applicationOwner_ =
+        CVSessionBus::ownerOfName(bus_, CVCorvaneContract::kApplicationBundleIdentifier);
+    ownerIsTheAnswer_ = true;
+    sd_bus_match_signal(bus_, &match_, nullptr, nullptr, CVCorvaneContract::kNotificationInterface,
+                        nullptr, signalReceived, this);
+}
+
+void CVDistributedNotificationCenter::applicationOwnerChanged(const std::string& oldOwner,
+                                                              const std::string& newOwner) {
+    ownerIsTheAnswer_ = false;
+    applicationOwner_ = newOwner.empty() ? std::nullopt : std::optional(newOwner);
+    if (!newOwner.empty() || oldOwner.empty()) {
+        return;
+    }
+    // As with notifications: call the observers that stand now, each while it still stands.
+    std::vector<Token> tokens;
+    for (const auto& [token, observer] : quitObservers_) {
+        if (observer.owner == oldOwner) {
+            tokens.push_back(token);
+        }
+    }
+    for (Token token : tokens) {
+        auto found = quitObservers_.find(token);
+        if (found != quitObservers_.end()) {
+            std::function<void()> handler = found->second.handler;
+            handler();
+        }
+    }
 }
 
 int CVDistributedNotificationCenter::signalReceived(sd_bus_message* message, void* userdata,

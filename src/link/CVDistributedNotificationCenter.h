@@ -41,6 +41,10 @@ public:
     // the run loop next runs.
     Token addObserver(const std::string& name, const std::optional<std::string>& object,
                       Handler handler);
+    // Calls `handler` when the application's name loses the owner it has now (that copy quit), in
+    // the order the bus delivers messages: after every notification the application sent before.
+    // Ended by removeObserver, like a notification's registration.
+    Token addApplicationQuitObserver(std::function<void()> handler);
     // Ends a registration; an unknown or already removed token is ignored.
     void removeObserver(Token token);
 
@@ -56,6 +60,13 @@ private:
         Handler handler;
     };
     static int signalReceived(sd_bus_message* message, void* userdata, sd_bus_error* error);
+    struct QuitObserver {
+        std::optional<std::string> owner;
+        std::function<void()> handler;
+    };
+    // The match and the owner watch, made once, at the first registration of either kind.
+    void startListening();
+    void applicationOwnerChanged(const std::string& oldOwner, const std::string& newOwner);
 
     sd_bus* bus_;
     // One match for the whole notification interface, made at the first registration.
@@ -64,6 +75,9 @@ private:
     // notification the application sent just before it quit still counts.
     std::unique_ptr<CVBusNameOwnerWatch> ownerWatch_;
     std::optional<std::string> applicationOwner_;
+    // Whether applicationOwner_ is still the bus's answer, no change having been taken since.
+    bool ownerIsTheAnswer_ = false;
     Token nextToken_ = 1;
     std::map<Token, Registration> registrations_;
+    std::map<Token, QuitObserver> quitObservers_;
 };

@@ -1,5 +1,7 @@
 #include "link/CVDistributedNotificationWaiter.h"
 
+#include <memory>
+
 #include "platform/CVRunLoop.h"
 #include "process/ZPProcessInformation.h"
 
@@ -16,7 +18,11 @@ CVDistributedNotificationWaiter::CVDistributedNotificationWaiter(
 }
 
 CVDistributedNotificationWaiter::~CVDistributedNotificationWaiter() {
-    CVDistributedNotificationCenter::defaultCenter().removeObserver(registration_);
+    auto& center = CVDistributedNotificationCenter::defaultCenter();
+    center.removeObserver(registration_);
+    if (quitRegistration_) {
+        center.removeObserver(*quitRegistration_);
+    }
 }
 
 bool CVDistributedNotificationWaiter::runRunLoopUntilNotificationsReceived() {
@@ -28,11 +34,14 @@ bool CVDistributedNotificationWaiter::runRunLoopUntilNotificationsReceived() {
     return CVBlockingObserver::runRunLoopUntilNotificationsReceived();
 }
 
-void CVDistributedNotificationWaiter::endWhenNameLosesItsOwner(const char* name) {
-    ownerWatch_ = std::make_unique<CVBusNameOwnerWatch>(
-        CVSessionBus::shared(), name, [this](const std::string& newOwner) {
+void CVDistributedNotificationWaiter::endWhenApplicationQuits() {
+    if (quitRegistration_) {
+        return;
+    }
+    quitRegistration_ =
+        CVDistributedNotificationCenter::defaultCenter().addApplicationQuitObserver([this] {
             // A notification the application sent before it quit has already ended the wait.
-            if (newOwner.empty() && !stopRunning()) {
+            if (!stopRunning()) {
                 cancelRunLoopWithReason(kApplicationQuitReason);
             }
         });

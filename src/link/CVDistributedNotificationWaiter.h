@@ -1,13 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
 
 #include "link/CVBlockingObserver.h"
 #include "link/CVDistributedNotificationCenter.h"
-#include "platform/CVSessionBus.h"
 
 class CVRunLoopTimer;
 
@@ -29,9 +27,10 @@ public:
     // The base wait, with the one-second presence poll of `processID` while it runs.
     bool runRunLoopUntilNotificationsReceived() override;
 
-    // Also ends the wait, as when the application quits, once the well-known name loses its
-    // owner: the process identifier the application reports is its own word, the bus's is not.
-    void endWhenNameLosesItsOwner(const char* name);
+    // Also ends the wait, as when the application quits, once the application's name loses the
+    // owner it has now: the process identifier the application reports is its own word, the
+    // bus's is not.
+    void endWhenApplicationQuits();
 
     int32_t processID() const { return processID_; }
     // Filters in the handler only: setting it later does not change the registration.
@@ -51,5 +50,5 @@ private:
     std::optional<std::string> notificationObject_;
     CVDistributedNotificationCenter::UserInfo userInfo_;
     CVDistributedNotificationCenter::Token registration_;
-    std::unique_ptr<CVBusNameOwnerWatch> ownerWatch_;
+    std::optional<CVDistributedNotificationCenter::Token> quitRegistration_;
 };

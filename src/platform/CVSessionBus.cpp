@@ -101,7 +101,7 @@ int CVBusNameOwnerWatch::ownerChanged(sd_bus_message* message, void* userdata, s
     const char* oldOwner = nullptr;
     const char* newOwner = nullptr;
     if (sd_bus_message_read(message, "sss", &name, &oldOwner, &newOwner) >= 0) {
-        static_cast<CVBusNameOwnerWatch*>(userdata)->handler_(newOwner);
+        static_cast<CVBusNameOwnerWatch*>(userdata)->handler_(oldOwner, newOwner);
     }
     return 0;
 }

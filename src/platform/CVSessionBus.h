@@ -38,13 +38,13 @@ std::optional<std::string> ownerOfName(sd_bus* bus, const char* name);
 
 }  // namespace CVSessionBus
 
-// Calls back whenever the well-known name changes hands on the bus: with the new owner's unique
-// name, or "" when the name lost its owner. The match is in place when the constructor returns,
-// so a change after that is never missed; callbacks come from the run loop the bus is attached to.
-// A watch that could not be made (no bus) never calls back.
+// Calls back whenever the well-known name changes hands on the bus: with the old and the new
+// owner's unique names, "" standing for no owner. The match is in place when the constructor
+// returns, so a change after that is never missed; callbacks come from the run loop the bus is
+// attached to. A watch that could not be made (no bus) never calls back.
 class CVBusNameOwnerWatch {
 public:
-    using Handler = std::function<void(const std::string& newOwner)>;
+    using Handler = std::function<void(const std::string& oldOwner, const std::string& newOwner)>;
     CVBusNameOwnerWatch(sd_bus* bus, const char* name, Handler handler);
     CVBusNameOwnerWatch(const CVBusNameOwnerWatch&) = delete;
     CVBusNameOwnerWatch& operator=(const CVBusNameOwnerWatch&) = delete;

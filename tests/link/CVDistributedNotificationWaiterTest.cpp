@@ -164,6 +164,28 @@ TEST_F(ADistributedNotificationWaiter, EndsWhenTheApplicationsNameLosesItsOwnerC
     }
 }
 
+TEST_F(ADistributedNotificationWaiter, IsNotEndedByAnEarlierCopysLossOfTheNameStillQueued) {
+    {  // The center follows the name from here on, and takes the changes below.
+        CVDistributedNotificationWaiter earlier(10.0, 1, kClose, std::nullopt);
+        ASSERT_GE(sd_bus_release_name(application_, "com.corvane.Corvane"), 0);
+        ASSERT_GE(sd_bus_request_name(application_, "com.corvane.Corvane", 0), 0);
+        post(kClose, "document-0");
+        ASSERT_TRUE(earlier.runRunLoopUntilNotificationsReceived());
+    }
+    // Another copy takes the name over; the loss is still queued when the wait begins.
+    CVBusObject<sd_bus> successor = CVPrivateSessionBus::shared().openConnection();
+    ASSERT_GE(sd_bus_release_name(application_, "com.corvane.Corvane"), 0);
+    ASSERT_GE(sd_bus_request_name(successor, "com.corvane.Corvane", 0), 0);
+    CVDistributedNotificationWaiter waiter(10.0, 1, kClose, std::nullopt);
+    waiter.endWhenApplicationQuits();
+    ASSERT_GE(
+        CVDistributedNotificationCenter::postNotification(successor, kClose, "document-1", {}), 0);
+    ASSERT_GE(sd_bus_flush(successor), 0);
+
+    EXPECT_TRUE(waiter.runRunLoopUntilNotificationsReceived());
+    EXPECT_EQ(waiter.cancelReason(), std::nullopt);
+}
+
 TEST_F(ADistributedNotificationWaiter, RaisesThePortExceptionWhenTheBusGoesAwayDuringTheWait) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(

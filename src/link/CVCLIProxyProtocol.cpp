@@ -42,11 +42,10 @@ std::shared_ptr<CVCLIProxyProtocol> CVCLIProxyProtocol::rootProxyForConnectionWi
     if (bus == nullptr) {
         return nullptr;
     }
-    CallError error;
     Message reply;
     int result = sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                    "org.freedesktop.DBus", "NameHasOwner", &error.error,
-                                    reply.out(), "s", name.c_str());
+                                    "org.freedesktop.DBus", "NameHasOwner", nullptr, reply.out(),
+                                    "s", name.c_str());
     int hasOwner = 0;
     if (result < 0 || sd_bus_message_read(reply, "b", &hasOwner) < 0 || hasOwner == 0) {
         return nullptr;

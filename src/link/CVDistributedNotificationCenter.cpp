@@ -40,6 +40,25 @@ CVDistributedNotificationCenter::UserInfo readUserInfo(sd_bus_message* message) 
     return userInfo;
 }
 
+// Calls the handler of each entry that `matches` picks now, each only while it still stands:
+// handlers may add or remove registrations, their own among them (hence the handler's copy).
+template <typename Entry, typename Matches, typename Call>
+void callThoseStanding(std::map<CVDistributedNotificationCenter::Token, Entry>& entries,
+                       const Matches& matches, const Call& call) {
+    std::vector<CVDistributedNotificationCenter::Token> tokens;
+    for (const auto& [token, entry] : entries) {
+        if (matches(entry)) {
+            tokens.push_back(token);
+        }
+    }
+    for (auto token : tokens) {
+        if (auto found = entries.find(token); found != entries.end()) {
+            auto handler = found->second.handler;
+            call(handler);
+        }
+    }
+}
+
 }  // namespace
 
 CVDistributedNotificationCenter& CVDistributedNotificationCenter::defaultCenter() {
@@ -112,20 +131,9 @@ void CVDistributedNotificationCenter::applicationOwnerChanged(const std::string&
     if (!newOwner.empty() || oldOwner.empty()) {
         return;
     }
-    // As with notifications: call the observers that stand now, each while it still stands.
-    std::vector<Token> tokens;
-    for (const auto& [token, observer] : quitObservers_) {
-        if (observer.owner == oldOwner) {
-            tokens.push_back(token);
-        }
-    }
-    for (Token token : tokens) {
-        auto found = quitObservers_.find(token);
-        if (found != quitObservers_.end()) {
-            std::function<void()> handler = found->second.handler;
-            handler();
-        }
-    }
+    callThoseStanding(
+        quitObservers_, [&](const QuitObserver& observer) { return observer.owner == oldOwner; },
+        [](const std::function<void()>& handler) { handler(); });
 }
 
 int CVDistributedNotificationCenter::signalReceived(sd_bus_message* message, void* userdata,
@@ -141,21 +149,13 @@ int CVDistributedNotificationCenter::signalReceived(sd_bus_message* message, voi
         return 0;
     }
     UserInfo userInfo = readUserInfo(message);
-    // Handlers may add or remove registrations: call those that stand now, each while it still
-    // stands.
-    std::vector<Token> tokens;
-    for (const auto& [token, registration] : center->registrations_) {
-        if (registration.name == name && (!registration.object || registration.object == object)) {
-            tokens.push_back(token);
-        }
-    }
-    for (Token token : tokens) {
-        auto found = center->registrations_.find(token);
-        if (found != center->registrations_.end()) {
-            Handler handler = found->second.handler;
-            handler(object, userInfo);
-        }
-    }
+    callThoseStanding(
+        center->registrations_,
+        [&](const Registration& registration) {
+            return registration.name == name &&
+                   (!registration.object || registration.object == object);
+        },
+        [&](const Handler& handler) { handler(object, userInfo); });
     return 0;
 }
 

@@ -31,8 +31,8 @@ uint64_t microseconds(double seconds) {
         return kNoLimit;
     }
     // Rounded to the nearest microsecond without libm, which the tool would load for this alone.
-    auto rounded =
-        std::chrono::round<std::chrono::microseconds>(std::chrono::duration<double>(seconds));
+    auto rounded = std::chrono::round<std::chrono::microseconds>(
+        std::chrono::duration<double, std::micro>(value));
     return static_cast<uint64_t>(rounded.count());
 }
 

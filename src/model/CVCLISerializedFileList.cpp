@@ -33,16 +33,13 @@ struct PairingSide {
     std::string answeredFolder;
     bool answeredFolderIsAbsent = false;
 
-    PairingSide(const std::string& path, std::optional<bool> isTemporary,
-                std::optional<bool> isDeletedOnExit)
-        : folder(CVPaths::standardizingPath(path)),
+    // `folder`: the standardized path of the side's folder, which `listing` lists.
+    PairingSide(std::string standardizedFolder, std::optional<CVFolderListing> walk,
+                std::optional<bool> isTemporary, std::optional<bool> isDeletedOnExit)
+        : folder(std::move(standardizedFolder)),
           temporary(isTemporary),
           deletedOnExit(isDeletedOnExit),
-          listing(CVListFilesInFolder(folder).value_or(CVFolderListing())) {
-        std::sort(listing.files.begin(), listing.files.end(),
-                  [](const CVFolderEntry& left, const CVFolderEntry& right) {
-                      return left.relativePath < right.relativePath;
-                  });
+          listing(std::move(walk).value_or(CVFolderListing())) {
         // Files are named by the real path of their folder, as their bookmarks resolve them.
         std::unique_ptr<char, decltype(&free)> real(realpath(folder.c_str(), nullptr), &free);
         if (real) {
@@ -167,8 +164,12 @@ bool CVCLISerializedFileList::enumerateFileListsWithRecursiveContentsOfLeft(
     std::optional<bool> rightTemporary, std::optional<bool> rightDeletedOnExit,
     const std::function<bool(std::shared_ptr<CVCLISerializedFileList>)>& block,
     std::optional<CVError>* error) {
-    PairingSide leftSide(left, leftTemporary, leftDeletedOnExit);
-    PairingSide rightSide(right, rightTemporary, rightDeletedOnExit);
+    std::vector<std::string> folders = {CVPaths::standardizingPath(left),
+                                        CVPaths::standardizingPath(right)};
+    // Both trees are walked at once: on two cores, in the time of the larger.
+    std::vector<std::optional<CVFolderListing>> walks = CVListFilesInFolders(folders);
+    PairingSide leftSide(folders[0], std::move(walks[0]), leftTemporary, leftDeletedOnExit);
+    PairingSide rightSide(folders[1], std::move(walks[1]), rightTemporary, rightDeletedOnExit);
     const auto& leftFiles = leftSide.listing.files;
     const auto& rightFiles = rightSide.listing.files;
     for (const PairingSide* side : {&leftSide, &rightSide}) {

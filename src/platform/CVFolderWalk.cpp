@@ -6,7 +6,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <thread>
 
 namespace {
 
@@ -53,14 +55,26 @@ void walkFolder(int fd, std::string& prefix, CVFolderListing& listing) {
     closedir(folder);
 }
 
-}  // namespace
-
-std::optional<CVFolderListing> CVListFilesInFolder(const std::string& folder) {
-    int fd = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+std::optional<CVFolderListing> listFiles(const std::string& path) {
+    int fd = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd < 0) {
         return std::nullopt;
     }
-    // One descriptor per level: allow as many as the hard limit does while the walk runs.
+    CVFolderListing listing;
+    std::string prefix;
+    walkFolder(fd, prefix, listing);
+    std::sort(listing.files.begin(), listing.files.end(),
+              [](const CVFolderEntry& left, const CVFolderEntry& right) {
+                  return left.relativePath < right.relativePath;
+              });
+    return listing;
+}
+
+}  // namespace
+
+std::vector<std::optional<CVFolderListing>> CVListFilesInFolders(
+    const std::vector<std::string>& folders) {
+    // One descriptor per level: allow as many as the hard limit does while the walks run.
     struct rlimit limit {};
     bool raised = getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max;
     if (raised) {
@@ -68,11 +82,21 @@ std::optional<CVFolderListing> CVListFilesInFolder(const std::string& folder) {
         wider.rlim_cur = limit.rlim_max;
         raised = setrlimit(RLIMIT_NOFILE, &wider) == 0;
     }
-    CVFolderListing listing;
-    std::string prefix;
-    walkFolder(fd, prefix, listing);
+    std::vector<std::optional<CVFolderListing>> listings(folders.size());
+    std::vector<std::thread> walkers;
+    for (size_t index = folders.size(); index-- > 0;) {
+        auto walk = [&folders, &listings, index] { listings[index] = listFiles(folders[index]); };
+        if (index == 0) {
+            walk();
+        } else {
+            walkers.emplace_back(walk);
+        }
+    }
+    for (std::thread& walker : walkers) {
+        walker.join();
+    }
     if (raised) {
         setrlimit(RLIMIT_NOFILE, &limit);
     }
-    return listing;
+    return listings;
 }

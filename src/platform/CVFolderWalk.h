@@ -19,8 +19,8 @@ struct CVFolderEntry {
 };
 
 struct CVFolderListing {
-    // Every entry that is not a folder (regular files, symbolic links, others), in the order the
-    // file system gives.
+    // Every entry that is not a folder (regular files, symbolic links, others), sorted by
+    // relative path (bytewise).
     std::vector<CVFolderEntry> files;
     // The folders that were read, relative to the walked folder ("" for the folder itself): a
     // name missing from `files` under one of them does not exist there.
@@ -31,10 +31,12 @@ struct CVFolderListing {
     bool tooDeep = false;
 };
 
-// A deep listing under a folder. Names beginning with "." are skipped with everything under them;
+// Deep listings under folders, walked at the same time, each on a thread of its own (the first
+// on the caller's). Names beginning with "." are skipped with everything under them;
 // symbolic links are listed, never followed; subfolders that cannot be read contribute nothing.
-// Nothing when the folder itself cannot be opened as a folder. One getdents pass per folder and
-// one fstat per folder; entries cost no system call of their own unless the file system leaves
-// their type unknown. The walk holds one descriptor per level: for its length the soft limit of
+// A listing is nothing when its folder cannot be opened as a folder. One getdents pass per folder
+// and one fstat per folder; entries cost no system call of their own unless the file system leaves
+// their type unknown. A walk holds one descriptor per level: while the walks run the soft limit of
 // open files is raised to the hard one, and a tree deeper still is reported as `tooDeep`.
-std::optional<CVFolderListing> CVListFilesInFolder(const std::string& folder);
+std::vector<std::optional<CVFolderListing>> CVListFilesInFolders(
+    const std::vector<std::string>& folders);

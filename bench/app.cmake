@@ -10,3 +10,10 @@ endif()
 cvdiff_benchmark(changeset_items_benchmark
     SOURCES ${CMAKE_CURRENT_SOURCE_DIR}/ChangesetItemsBenchmark.cpp
     LIBRARIES cv_app)
+cvdiff_benchmark(StreamedInvocationBenchmark
+    SOURCES ${CMAKE_CURRENT_SOURCE_DIR}/StreamedInvocationBenchmark.cpp
+    LIBRARIES cv_app)
+if(TARGET mimalloc)
+    # The allocator the application runs with.
+    target_link_libraries(StreamedInvocationBenchmark PRIVATE mimalloc)
+endif()

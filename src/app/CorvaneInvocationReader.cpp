@@ -57,20 +57,30 @@ bool isTemporary(const std::shared_ptr<CVCLISerializedFile>& file, const std::st
     return located->isTemporaryForCallingProcess(*caller);
 }
 
-// `budget`: how many more files may be looked up and held (see kFilesTakenWhileAnswering).
-// `caller`: the process that called, whose temporary places count; null for none.
-CorvaneFileList fileListOf(const CVCLISerializedFileList& record, size_t* budget,
-                           ZPProcessInformation* caller = nullptr) {
+}  // namespace
+
+// How the files of one invocation are looked up: how many more may be (see
+// kFilesTakenWhileAnswering), and the process that called, whose temporary places count (null for
+// none).
+struct Lookup {
+    size_t budget = kFilesTakenWhileAnswering;
+    std::unique_ptr<ZPProcessInformation> caller;
+};
+
+namespace {
+
+CorvaneFileList fileListOf(const CVCLISerializedFileList& record, Lookup* lookup) {
     CorvaneFileList fileList;
     if (record.files()) {
         for (const auto& file : *record.files()) {
-            bool inBudget = *budget > 0;
-            *budget -= inBudget ? 1 : 0;
+            bool inBudget = lookup->budget > 0;
+            lookup->budget -= inBudget ? 1 : 0;
             std::string path = pathOf(file, inBudget).value_or("");
             bool deletedOnExit = file && file->deletedOnExit().value_or(false);
             bool hold = !path.empty() && (inBudget || deletedOnExit);
             fileList.heldFiles.push_back(hold ? CVHeldFile::open(path, deletedOnExit) : nullptr);
-            fileList.temporary.push_back(isTemporary(file, path, inBudget ? caller : nullptr));
+            fileList.temporary.push_back(
+                isTemporary(file, path, inBudget ? lookup->caller.get() : nullptr));
             fileList.files.push_back(std::move(path));
         }
     }
@@ -82,14 +92,14 @@ CorvaneFileList fileListOf(const CVCLISerializedFileList& record, size_t* budget
 
 void appendFileLists(
     const std::optional<std::vector<std::shared_ptr<CVCLISerializedFileList>>>& lists,
-    std::vector<CorvaneFileList>* destination, size_t* budget, ZPProcessInformation* caller) {
+    std::vector<CorvaneFileList>* destination, Lookup* lookup) {
     if (!lists) {
         return;
     }
     destination->reserve(destination->size() + lists->size());
     for (const auto& list : *lists) {
         if (list) {
-            destination->push_back(fileListOf(*list, budget, caller));
+            destination->push_back(fileListOf(*list, lookup));
         }
     }
 }
@@ -97,9 +107,8 @@ void appendFileLists(
 // Fills the request from the one request field the invocation sets; false with the reason when
 // it sets none or the one it sets cannot be shown. Merges come first: a merge needs its output.
 bool readRequest(const CVCLISerializedDiffInvocation& invocation, CorvaneRequest* request,
-                 std::string* whyRefused) {
-    size_t budget = kFilesTakenWhileAnswering;
-    ZPProcessInformation caller(invocation.parentPID());
+                 Lookup* lookup, std::string* whyRefused) {
+    lookup->caller = std::make_unique<ZPProcessInformation>(invocation.parentPID());
     request->waitForTabClose = invocation.waitForTabClose();
     request->parentPID = invocation.parentPID();
     request->parentProcessName = invocation.parentProcessName();
@@ -113,7 +122,7 @@ bool readRequest(const CVCLISerializedDiffInvocation& invocation, CorvaneRequest
             *whyRefused = "The merge has no output file.";
             return false;
         }
-        request->fileLists.push_back(fileListOf(*merge->fileList(), &budget, &caller));
+        request->fileLists.push_back(fileListOf(*merge->fileList(), lookup));
         request->outputFile = pathOf(merge->outputFile());
         request->baseFile = pathOf(merge->baseFile());
         request->label = merge->label();
@@ -124,7 +133,7 @@ bool readRequest(const CVCLISerializedDiffInvocation& invocation, CorvaneRequest
         request->changesetIdentifier =
             partial->UUID() ? partial->UUID() : partial->UUIDForProcess();
         if (partial->fileList()) {
-            request->fileLists.push_back(fileListOf(*partial->fileList(), &budget, &caller));
+            request->fileLists.push_back(fileListOf(*partial->fileList(), lookup));
         }
         request->label = partial->label();
         return true;
@@ -133,18 +142,18 @@ bool readRequest(const CVCLISerializedDiffInvocation& invocation, CorvaneRequest
         request->kind = CorvaneDocumentKind::partialChangeset;
         request->isChangesetSummary = true;
         request->changesetIdentifier = summary->UUIDForProcess();
-        appendFileLists(summary->fileLists(), &request->fileLists, &budget, &caller);
+        appendFileLists(summary->fileLists(), &request->fileLists, lookup);
         return true;
     }
     if (const auto& changeset = invocation.changeset()) {
         request->kind = CorvaneDocumentKind::changeset;
-        appendFileLists(changeset->fileLists(), &request->fileLists, &budget, &caller);
+        appendFileLists(changeset->fileLists(), &request->fileLists, lookup);
         request->label = changeset->label();
         return true;
     }
     if (const auto& fileList = invocation.fileList()) {
         request->kind = CorvaneDocumentKind::diff;
-        request->fileLists.push_back(fileListOf(*fileList, &budget, &caller));
+        request->fileLists.push_back(fileListOf(*fileList, lookup));
         request->label = fileList->label();
         return true;
     }
@@ -158,8 +167,7 @@ bool readRequest(const CVCLISerializedDiffInvocation& invocation, CorvaneRequest
 
 std::optional<Invocation> readInvocation(sd_bus_message* message, std::string* whyRefused) {
     std::string reason;
-    std::shared_ptr<CVCLISerializedObject> root =
-        CVWireCoding::readInvocationRecord(message, &reason);
+    std::shared_ptr<CVCLISerializedObject> root = CVWireCoding::readRecord(message, &reason);
     if (!root) {
         *whyRefused = reason;
         return std::nullopt;
@@ -171,11 +179,51 @@ std::optional<Invocation> readInvocation(sd_bus_message* message, std::string* w
         return std::nullopt;
     }
     Invocation result;
-    if (!readRequest(*invocation, &result.request, whyRefused)) {
+    Lookup lookup;
+    if (!readRequest(*invocation, &result.request, &lookup, whyRefused)) {
         return std::nullopt;
     }
     result.record = std::move(invocation);
     return result;
+}
+
+StreamedInvocation::StreamedInvocation() : lookup_(std::make_unique<Lookup>()) {}
+StreamedInvocation::~StreamedInvocation() = default;
+
+bool StreamedInvocation::append(std::string_view bytes, std::string* whyRefused) {
+    bool hadInvocation = invocation_.record != nullptr;
+    if (!reader_.append(bytes)) {
+        *whyRefused = reader_.whyRefused();
+        return false;
+    }
+    if (!hadInvocation && reader_.root() != nullptr) {
+        // The reader has checked that it is an invocation with a changeset.
+        invocation_.record =
+            std::static_pointer_cast<CVCLISerializedDiffInvocation>(reader_.root());
+        if (!readRequest(*invocation_.record, &invocation_.request, lookup_.get(), whyRefused)) {
+            return false;
+        }
+        if (invocation_.request.kind != CorvaneDocumentKind::changeset) {
+            *whyRefused = "Only the file lists of a changeset are streamed.";
+            return false;
+        }
+    }
+    std::vector<std::shared_ptr<CVCLISerializedFileList>> lists = reader_.takeFileLists();
+    CVCLISerializedChangeset* changeset =
+        lists.empty() ? nullptr : invocation_.record->changeset().get();
+    for (auto& list : lists) {
+        invocation_.request.fileLists.push_back(fileListOf(*list, lookup_.get()));
+        changeset->addFileList(std::move(list));
+    }
+    return true;
+}
+
+std::optional<Invocation> StreamedInvocation::finish(std::string* whyRefused) {
+    if (!reader_.isEnded()) {
+        *whyRefused = "the stream ends before the frame that ends it";
+        return std::nullopt;
+    }
+    return std::move(invocation_);
 }
 
 std::optional<std::vector<CorvaneFileList>> pairFilesOfFolders(const std::string& left,
@@ -189,11 +237,11 @@ std::optional<std::vector<CorvaneFileList>> pairFilesOfFolders(const std::string
         return std::nullopt;
     }
     std::vector<CorvaneFileList> items;
-    size_t budget = kFilesTakenWhileAnswering;
+    Lookup lookup;
     for (const auto& list : *lists) {
         // A folder with no files is paired as the two folders themselves: nothing to list.
         if (list && list->relativePath()) {
-            items.push_back(fileListOf(*list, &budget));
+            items.push_back(fileListOf(*list, &lookup));
         }
     }
     return items;

@@ -5,10 +5,12 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "app/CorvaneDocument.h"
 #include "model/CVCLISerializedDiffInvocation.h"
+#include "model/CVPackedCoding.h"
 
 // The one place where the application reads the tool's records: the coded invocation of a call,
 // decoded strictly and turned into what it asks the application to show.
@@ -20,11 +22,34 @@ struct Invocation {
     std::shared_ptr<CVCLISerializedDiffInvocation> record;
 };
 
-// Reads the coded invocation (one variant: the record, or a sealed memory file holding it packed)
-// at the message's read position. Nothing, with the
-// reason in whyRefused, when the payload is malformed, its root is not an invocation, or the
-// invocation asks for nothing the application can show.
+// Reads the coded invocation (one variant holding the record) at the message's read position.
+// Nothing, with the reason in whyRefused, when the payload is malformed, its root is not an
+// invocation, or the invocation asks for nothing the application can show.
 std::optional<Invocation> readInvocation(sd_bus_message* message, std::string* whyRefused);
+
+struct Lookup;
+
+// An invocation arriving as a packed stream (CVPackedCoding), fed its bytes as they come: the
+// invocation and every frame of file lists are decoded, and the lists made the request's items,
+// as soon as they are whole, so that a large changeset is read while the tool still pairs it.
+class StreamedInvocation {
+public:
+    StreamedInvocation();
+    ~StreamedInvocation();
+    StreamedInvocation(const StreamedInvocation&) = delete;
+    StreamedInvocation& operator=(const StreamedInvocation&) = delete;
+
+    // Takes the next bytes; false, with the reason, at the first refusal, as readInvocation's.
+    bool append(std::string_view bytes, std::string* whyRefused);
+    // After the last bytes: the invocation, or nothing, with the reason, when the stream did not
+    // end as a stream must.
+    std::optional<Invocation> finish(std::string* whyRefused);
+
+private:
+    CVPackedCoding::StreamReader reader_;
+    Invocation invocation_;
+    std::unique_ptr<Lookup> lookup_;
+};
 
 // The files under two folders paired by relative path, as the items of a changeset comparing
 // them (a file only one folder has stands against no file). Nothing, with the reason, when the

@@ -1,9 +1,13 @@
 #include "app/CorvaneProxyService.h"
 
+#include <fcntl.h>
+#include <sys/epoll.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cmath>
+#include <cstring>
 #include <memory>
 
 #include "app/CorvaneApplication.h"
@@ -67,33 +71,36 @@ int markChangesetWithUUIDAsClosed(sd_bus_message* message, void* userdata, sd_bu
     return sd_bus_reply_method_return(message, "");
 }
 
-int GUIDForDocumentWithCVDiffInvocation(sd_bus_message* message, void* userdata,
-                                        sd_bus_error* error) {
-    auto start = std::chrono::steady_clock::now();
-    CorvaneApplication& application = CorvaneApplication::of(userdata);
-    static constexpr const char* kMember = "GUIDForDocumentWithCVDiffInvocation";
+constexpr const char* kDocumentMember = "GUIDForDocumentWithCVDiffInvocation";
+using Clock = std::chrono::steady_clock;
 
-    std::string whyRefused;
-    auto invocation = CorvaneInvocationReader::readInvocation(message, &whyRefused);
-    if (!invocation) {
-        recordCall(application, kMember, {{"error", whyRefused}});
-        CVSystemLog("Refused an invocation: " + whyRefused);
-        return sd_bus_error_set(error, CorvaneNames::kInvalidInvocationError, whyRefused.c_str());
-    }
+// Answers the call with an error saying why its invocation is refused.
+int refuseInvocation(CorvaneApplication& application, sd_bus_message* call,
+                     const std::string& whyRefused) {
+    recordCall(application, kDocumentMember, {{"error", whyRefused}});
+    CVSystemLog("Refused an invocation: " + whyRefused);
+    int result = sd_bus_reply_method_errorf(call, CorvaneNames::kInvalidInvocationError, "%s",
+                                            whyRefused.c_str());
+    return result < 0 ? result : 1;
+}
+
+// Opens the invocation's document and answers the call with its identifier.
+int answerInvocation(CorvaneApplication& application, sd_bus_message* call,
+                     CorvaneInvocationReader::Invocation invocation, Clock::time_point start) {
     const CorvaneDocument& document =
-        application.documents().openDocumentForRequest(std::move(invocation->request));
+        application.documents().openDocumentForRequest(std::move(invocation.request));
 
     CVBusObject<sd_bus_message> reply;
-    int result = sd_bus_message_new_method_return(message, reply.out());
+    int result = sd_bus_message_new_method_return(call, reply.out());
     if (result >= 0) {
         result = CVWireCoding::appendStringOrNil(reply, document.GUID);
     }
-    std::chrono::duration<double, std::micro> elapsed = std::chrono::steady_clock::now() - start;
+    std::chrono::duration<double, std::micro> elapsed = Clock::now() - start;
     // Journaled before the reply goes out, so that a caller that has its answer finds the line.
     // Rendering a large changeset as JSON is not free: only for a journal that is written.
     if (application.journal().isOpen()) {
-        recordCall(application, kMember,
-                   {{"invocation", CorvaneJSONForRecord(*invocation->record)},
+        recordCall(application, kDocumentMember,
+                   {{"invocation", CorvaneJSONForRecord(*invocation.record)},
                     {"reply", document.GUID},
                     {"document", document.json()},
                     {"microseconds", std::round(elapsed.count() * 10) / 10}});
@@ -107,6 +114,120 @@ int GUIDForDocumentWithCVDiffInvocation(sd_bus_message* message, void* userdata,
         application.presenter()->documentDidChange(document);
     }
     return result < 0 ? result : 1;
+}
+
+// A call whose invocation streams in through a socket: read whenever the socket has bytes, between
+// the application's other work, and answered when the stream ends.
+class StreamedCall {
+public:
+    // Takes the call over, reading from a copy of the descriptor.
+    static int receive(CorvaneApplication& application, sd_bus_message* call, int descriptor,
+                       Clock::time_point start) {
+        int copy = fcntl(descriptor, F_DUPFD_CLOEXEC, 3);
+        if (copy < 0 || fcntl(copy, F_SETFL, O_NONBLOCK) < 0) {
+            if (copy >= 0) {
+                close(copy);
+            }
+            return refuseInvocation(application, call,
+                                    std::string("the stream cannot be read: ") + strerror(errno));
+        }
+        auto* streamed = new StreamedCall(application, call, copy, start);
+        sd_event_source* source = nullptr;
+        int result =
+            sd_event_add_io(application.event(), &source, copy, EPOLLIN, readable, streamed);
+        if (result >= 0) {
+            // The loop owns the source, and the source the call, also when the loop ends first.
+            sd_event_source_set_destroy_callback(source, destroy);
+            sd_event_source_set_floating(source, 1);
+            sd_event_source_unref(source);
+            return 1;
+        }
+        delete streamed;
+        return refuseInvocation(application, call,
+                                std::string("the stream cannot be read: ") + strerror(-result));
+    }
+
+    StreamedCall(const StreamedCall&) = delete;
+    StreamedCall& operator=(const StreamedCall&) = delete;
+    ~StreamedCall() { close(descriptor_); }
+
+private:
+    // Reads at most this much before the loop runs other work again.
+    static constexpr size_t kReadSize = 1 << 20;
+    static constexpr int kReadsAtOnce = 8;
+
+    StreamedCall(CorvaneApplication& application, sd_bus_message* call, int descriptor,
+                 Clock::time_point start)
+        : application_(application),
+          call_(sd_bus_message_ref(call)),
+          descriptor_(descriptor),
+          start_(start) {}
+
+    static void destroy(void* userdata) { delete static_cast<StreamedCall*>(userdata); }
+
+    static int readable(sd_event_source* source, int, uint32_t, void* userdata) {
+        auto& streamed = *static_cast<StreamedCall*>(userdata);
+        std::optional<int> answered = streamed.read();
+        if (answered) {
+            // The loop lets go of the source, which is freed, and with it the call, once this
+            // dispatch is over.
+            sd_event_source_set_enabled(source, SD_EVENT_OFF);
+            sd_event_source_set_floating(source, 0);
+        }
+        return 0;
+    }
+
+    // Reads what the socket holds; the result of answering once the call is answered.
+    std::optional<int> read() {
+        buffer_.resize(kReadSize);
+        std::string whyRefused;
+        for (int time = 0; time < kReadsAtOnce; ++time) {
+            ssize_t count = ::read(descriptor_, buffer_.data(), buffer_.size());
+            if (count < 0 && errno == EINTR) {
+                continue;
+            }
+            if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+                return std::nullopt;
+            }
+            if (count < 0) {
+                return refuseInvocation(application_, call_,
+                                        std::string("the stream broke: ") + strerror(errno));
+            }
+            if (count == 0) {
+                auto invocation = invocation_.finish(&whyRefused);
+                return invocation
+                           ? answerInvocation(application_, call_, std::move(*invocation), start_)
+                           : refuseInvocation(application_, call_, whyRefused);
+            }
+            if (!invocation_.append(std::string_view(buffer_.data(), size_t(count)), &whyRefused)) {
+                return refuseInvocation(application_, call_, whyRefused);
+            }
+        }
+        return std::nullopt;
+    }
+
+    CorvaneApplication& application_;
+    CVBusObject<sd_bus_message> call_;
+    int descriptor_;
+    Clock::time_point start_;
+    CorvaneInvocationReader::StreamedInvocation invocation_;
+    std::string buffer_;
+};
+
+int GUIDForDocumentWithCVDiffInvocation(sd_bus_message* message, void* userdata, sd_bus_error*) {
+    auto start = Clock::now();
+    CorvaneApplication& application = CorvaneApplication::of(userdata);
+    int descriptor = -1;
+    int streamed = CVWireCoding::readPackedStream(message, &descriptor);
+    if (streamed > 0) {
+        return StreamedCall::receive(application, message, descriptor, start);
+    }
+    std::string whyRefused;
+    auto invocation = CorvaneInvocationReader::readInvocation(message, &whyRefused);
+    if (!invocation) {
+        return refuseInvocation(application, message, whyRefused);
+    }
+    return answerInvocation(application, message, std::move(*invocation), start);
 }
 
 const sd_bus_vtable kVtable[] = {

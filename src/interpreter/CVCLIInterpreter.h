@@ -9,6 +9,7 @@
 
 #include "cli/CVCLIArgumentParser.h"
 #include "cli/CVCLIArgumentParserDelegate.h"
+#include "link/CVCLIProxyProtocol.h"
 #include "platform/CVError.h"
 
 class ZPProcessInformation;
@@ -16,7 +17,6 @@ class CVCLISerializedDiffInvocation;
 class CVPackedInvocationWriter;
 class CVCLISerializedFile;
 class CVCLISerializedFileList;
-class CVCLIProxyProtocol;
 class CVDistributedNotificationWaiter;
 
 // Drives one run of the tool: classifies the caller, captures standard input, parses the
@@ -108,13 +108,24 @@ public:
     bool launchCorvaneIfNecessary();
     std::shared_ptr<CVCLIProxyProtocol> createProxyForCorvane();
     // Pairs the folders of every item into the changeset, or, once the items outgrow an ordinary
-    // message, into `packedInvocation_`; false with interpretError set when that fails.
+    // message, into a packed stream the application reads while the pairing goes on; false with
+    // interpretError set when that fails.
     bool addItemsToChangeset(const std::vector<CVFileListDictionary>& fileLists,
                              CVCLISerializedDiffInvocation& invocation);
-    // Calls GUIDForDocumentWithCVDiffInvocation with the invocation, or its packed form when
-    // there is one; the document's identifier.
-    std::optional<std::string> sendPayload(CVCLIProxyProtocol& proxy,
-                                           const CVCLISerializedDiffInvocation& invocation);
+    // Where an invocation goes: the application's proxy, the waiter when the command waits, and
+    // the call of an invocation that is being streamed.
+    struct Delivery {
+        std::shared_ptr<CVCLIProxyProtocol> proxy;
+        std::shared_ptr<CVDistributedNotificationWaiter> waiter;
+        std::unique_ptr<CVCLIProxyProtocol::PendingDocument> streamedCall;
+    };
+    // Reaches the application for the invocation: its proxy and, when the command waits, the
+    // waiter, registered before anything is sent. Nothing, with the error recorded, when the
+    // application cannot be reached.
+    std::optional<Delivery> openDelivery(const CVCLISerializedDiffInvocation& invocation);
+    // Starts streaming the invocation, whose changeset's lists follow: reaches the application
+    // and sends the call that the stream's end will answer.
+    bool beginStreamingInvocation(const CVCLISerializedDiffInvocation& invocation);
     std::shared_ptr<CVDistributedNotificationWaiter> sendDocumentInvocation(
         const std::shared_ptr<CVCLISerializedDiffInvocation>& invocation);
     void sendUncoordinatedDocumentInvocation(
@@ -173,7 +184,8 @@ private:
     std::string workingDirectory_;
     bool didComputeSignificantParent_ = false;
     std::shared_ptr<ZPProcessInformation> significantParentProcess_;
-    // A changeset too large for one message, packed in a sealed memory file; sent in place of the
-    // invocation's own coding.
+    // A changeset too large for one message, streamed packed while it is paired, and where it
+    // goes; sent in place of the invocation's own coding.
     std::unique_ptr<CVPackedInvocationWriter> packedInvocation_;
+    std::optional<Delivery> streamedDelivery_;
 };

@@ -147,7 +147,8 @@ bool CVCLIInterpreter::addItemsToChangeset(const std::vector<CVFileListDictionar
                                            CVCLISerializedDiffInvocation& invocation) {
     CVCLISerializedChangeset& changeset = *invocation.changeset();
     // Up to this size the invocation travels as an ordinary message; past it, where the bus
-    // passes descriptors, the lists are packed into a sealed memory file as they are made.
+    // passes descriptors, the call is made at once and the lists follow it, packed, through a
+    // socket as they are made.
     static constexpr size_t kLargestInlineSize = 1 << 20;
     bool mayPack = CVSessionBus::sharedCanPassDescriptors();
     size_t inlineSize = CVWireCoding::encodedSize(invocation);
@@ -162,8 +163,7 @@ bool CVCLIInterpreter::addItemsToChangeset(const std::vector<CVFileListDictionar
         }
         auto lists = *changeset.fileLists();
         changeset.setFileLists(CVCLISerializedChangeset::FileLists());
-        packedInvocation_ = std::make_unique<CVPackedInvocationWriter>();
-        if (!packedInvocation_->begin(invocation, changeset)) {
+        if (!beginStreamingInvocation(invocation)) {
             return false;
         }
         return std::ranges::all_of(lists, [this](const auto& earlier) {
@@ -182,10 +182,16 @@ bool CVCLIInterpreter::addItemsToChangeset(const std::vector<CVFileListDictionar
         if (!CVCLISerializedFileList::enumerateFileListsWithRecursiveContentsOfLeft(
                 left.path, left.isTemporary, left.deleteOnExit, right.path, right.isTemporary,
                 right.deleteOnExit, addList, &error)) {
-            interpretError_ = error.value_or(CVError::withLocalizedDescription(
-                CVProcessName() + ": could not code the changeset"));
+            if (!interpretError_) {
+                interpretError_ = error.value_or(CVError::withLocalizedDescription(
+                    CVProcessName() + ": could not code the changeset"));
+            }
             break;
         }
+    }
+    if (packedInvocation_ && packedInvocation_->isBroken() && streamedDelivery_) {
+        // The application stopped reading: its answer to the call says why.
+        streamedDelivery_->proxy->GUIDForDocument(*streamedDelivery_->streamedCall);
     }
     if (packedInvocation_ && !interpretError_ && !packedInvocation_->finish() &&
         !packedInvocation_->isTooLarge()) {

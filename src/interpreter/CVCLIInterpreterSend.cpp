@@ -1,5 +1,6 @@
 // Reaching the application: the proxy, delivering invocations, waiting for the document's tab and
 // the authorization request.
+#include <utility>
 #include <vector>
 
 #include "interpreter/CVCLIInterpreter.h"
@@ -19,14 +20,6 @@ constexpr double kDeliveryWaitDuration = 864000000.0;
 
 }  // namespace
 
-std::optional<std::string> CVCLIInterpreter::sendPayload(
-    CVCLIProxyProtocol& proxy, const CVCLISerializedDiffInvocation& invocation) {
-    if (packedInvocation_) {
-        return proxy.GUIDForDocumentWithPackedInvocation(packedInvocation_->descriptor());
-    }
-    return proxy.GUIDForDocumentWithCVDiffInvocation(invocation);
-}
-
 std::shared_ptr<CVCLIProxyProtocol> CVCLIInterpreter::createProxyForCorvane() {
     if (!launchCorvaneIfNecessary()) {
         return nullptr;
@@ -40,31 +33,61 @@ std::shared_ptr<CVCLIProxyProtocol> CVCLIInterpreter::createProxyForCorvane() {
     return proxy;
 }
 
+std::optional<CVCLIInterpreter::Delivery> CVCLIInterpreter::openDelivery(
+    const CVCLISerializedDiffInvocation& invocation) {
+    auto proxy = createProxyForCorvane();
+    if (proxy == nullptr) {
+        // No document will be opened, so nothing would ever end a wait for one: the error recorded
+        // by createProxyForCorvane ends the run instead.
+        return std::nullopt;
+    }
+    Delivery delivery{.proxy = proxy};
+    if (invocation.waitForTabClose()) {
+        // Registered before the document is sent, so that an early close is not missed. Nothing
+        // that will not wait costs the round trips of an observer.
+        delivery.waiter = std::make_shared<CVDistributedNotificationWaiter>(
+            kDeliveryWaitDuration, proxy->processID(), CVCorvaneContract::kCloseTabNotification,
+            std::nullopt);
+        delivery.waiter->endWhenApplicationQuits();
+    }
+    return delivery;
+}
+
+bool CVCLIInterpreter::beginStreamingInvocation(const CVCLISerializedDiffInvocation& invocation) {
+    packedInvocation_ = std::make_unique<CVPackedInvocationWriter>();
+    if (!packedInvocation_->begin(invocation)) {
+        return false;
+    }
+    streamedDelivery_ = openDelivery(invocation);
+    if (!streamedDelivery_) {
+        return false;
+    }
+    CVCLIProxyProtocol& proxy = *streamedDelivery_->proxy;
+    streamedDelivery_->streamedCall =
+        proxy.beginGUIDForDocumentWithPackedStream(packedInvocation_->readingEnd());
+    packedInvocation_->closeReadingEnd();
+    return true;
+}
+
 std::shared_ptr<CVDistributedNotificationWaiter> CVCLIInterpreter::sendDocumentInvocation(
     const std::shared_ptr<CVCLISerializedDiffInvocation>& invocation) {
     if (interpretError()) {
         return nullptr;
     }
-    auto proxy = createProxyForCorvane();
-    if (proxy == nullptr) {
-        // No document was opened, so nothing would ever end a wait for one: the error recorded
-        // by createProxyForCorvane ends the run instead.
+    std::optional<Delivery> delivery = streamedDelivery_
+                                           ? std::exchange(streamedDelivery_, std::nullopt)
+                                           : openDelivery(*invocation);
+    if (!delivery) {
         return nullptr;
     }
-    if (!invocation->waitForTabClose()) {
-        // Nothing will wait: no observer, and none of the round trips one costs.
-        sendPayload(*proxy, *invocation);
-        handOverCopies();
-        return nullptr;
+    std::optional<std::string> identifier =
+        delivery->streamedCall ? delivery->proxy->GUIDForDocument(*delivery->streamedCall)
+                               : delivery->proxy->GUIDForDocumentWithCVDiffInvocation(*invocation);
+    if (delivery->waiter) {
+        delivery->waiter->setNotificationObject(identifier);
     }
-    // Registered before the document is sent, so that an early close is not missed.
-    auto waiter = std::make_shared<CVDistributedNotificationWaiter>(
-        kDeliveryWaitDuration, proxy->processID(), CVCorvaneContract::kCloseTabNotification,
-        std::nullopt);
-    waiter->endWhenApplicationQuits();
-    waiter->setNotificationObject(sendPayload(*proxy, *invocation));
     handOverCopies();
-    return waiter;
+    return delivery->waiter;
 }
 
 void CVCLIInterpreter::handOverCopies() {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 
 #include "model/CVCLISerializedDiffInvocation.h"
@@ -100,18 +101,22 @@ sd_bus_message* CVCLIProxyProtocol::call(sd_bus_message* message) {
     sd_bus_message* reply = nullptr;
     // A time-out of 0 is sd-bus's default.
     int result = sd_bus_call(bus_, message, 0, &error.error, &reply);
-    if (result >= 0) {
-        return reply;
+    if (result < 0) {
+        throwCallFailure(error.error, result);
     }
-    if (isConnectionFailure(error.error, result)) {
+    return reply;
+}
+
+void CVCLIProxyProtocol::throwCallFailure(const sd_bus_error& error, int result) {
+    if (isConnectionFailure(error, result)) {
         throw CVException(CVException::kInvalidSendPortException,
-                          sd_bus_error_is_set(&error.error) != 0 && error.error.message != nullptr
-                              ? error.error.message
+                          sd_bus_error_is_set(&error) != 0 && error.message != nullptr
+                              ? error.message
                               : strerror(-result));
     }
     // The application answered with an error: it surfaces here as that error.
-    std::string name = sd_bus_error_is_set(&error.error) != 0 ? error.error.name : "System.Error";
-    std::string reason = error.error.message != nullptr ? error.error.message : strerror(-result);
+    std::string name = sd_bus_error_is_set(&error) != 0 ? error.name : "System.Error";
+    std::string reason = error.message != nullptr ? error.message : strerror(-result);
     throw CVException(name, reason);
 }
 
@@ -137,20 +142,65 @@ std::optional<std::string> CVCLIProxyProtocol::GUIDForDocumentWithCVDiffInvocati
     if (result < 0) {
         throwCodingFailure("Could not code the invocation", result);
     }
-    return documentIdentifierForCall(message);
+    return documentIdentifierOfReply(Message(call(message)));
 }
 
-std::optional<std::string> CVCLIProxyProtocol::GUIDForDocumentWithPackedInvocation(int descriptor) {
+int CVCLIProxyProtocol::PendingDocument::replied(sd_bus_message* reply, void* userdata,
+                                                 sd_bus_error*) {
+    static_cast<PendingDocument*>(userdata)->reply_.reset(sd_bus_message_ref(reply));
+    return 0;
+}
+
+std::unique_ptr<CVCLIProxyProtocol::PendingDocument>
+CVCLIProxyProtocol::beginGUIDForDocumentWithPackedStream(int descriptor) {
     Message message(newCall("GUIDForDocumentWithCVDiffInvocation"));
-    int result = CVWireCoding::appendPackedInvocation(message, descriptor);
+    int result = CVWireCoding::appendPackedStream(message, descriptor);
     if (result < 0) {
         throwCodingFailure("Could not code the invocation", result);
     }
-    return documentIdentifierForCall(message);
+    auto pending = std::make_unique<PendingDocument>();
+    // No time-out yet: the application answers only once the whole stream is written, however
+    // long making it takes. The message must be out before the stream fills the socket.
+    result = sd_bus_call_async(bus_, pending->slot_.out(), message, PendingDocument::replied,
+                               pending.get(), UINT64_MAX);
+    if (result >= 0) {
+        result = sd_bus_flush(bus_);
+    }
+    if (result < 0) {
+        throwCallFailure(sd_bus_error{}, result);
+    }
+    return pending;
 }
 
-std::optional<std::string> CVCLIProxyProtocol::documentIdentifierForCall(sd_bus_message* message) {
-    Message reply(call(message));
+std::optional<std::string> CVCLIProxyProtocol::GUIDForDocument(PendingDocument& call) {
+    uint64_t timeout = 0;
+    sd_bus_get_method_call_timeout(bus_, &timeout);
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::microseconds(timeout);
+    while (call.reply_ == nullptr) {
+        int result = sd_bus_process(bus_, nullptr);
+        if (result == 0) {
+            auto left = std::chrono::duration_cast<std::chrono::microseconds>(
+                deadline - std::chrono::steady_clock::now());
+            if (left.count() <= 0) {
+                CallError error;
+                sd_bus_error_set(&error.error, SD_BUS_ERROR_NO_REPLY,
+                                 "Corvane did not answer in time");
+                throwCallFailure(error.error, -ETIMEDOUT);
+            }
+            result = sd_bus_wait(bus_, uint64_t(left.count()));
+        }
+        if (result < 0) {
+            throwCallFailure(sd_bus_error{}, result);
+        }
+    }
+    const sd_bus_error* error = sd_bus_message_get_error(call.reply_);
+    if (error != nullptr) {
+        throwCallFailure(*error, -sd_bus_message_get_errno(call.reply_));
+    }
+    return documentIdentifierOfReply(call.reply_);
+}
+
+std::optional<std::string> CVCLIProxyProtocol::documentIdentifierOfReply(sd_bus_message* reply) {
     std::optional<std::string> identifier;
     int result = CVWireCoding::readStringOrNil(reply, &identifier);
     if (result < 0) {

@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+#include "platform/CVBusObject.h"
+
 class CVCLISerializedDiffInvocation;
 
 // The application's proxy: synchronous method calls to the object it exports on the session bus
@@ -38,9 +40,23 @@ public:
     // Delivers the invocation by copy; the identifier of the document it opened, or nothing.
     std::optional<std::string> GUIDForDocumentWithCVDiffInvocation(
         const CVCLISerializedDiffInvocation& invocation);
-    // The same for an invocation packed in a sealed memory file (CVPackedCoding), the descriptor
-    // staying the caller's.
-    std::optional<std::string> GUIDForDocumentWithPackedInvocation(int descriptor);
+
+    // A GUIDForDocumentWithCVDiffInvocation call whose invocation is still being written: sent at
+    // once, answered when the stream has ended.
+    class PendingDocument {
+    private:
+        friend class CVCLIProxyProtocol;
+        static int replied(sd_bus_message* reply, void* userdata, sd_bus_error* error);
+        CVBusObject<sd_bus_slot> slot_;
+        // The reply once it came.
+        CVBusObject<sd_bus_message> reply_;
+    };
+    // Sends the call for an invocation streamed packed (CVPackedCoding) through the socket whose
+    // reading end is `descriptor` (it stays the caller's: close it once this returns).
+    std::unique_ptr<PendingDocument> beginGUIDForDocumentWithPackedStream(int descriptor);
+    // Waits for the call's answer, at most sd-bus's default call time-out from now: the
+    // identifier of the document it opened, or nothing.
+    std::optional<std::string> GUIDForDocument(PendingDocument& call);
     // Tells the application that the changeset ("UUID:...") is closed.
     void markChangesetWithUUIDAsClosed(const std::string& identifier);
 
@@ -52,11 +68,13 @@ private:
     sd_bus_message* newCall(const char* member);
     // Sends the call and gives the reply (to be unreferenced by the caller); throws on failure.
     sd_bus_message* call(sd_bus_message* message);
+    // Throws what a call that failed with the error or negative errno means.
+    [[noreturn]] static void throwCallFailure(const sd_bus_error& error, int result);
     // Calls a method that takes one string and answers nothing; throws `codingFailure` when the
     // string cannot be coded.
     void callWithString(const char* member, const std::string& argument, const char* codingFailure);
-    // Sends a GUIDForDocumentWithCVDiffInvocation call and reads the identifier it answers.
-    std::optional<std::string> documentIdentifierForCall(sd_bus_message* message);
+    // Reads the identifier a GUIDForDocumentWithCVDiffInvocation call answered.
+    static std::optional<std::string> documentIdentifierOfReply(sd_bus_message* reply);
 
     sd_bus* bus_;
     std::string destination_;

@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #include "model/CVCLISerializedChangeset.h"
+#include "model/CVCLISerializedDiffInvocation.h"
+#include "model/CVCLISerializedFileList.h"
 #include "model/CVWireCoding.h"
 #include "platform/CVUTF8.h"
 
@@ -14,11 +17,7 @@ namespace {
 
 class Writer {
 public:
-    Writer(std::string* bytes, const CVCLISerializedObject* splitRecord)
-        : bytes_(bytes), splitRecord_(splitRecord) {}
-
-    // Where the split record's file lists go, once written.
-    size_t splitOffset = 0;
+    explicit Writer(std::string* bytes) : bytes_(bytes) {}
 
     bool record(const CVCLISerializedObject& record) {
         const std::vector<CVCodingField>& fields = record.codingFields();
@@ -27,18 +26,8 @@ public:
             return false;
         }
         number(uint32_t(fields.size()));
-        for (const CVCodingField& field : fields) {
-            if (&record == splitRecord_ && std::string_view(field.key) == "fileLists") {
-                bytes_->push_back('a');
-                number(uint32_t(0));
-                splitOffset = bytes_->size();
-                continue;
-            }
-            if (!value(field.value(record))) {
-                return false;
-            }
-        }
-        return true;
+        return std::ranges::all_of(
+            fields, [&](const CVCodingField& field) { return value(field.value(record)); });
     }
 
     bool value(const CVCodedValue& value) {
@@ -97,7 +86,6 @@ private:
     }
 
     std::string* bytes_;
-    const CVCLISerializedObject* splitRecord_;
 };
 
 // Reads packed values; the first refusal stops it and says why.
@@ -262,7 +250,7 @@ private:
 }  // namespace
 
 bool appendRecord(std::string* bytes, const CVCLISerializedObject& record) {
-    return Writer(bytes, nullptr).record(record);
+    return Writer(bytes).record(record);
 }
 
 std::optional<std::string> pack(const CVCLISerializedObject& root) {
@@ -271,16 +259,6 @@ std::optional<std::string> pack(const CVCLISerializedObject& root) {
         return std::nullopt;
     }
     return bytes;
-}
-
-std::optional<Split> packAroundFileLists(const CVCLISerializedObject& root,
-                                         const CVCLISerializedChangeset& changeset) {
-    std::string bytes(kMagic);
-    Writer writer(&bytes, &changeset);
-    if (!writer.record(root) || writer.splitOffset == 0) {
-        return std::nullopt;
-    }
-    return Split{bytes.substr(0, writer.splitOffset), bytes.substr(writer.splitOffset)};
 }
 
 std::shared_ptr<CVCLISerializedObject> unpack(std::string_view bytes, std::string* whyRefused) {
@@ -301,6 +279,101 @@ std::shared_ptr<CVCLISerializedObject> unpack(std::string_view bytes, std::strin
         *whyRefused = reader.whyRefused();
     }
     return record;
+}
+
+bool StreamReader::refuse(std::string reason) {
+    if (whyRefused_.empty()) {
+        whyRefused_ = std::move(reason);
+    }
+    pending_.clear();
+    return false;
+}
+
+bool StreamReader::append(std::string_view bytes) {
+    if (!whyRefused_.empty()) {
+        return false;
+    }
+    received_ += bytes.size();
+    if (received_ > kLargestPayload) {
+        return refuse("a stream of more than " + std::to_string(kLargestPayload >> 20) + " MiB");
+    }
+    pending_.append(bytes);
+    std::string_view rest = pending_;
+    if (!magicRead_) {
+        if (rest.size() < kStreamMagic.size()) {
+            return true;
+        }
+        if (!rest.starts_with(kStreamMagic)) {
+            return refuse("the stream does not begin with \"" + std::string(kStreamMagic) + "\"");
+        }
+        magicRead_ = true;
+        rest.remove_prefix(kStreamMagic.size());
+    }
+    while (rest.size() >= 4) {
+        if (ended_) {
+            return refuse("bytes follow the end of the stream");
+        }
+        uint32_t length = 0;
+        for (size_t index = 0; index < 4; ++index) {
+            length |= uint32_t(uint8_t(rest[index])) << (8 * index);
+        }
+        if (rest.size() - 4 < length) {
+            break;
+        }
+        if (!readFrame(rest.substr(4, length))) {
+            return false;
+        }
+        rest.remove_prefix(4 + size_t(length));
+    }
+    if (ended_ && !rest.empty()) {
+        return refuse("bytes follow the end of the stream");
+    }
+    pending_.erase(0, pending_.size() - rest.size());
+    return true;
+}
+
+bool StreamReader::readFrame(std::string_view frame) {
+    if (frame.empty()) {
+        if (!root_) {
+            return refuse("the stream ends before its invocation");
+        }
+        ended_ = true;
+        return true;
+    }
+    if (!root_) {
+        std::string why;
+        root_ = unpack(frame, &why);
+        auto* invocation = dynamic_cast<CVCLISerializedDiffInvocation*>(root_.get());
+        if (!root_) {
+            return refuse(std::move(why));
+        }
+        if (invocation == nullptr || !invocation->changeset()) {
+            root_ = nullptr;
+            return refuse("the stream's invocation has no changeset");
+        }
+        return true;
+    }
+    // The lists lie where they would in the whole invocation: invocation, changeset, its list.
+    constexpr int kDepthOfAFileList = 3;
+    Reader reader(frame);
+    while (!reader.atEnd()) {
+        std::optional<CVCodedValue> value = reader.value(kDepthOfAFileList);
+        if (!value) {
+            return refuse(reader.whyRefused());
+        }
+        const CVCodedValue::Record* record = value->record();
+        auto list = record != nullptr ? std::dynamic_pointer_cast<CVCLISerializedFileList>(*record)
+                                      : nullptr;
+        if (!list) {
+            return refuse("expected a CVCLISerializedFileList, found " + value->typeDescription());
+        }
+        fileLists_.push_back(std::move(list));
+    }
+    return true;
+}
+
+std::vector<std::shared_ptr<CVCLISerializedFileList>> StreamReader::takeFileLists() {
+    return std::exchange(fileLists_, {});
 }
 
 }  // namespace CVPackedCoding

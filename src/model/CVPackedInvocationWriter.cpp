@@ -1,34 +1,59 @@
 #include "model/CVPackedInvocationWriter.h"
 
+#include <sys/socket.h>
 #include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <utility>
 
 #include "model/CVCLISerializedFileList.h"
 #include "model/CVPackedCoding.h"
 
 namespace {
 
-// Lists are gathered into writes of about this size.
-constexpr size_t kWriteSize = 1 << 20;
+// Lists are gathered into frames of about this size.
+constexpr size_t kFrameSize = 1 << 20;
+
+std::string frameLength(size_t length) {
+    std::string bytes(4, '\0');
+    for (size_t index = 0; index < 4; ++index) {
+        bytes[index] = char(uint8_t(uint32_t(length) >> (8 * index)));
+    }
+    return bytes;
+}
 
 }  // namespace
 
 CVPackedInvocationWriter::~CVPackedInvocationWriter() {
-    if (sealed_ >= 0) {
-        close(sealed_);
+    closeReadingEnd();
+    if (writingEnd_ >= 0) {
+        close(writingEnd_);
     }
 }
 
-bool CVPackedInvocationWriter::begin(const CVCLISerializedObject& root,
-                                     const CVCLISerializedChangeset& changeset) {
-    auto split = CVPackedCoding::packAroundFileLists(root, changeset);
-    if (!split || !file_.isOpen()) {
+bool CVPackedInvocationWriter::begin(const CVCLISerializedObject& root) {
+    std::optional<std::string> packed = CVPackedCoding::pack(root);
+    int ends[2] = {-1, -1};
+    if (!packed || socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
         return false;
     }
-    pending_ = std::move(split->head);
-    countOffset_ = pending_.size() - 4;
-    tail_ = std::move(split->tail);
-    size_ = pending_.size() + tail_.size();
+    writingEnd_ = ends[0];
+    readingEnd_ = ends[1];
+    // Only this side writes, only the other reads.
+    shutdown(writingEnd_, SHUT_RD);
+    shutdown(readingEnd_, SHUT_WR);
+    // Held until the first frame of lists: the application is handed the socket in between.
+    unwritten_ = std::string(CVPackedCoding::kStreamMagic) + frameLength(packed->size()) + *packed;
+    size_ = unwritten_.size() + 4;
     return true;
+}
+
+void CVPackedInvocationWriter::closeReadingEnd() {
+    if (readingEnd_ >= 0) {
+        close(readingEnd_);
+        readingEnd_ = -1;
+    }
 }
 
 bool CVPackedInvocationWriter::isTooLarge() const {
@@ -41,29 +66,48 @@ bool CVPackedInvocationWriter::addFileList(const CVCLISerializedFileList& list) 
     if (!CVPackedCoding::appendRecord(&pending_, list)) {
         return false;
     }
-    size_ += pending_.size() - before;
+    size_ += pending_.size() - before + (before == 0 ? 4 : 0);
     if (isTooLarge()) {
         pending_.clear();
         return true;
     }
-    return pending_.size() < kWriteSize || flush();
+    return pending_.size() < kFrameSize || flush();
 }
 
 bool CVPackedInvocationWriter::finish() {
-    pending_ += tail_;
-    std::string count(4, '\0');
-    for (size_t index = 0; index < 4; ++index) {
-        count[index] = char(uint8_t(uint32_t(count_) >> (8 * index)));
-    }
-    if (isTooLarge() || count_ > UINT32_MAX || !flush() || !file_.overwrite(countOffset_, count)) {
+    if (isTooLarge() || !flush()) {
         return false;
     }
-    sealed_ = file_.seal();
-    return sealed_ >= 0;
+    bool ended = write(frameLength(0));
+    close(writingEnd_);
+    writingEnd_ = -1;
+    return ended;
 }
 
 bool CVPackedInvocationWriter::flush() {
-    bool written = file_.append(pending_);
+    if (!unwritten_.empty() && !write(std::exchange(unwritten_, {}))) {
+        return false;
+    }
+    if (pending_.empty()) {
+        return true;
+    }
+    bool written = write(frameLength(pending_.size())) && write(pending_);
     pending_.clear();
     return written;
+}
+
+bool CVPackedInvocationWriter::write(std::string_view bytes) {
+    while (!bytes.empty()) {
+        // A reader that went away is an error here, not a SIGPIPE.
+        ssize_t written = send(writingEnd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            broken_ = true;
+            return false;
+        }
+        bytes.remove_prefix(size_t(written));
+    }
+    return true;
 }

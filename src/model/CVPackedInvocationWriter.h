@@ -1,48 +1,53 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <string>
 
-#include "platform/CVSealedFile.h"
-
-class CVCLISerializedChangeset;
 class CVCLISerializedFileList;
 class CVCLISerializedObject;
 
-// Writes a packed invocation (CVPackedCoding) into a sealed memory file while the file lists of
-// its changeset are still being made: each list is coded as it comes and can be let go at once.
+// Writes an invocation as a packed stream (CVPackedCoding) into a socket while the file lists of
+// its changeset are still being made: each list is coded as it comes and can be let go at once,
+// and the application reads the lists while later ones are made.
 class CVPackedInvocationWriter {
 public:
-    // Codes everything of `root` but the file lists of `changeset` (a record under it whose list
-    // is empty yet). False when it cannot be coded or no memory file can be made.
-    bool begin(const CVCLISerializedObject& root, const CVCLISerializedChangeset& changeset);
-    // Codes the next list. False when it cannot be coded or written; once the payload has grown
-    // past CVPackedCoding::kLargestPayload the list is only counted.
+    // Makes the socket and codes `root`, whose changeset's lists are left out (they follow with
+    // `addFileList`). False when it cannot be coded or no socket can be made.
+    bool begin(const CVCLISerializedObject& root);
+    // The end of the socket the application reads, to be handed over before the first list is
+    // added; it stays the writer's until `closeReadingEnd`.
+    int readingEnd() const { return readingEnd_; }
+    void closeReadingEnd();
+    // Codes the next list and writes the lists gathered so far when they are many. False when it
+    // cannot be coded or written (the reader went away); once the stream has grown past
+    // CVPackedCoding::kLargestPayload the list is only counted.
     bool addFileList(const CVCLISerializedFileList& list);
-    // Writes the rest and seals the file; false when that fails.
+    // Writes the rest and the end of the stream; false when that fails or the stream is too large.
     bool finish();
 
     size_t fileListCount() const { return count_; }
-    // Bytes of the payload so far (the lists only counted included).
+    // Bytes of the stream so far (the lists only counted included).
     size_t size() const { return size_; }
     bool isTooLarge() const;
-    // The sealed file, after `finish`; stays the writer's.
-    int descriptor() const { return sealed_; }
+    // Whether a write failed: the reader went away.
+    bool isBroken() const { return broken_; }
 
     CVPackedInvocationWriter() = default;
     CVPackedInvocationWriter(const CVPackedInvocationWriter&) = delete;
     CVPackedInvocationWriter& operator=(const CVPackedInvocationWriter&) = delete;
+    // Closes the socket: a stream not finished ends without its end, and the reader refuses it.
     ~CVPackedInvocationWriter();
 
 private:
+    // Writes the pending lists as one frame.
     bool flush();
+    bool write(std::string_view bytes);
 
-    CVSealedFileWriter file_;
+    int writingEnd_ = -1;
+    int readingEnd_ = -1;
+    std::string unwritten_;
     std::string pending_;
-    std::string tail_;
-    size_t countOffset_ = 0;
     size_t count_ = 0;
     size_t size_ = 0;
-    int sealed_ = -1;
+    bool broken_ = false;
 };

@@ -3,9 +3,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "model/CVPackedCoding.h"
-#include "platform/CVSealedFile.h"
-
 namespace CVWireCoding {
 
 namespace {
@@ -346,34 +343,21 @@ std::shared_ptr<CVCLISerializedObject> readRecord(sd_bus_message* message,
     return record;
 }
 
-int appendPackedInvocation(sd_bus_message* message, int descriptor) {
+int appendPackedStream(sd_bus_message* message, int descriptor) {
     int result = sd_bus_message_append(message, "v", "h", descriptor);
     return result < 0 ? result : 0;
 }
 
-std::shared_ptr<CVCLISerializedObject> readInvocationRecord(sd_bus_message* message,
-                                                            std::string* whyRefused) {
+int readPackedStream(sd_bus_message* message, int* descriptor) {
     char type = 0;
     const char* contents = nullptr;
-    if (sd_bus_message_peek_type(message, &type, &contents) <= 0 || type != SD_BUS_TYPE_VARIANT ||
-        contents == nullptr || strcmp(contents, "h") != 0) {
-        return readRecord(message, whyRefused);
+    int result = sd_bus_message_peek_type(message, &type, &contents);
+    if (result <= 0 || type != SD_BUS_TYPE_VARIANT || contents == nullptr ||
+        strcmp(contents, "h") != 0) {
+        return result < 0 ? result : 0;
     }
-    int descriptor = -1;
-    int result = sd_bus_message_read(message, "v", "h", &descriptor);
-    std::string reason;
-    std::shared_ptr<CVCLISerializedObject> record;
-    if (result < 0) {
-        reason = std::string("malformed message: ") + strerror(-result);
-    } else if (auto mapping =
-                   CVSealedFileMapping::map(descriptor, CVPackedCoding::kLargestPayload, &reason)) {
-        // The descriptor stays the message's; the mapping ends here, the record is a copy.
-        record = CVPackedCoding::unpack(mapping->bytes(), &reason);
-    }
-    if (!record && whyRefused != nullptr) {
-        *whyRefused = reason;
-    }
-    return record;
+    result = sd_bus_message_read(message, "v", "h", descriptor);
+    return result < 0 ? result : 1;
 }
 
 int appendStringOrNil(sd_bus_message* message, const std::optional<std::string>& text) {

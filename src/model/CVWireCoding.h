@@ -33,14 +33,14 @@ inline constexpr size_t kLargestBody = 64u << 20;
 // a value of the wrong type for its key, or nesting deeper than `kMaximumDepth`.
 std::shared_ptr<CVCLISerializedObject> readRecord(sd_bus_message* message, std::string* whyRefused);
 
-// Appends one variant holding a descriptor of a sealed memory file with the packed invocation
-// (CVPackedCoding), the form of invocations too large for one message. 0 or a negative errno.
-int appendPackedInvocation(sd_bus_message* message, int descriptor);
-// Reads the invocation of a call: one variant holding either a record, as `readRecord`, or the
-// descriptor of a sealed memory file of at most CVPackedCoding::kLargestPayload bytes holding the
-// packed record. Null, with the reason, when either is refused.
-std::shared_ptr<CVCLISerializedObject> readInvocationRecord(sd_bus_message* message,
-                                                            std::string* whyRefused);
+// Appends one variant holding the descriptor of a socket carrying the invocation as a packed
+// stream (CVPackedCoding), the form of invocations too large for one message. 0 or a negative
+// errno.
+int appendPackedStream(sd_bus_message* message, int descriptor);
+// Reads the descriptor of a packed stream when the message's next value is one (the descriptor
+// stays the message's): 1; 0, reading nothing, when the next value is something else; or a
+// negative errno.
+int readPackedStream(sd_bus_message* message, int* descriptor);
 
 // Appends one variant holding the string, or nil. 0 or sd-bus's negative errno.
 int appendStringOrNil(sd_bus_message* message, const std::optional<std::string>& text);

@@ -12,10 +12,9 @@ namespace {
 
 constexpr int kSeals = F_SEAL_SEAL | F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE;
 
-bool writeAll(int descriptor, std::string_view bytes, off_t offset, bool atOffset) {
+bool writeAll(int descriptor, std::string_view bytes) {
     while (!bytes.empty()) {
-        ssize_t written = atOffset ? pwrite(descriptor, bytes.data(), bytes.size(), offset)
-                                   : write(descriptor, bytes.data(), bytes.size());
+        ssize_t written = write(descriptor, bytes.data(), bytes.size());
         if (written < 0 && errno == EINTR) {
             continue;
         }
@@ -23,7 +22,6 @@ bool writeAll(int descriptor, std::string_view bytes, off_t offset, bool atOffse
             return false;
         }
         bytes.remove_prefix(size_t(written));
-        offset += written;
     }
     return true;
 }
@@ -31,7 +29,7 @@ bool writeAll(int descriptor, std::string_view bytes, off_t offset, bool atOffse
 }  // namespace
 
 CVSealedFileWriter::CVSealedFileWriter()
-    : descriptor_(memfd_create("cvdiff-invocation", MFD_CLOEXEC | MFD_ALLOW_SEALING)) {}
+    : descriptor_(memfd_create("sealed", MFD_CLOEXEC | MFD_ALLOW_SEALING)) {}
 
 CVSealedFileWriter::~CVSealedFileWriter() {
     if (descriptor_ >= 0) {
@@ -40,18 +38,11 @@ CVSealedFileWriter::~CVSealedFileWriter() {
 }
 
 bool CVSealedFileWriter::append(std::string_view bytes) {
-    if (descriptor_ < 0 || !writeAll(descriptor_, bytes, 0, false)) {
+    if (descriptor_ < 0 || !writeAll(descriptor_, bytes)) {
         return false;
     }
     size_ += bytes.size();
     return true;
-}
-
-bool CVSealedFileWriter::overwrite(size_t offset, std::string_view bytes) {
-    if (descriptor_ < 0 || offset > size_ || bytes.size() > size_ - offset) {
-        return false;
-    }
-    return writeAll(descriptor_, bytes, off_t(offset), true);
 }
 
 int CVSealedFileWriter::seal() {

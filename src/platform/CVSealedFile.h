@@ -22,8 +22,6 @@ public:
     size_t size() const { return size_; }
     // Appends the bytes; false (with errno) when they could not all be written.
     bool append(std::string_view bytes);
-    // Overwrites bytes already appended at the offset; false when outside them or not written.
-    bool overwrite(size_t offset, std::string_view bytes);
     // Seals the file (no more writes, growth or shrinking) and gives up its descriptor to the
     // caller, who must close it; -1 when it cannot be sealed.
     int seal();

@@ -138,7 +138,7 @@ TEST_F(TheTool, PairsFoldersIntoAChangesetEvenDeeperThanTheOpenFileLimitOrSaysIt
                   kCVShortUsage);
 }
 
-TEST_F(TheTool, SendsAChangesetTooLargeForOneMessageOfTheBusPackedInASealedFile) {
+TEST_F(TheTool, StreamsAChangesetTooLargeForOneMessageOfTheBusWhileItPairsIt) {
     // Long paths make some 9 MB of items out of a few hundred, more than the bed's bus carries in
     // one message.
     std::string folder;
@@ -153,11 +153,19 @@ TEST_F(TheTool, SendsAChangesetTooLargeForOneMessageOfTheBusPackedInASealedFile)
                       .status,
                   0);
     }
-    CVCommandResult result = bed.runTool({"--changeset", "--filelist", "left", "right"});
-    ASSERT_EQ(result.status, 0) << result.standardError;
-    std::vector<json> paths = CVTestBed::fileListValues(bed.documents(), "relativePath");
+    // It waits for the tab like any other document.
+    auto waiting = bed.startTool({"--changeset", "--wait", "--filelist", "left", "right"});
+    ASSERT_TRUE(CVWaitUntil([&] { return !bed.documents().empty(); }, 20s))
+        << waiting->wait(1s).standardError;
+    nlohmann::json document = bed.documents().back();
+    std::vector<json> paths = CVTestBed::fileListValues(json::array({document}), "relativePath");
     EXPECT_EQ(paths.size(), size_t(items));
     EXPECT_NE(std::ranges::find(paths, json(folder + "f799")), paths.end());
+    EXPECT_TRUE(waiting->isRunning());
+    ASSERT_EQ(bed.closeTab(document["GUID"]).status, 0);
+    CVCommandResult result = waiting->wait(10s);
+    EXPECT_EQ(result.status, 0) << result.standardError;
+    EXPECT_EQ(result.standardError, "");
 }
 
 TEST_F(TheTool, IsNotHeldUpOrCrashedByPoisonedStateFiles) {

@@ -1,6 +1,8 @@
 #include "link/CVCLIProxyProtocol.h"
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstring>
@@ -144,7 +146,19 @@ TEST_F(ACLIProxyProtocol, RaisesTheApplicationsRefusalAsItsErrorAndThePortErrorO
               }),
               (std::pair<std::string, std::string>("org.freedesktop.DBus.Error.InvalidArgs",
                                                    "unknown class name CVCLISerializedNothing")));
+    // A streamed invocation's answer is the same, once it comes.
+    int socket[2] = {-1, -1};
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, socket), 0);
+    auto streamed = proxy->beginGUIDForDocumentWithPackedStream(socket[1]);
+    EXPECT_EQ(exceptionOf([&] { proxy->GUIDForDocument(*streamed); }).second,
+              "unknown class name CVCLISerializedNothing");
     application.quit();
     // The daemon words the reason.
     EXPECT_EQ(exceptionOf([&] { proxy->processID(); }).first, "NSInvalidSendPortException");
+    EXPECT_EQ(exceptionOf([&] {
+                  proxy->GUIDForDocument(*proxy->beginGUIDForDocumentWithPackedStream(socket[1]));
+              }).first,
+              "NSInvalidSendPortException");
+    close(socket[0]);
+    close(socket[1]);
 }

@@ -1,21 +1,14 @@
 #include <gtest/gtest.h>
-#include <sys/mman.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include "CVRecordSamples.h"
 #include "model/CVCLISerializedChangeset.h"
+#include "model/CVCLISerializedFileList.h"
 #include "model/CVPackedCoding.h"
 #include "model/CVPackedInvocationWriter.h"
-#include "model/CVWireCoding.h"
 
 namespace {
-
-// The record an invocation message carrying the descriptor gives.
-std::shared_ptr<CVCLISerializedObject> readDescriptor(int descriptor, std::string* why) {
-    WireMessage message([&](sd_bus_message* m) {
-        EXPECT_EQ(CVWireCoding::appendPackedInvocation(m, descriptor), 0);
-    });
-    return CVWireCoding::readInvocationRecord(message.get(), why);
-}
 
 std::string u32(uint32_t value) {
     return std::string{char(value), char(value >> 8), char(value >> 16), char(value >> 24)};
@@ -38,33 +31,98 @@ TEST(ThePackedCoding, GivesBackEveryRecordClassFieldByField) {
     }
 }
 
-TEST(ThePackedInvocationWriter, SealsTheInvocationWithItsListsWrittenInBetween) {
+TEST(ThePackedStream, CarriesTheInvocationAndThenItsListsHoweverTheBytesArrive) {
     auto invocation = sampleInvocation();
     auto changeset = invocation->changeset();
     auto lists = *changeset->fileLists();
     changeset->setFileLists(CVCLISerializedChangeset::FileLists());
     CVPackedInvocationWriter writer;
-    ASSERT_TRUE(writer.begin(*invocation, *changeset));
+    ASSERT_TRUE(writer.begin(*invocation));
+    int reading = dup(writer.readingEnd());
+    writer.closeReadingEnd();
     for (const auto& list : lists) {
         ASSERT_TRUE(writer.addFileList(*list));
     }
     ASSERT_TRUE(writer.finish());
-    EXPECT_EQ(write(writer.descriptor(), "x", 1), -1) << "sealed against writes";
-
-    std::string why;
-    auto decoded = readDescriptor(writer.descriptor(), &why);
-    ASSERT_NE(decoded, nullptr) << why;
-    changeset->setFileLists(lists);
-    EXPECT_TRUE(decoded->isEqualTo(*invocation));
     EXPECT_EQ(writer.fileListCount(), lists.size());
+    std::string stream(1 << 16, '\0');
+    ssize_t length = read(reading, stream.data(), stream.size());
+    close(reading);
+    ASSERT_GT(length, 0);
+    stream.resize(size_t(length));
+    EXPECT_EQ(writer.size(), stream.size());
 
-    // The same bytes in a file that is not sealed are refused.
-    int unsealed = memfd_create("unsealed", MFD_CLOEXEC);
-    std::string packed = *CVPackedCoding::pack(*invocation);
-    ASSERT_EQ(write(unsealed, packed.data(), packed.size()), ssize_t(packed.size()));
-    EXPECT_EQ(readDescriptor(unsealed, &why), nullptr);
-    EXPECT_EQ(why, "the payload's file is not sealed against changes");
-    close(unsealed);
+    for (size_t piece : {size_t(1), size_t(7), stream.size()}) {
+        CVPackedCoding::StreamReader reader;
+        std::vector<std::shared_ptr<CVCLISerializedFileList>> read;
+        for (size_t offset = 0; offset < stream.size(); offset += piece) {
+            ASSERT_TRUE(reader.append(std::string_view(stream).substr(offset, piece)))
+                << reader.whyRefused();
+            EXPECT_EQ(reader.isEnded(), offset + piece >= stream.size()) << piece;
+            for (auto& list : reader.takeFileLists()) {
+                EXPECT_NE(reader.root(), nullptr) << "the invocation comes first";
+                read.push_back(std::move(list));
+            }
+        }
+        ASSERT_NE(reader.root(), nullptr);
+        EXPECT_TRUE(reader.root()->isEqualTo(*invocation)) << piece;
+        ASSERT_EQ(read.size(), lists.size());
+        for (size_t index = 0; index < lists.size(); ++index) {
+            EXPECT_TRUE(read[index]->isEqualTo(*lists[index]));
+        }
+    }
+}
+
+TEST(ThePackedStream, BreaksWithoutASignalWhenTheReaderGoes) {
+    auto invocation = sampleInvocation();
+    invocation->changeset()->setFileLists(CVCLISerializedChangeset::FileLists());
+    auto list = sampleFileList();
+    CVPackedInvocationWriter writer;
+    ASSERT_TRUE(writer.begin(*invocation));
+    writer.closeReadingEnd();
+    // No SIGPIPE ends the test: the lists that no longer reach anyone fail instead.
+    bool written = true;
+    for (int index = 0; index < 10000 && written; ++index) {
+        written = writer.addFileList(*list);
+    }
+    EXPECT_FALSE(written);
+    EXPECT_TRUE(writer.isBroken());
+    EXPECT_FALSE(writer.finish());
+}
+
+TEST(ThePackedStream, IsRefusedForAnythingButAnInvocationWithAChangesetAndWholeFileLists) {
+    auto invocation = sampleInvocation();
+    invocation->changeset()->setFileLists(CVCLISerializedChangeset::FileLists());
+    std::string root = counted(*CVPackedCoding::pack(*invocation));
+    std::string list;
+    ASSERT_TRUE(CVPackedCoding::appendRecord(&list, *sampleFileList()));
+    auto noChangeset = sampleInvocation();
+    noChangeset->setChangeset(nullptr);
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"CVP1" + root, "the stream does not begin with \"CVS1\""},
+        {"CVS1" + u32(0), "the stream ends before its invocation"},
+        {"CVS1" + counted("CVP1n"), "expected a record, found nil"},
+        {"CVS1" + counted(*CVPackedCoding::pack(*sampleFileList())),
+         "the stream's invocation has no changeset"},
+        {"CVS1" + counted(*CVPackedCoding::pack(*noChangeset)),
+         "the stream's invocation has no changeset"},
+        {"CVS1" + root + counted("n"), "expected a CVCLISerializedFileList, found nil"},
+        {"CVS1" + root + counted(fileRecord("t")),
+         "expected a CVCLISerializedFileList, found CVCLISerializedFile"},
+        {"CVS1" + root + counted(list.substr(0, 20)), "the payload ends inside a value"},
+        {"CVS1" + root + counted(list) + u32(0) + "x", "bytes follow the end of the stream"},
+        {"CVS1" + root + u32(0) + counted(list), "bytes follow the end of the stream"},
+    };
+    for (const auto& [bytes, reason] : cases) {
+        CVPackedCoding::StreamReader reader;
+        EXPECT_FALSE(reader.append(bytes)) << reason;
+        EXPECT_EQ(reader.whyRefused(), reason);
+        EXPECT_FALSE(reader.append("CVS1")) << "nothing is taken after a refusal";
+    }
+    CVPackedCoding::StreamReader unfinished;
+    EXPECT_TRUE(unfinished.append("CVS1" + root + counted(list) + u32(5)));
+    EXPECT_FALSE(unfinished.isEnded());
+    EXPECT_EQ(unfinished.takeFileLists().size(), 1U);
 }
 
 TEST(ThePackedDecoder, RefusesWhatTheWireDecoderRefusesAndMalformedBytes) {

@@ -1,18 +1,15 @@
-// Packing and unpacking the invocation of a large changeset: what the tool codes into the sealed
-// file and what the application decodes from it, without the bus or the file.
+// Packing and unpacking the invocation of a large changeset: what the tool codes into its stream
+// and what the application decodes from it, without the bus or the socket.
 //
 //   build/release/bench/PackedCodingBenchmark
 //
-// Each item is a file list of two walked files with bookmarks and a relative path, as a pairing of
-// two folders makes them.
 #include <benchmark/benchmark.h>
 
 #include <string>
 
+#include "ChangesetItem.h"
 #include "model/CVCLISerializedChangeset.h"
 #include "model/CVCLISerializedDiffInvocation.h"
-#include "model/CVCLISerializedFile.h"
-#include "model/CVCLISerializedFileList.h"
 #include "model/CVPackedCoding.h"
 
 namespace {
@@ -20,15 +17,7 @@ namespace {
 CVCLISerializedDiffInvocation changesetInvocation(int items) {
     auto changeset = std::make_shared<CVCLISerializedChangeset>();
     for (int index = 0; index < items; ++index) {
-        std::string path =
-            "folder" + std::to_string(index / 100) + "/file" + std::to_string(index) + ".txt";
-        auto list = std::make_shared<CVCLISerializedFileList>();
-        list->setRelativePath(path);
-        for (const char* side : {"/home/person/left/", "/home/person/right/"}) {
-            list->addFile(CVCLISerializedFile::serializedWalkedFileWithPath(
-                side + path, 2049, uint64_t(index), std::nullopt, std::nullopt));
-        }
-        changeset->addFileList(std::move(list));
+        changeset->addFileList(benchmarkChangesetItem(index));
     }
     CVCLISerializedDiffInvocation invocation;
     invocation.setChangeset(changeset);

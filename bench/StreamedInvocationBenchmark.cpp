@@ -4,19 +4,17 @@
 //
 //   build/release/bench/StreamedInvocationBenchmark
 //
-// Each item is a file list of two walked files with bookmarks and a relative path, as a pairing of
-// two folders makes them; the stream arrives in reads of 200 KiB, as from a socket.
+// The stream arrives in reads of 200 KiB, as from a socket.
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
 #include <string>
 #include <thread>
 
+#include "ChangesetItem.h"
 #include "app/CorvaneInvocationReader.h"
 #include "model/CVCLISerializedChangeset.h"
 #include "model/CVCLISerializedDiffInvocation.h"
-#include "model/CVCLISerializedFile.h"
-#include "model/CVCLISerializedFileList.h"
 #include "model/CVPackedInvocationWriter.h"
 
 namespace {
@@ -38,15 +36,7 @@ std::string changesetStream(int items) {
         }
     });
     for (int index = 0; index < items; ++index) {
-        std::string path =
-            "folder" + std::to_string(index / 100) + "/file" + std::to_string(index) + ".txt";
-        auto list = std::make_shared<CVCLISerializedFileList>();
-        list->setRelativePath(path);
-        for (const char* side : {"/home/person/left/", "/home/person/right/"}) {
-            list->addFile(CVCLISerializedFile::serializedWalkedFileWithPath(
-                side + path, 2049, uint64_t(index), std::nullopt, std::nullopt));
-        }
-        writer.addFileList(*list);
+        writer.addFileList(*benchmarkChangesetItem(index));
     }
     writer.finish();
     reader.join();

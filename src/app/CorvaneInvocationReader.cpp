@@ -187,7 +187,8 @@ std::optional<Invocation> readInvocation(sd_bus_message* message, std::string* w
     return result;
 }
 
-StreamedInvocation::StreamedInvocation() : lookup_(std::make_unique<Lookup>()) {}
+StreamedInvocation::StreamedInvocation(bool keepsFileLists)
+    : lookup_(std::make_unique<Lookup>()), keepsFileLists_(keepsFileLists) {}
 StreamedInvocation::~StreamedInvocation() = default;
 
 bool StreamedInvocation::append(std::string_view bytes, std::string* whyRefused) {
@@ -210,10 +211,12 @@ bool StreamedInvocation::append(std::string_view bytes, std::string* whyRefused)
     }
     std::vector<std::shared_ptr<CVCLISerializedFileList>> lists = reader_.takeFileLists();
     CVCLISerializedChangeset* changeset =
-        lists.empty() ? nullptr : invocation_.record->changeset().get();
+        lists.empty() || !keepsFileLists_ ? nullptr : invocation_.record->changeset().get();
     for (auto& list : lists) {
         invocation_.request.fileLists.push_back(fileListOf(*list, lookup_.get()));
-        changeset->addFileList(std::move(list));
+        if (changeset != nullptr) {
+            changeset->addFileList(std::move(list));
+        }
     }
     return true;
 }

@@ -34,7 +34,9 @@ struct Lookup;
 // as soon as they are whole, so that a large changeset is read while the tool still pairs it.
 class StreamedInvocation {
 public:
-    StreamedInvocation();
+    // `keepsFileLists`: whether the record keeps the lists once they are items (for a journal);
+    // else each is let go at once.
+    explicit StreamedInvocation(bool keepsFileLists = true);
     ~StreamedInvocation();
     StreamedInvocation(const StreamedInvocation&) = delete;
     StreamedInvocation& operator=(const StreamedInvocation&) = delete;
@@ -49,6 +51,7 @@ private:
     CVPackedCoding::StreamReader reader_;
     Invocation invocation_;
     std::unique_ptr<Lookup> lookup_;
+    bool keepsFileLists_;
 };
 
 // The files under two folders paired by relative path, as the items of a changeset comparing

@@ -161,7 +161,8 @@ private:
         : application_(application),
           call_(sd_bus_message_ref(call)),
           descriptor_(descriptor),
-          start_(start) {}
+          start_(start),
+          invocation_(application.journal().isOpen()) {}
 
     static void destroy(void* userdata) { delete static_cast<StreamedCall*>(userdata); }
 

@@ -56,9 +56,15 @@ TEST(AStreamedInvocation, IsAChangesetWhoseItemsAreMadeAsTheirFramesArrive) {
     EXPECT_EQ(read->request.fileLists[1].relativePath, "b.txt");
     EXPECT_EQ(read->request.fileLists[1].files,
               (std::vector<std::string>{"/left/a.txt", "right/a.txt"}));
-    // The record keeps the lists too, for the journal.
+    // The record keeps the lists too, for the journal; with none written they are let go.
     invocation->changeset()->setFileLists(lists);
     EXPECT_TRUE(read->record->isEqualTo(*invocation));
+    CorvaneInvocationReader::StreamedInvocation unjournaled(false);
+    ASSERT_TRUE(unjournaled.append(stream, &why)) << why;
+    read = unjournaled.finish(&why);
+    ASSERT_TRUE(read) << why;
+    EXPECT_EQ(read->request.fileLists.size(), 2U);
+    EXPECT_EQ(read->record->changeset()->fileLists()->size(), 0U);
 }
 
 TEST(AStreamedInvocation, IsRefusedWhenItIsNoChangesetOrEndsBeforeItsEnd) {

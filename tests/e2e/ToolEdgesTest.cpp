@@ -166,6 +166,25 @@ TEST_F(TheTool, StreamsAChangesetTooLargeForOneMessageOfTheBusWhileItPairsIt) {
     CVCommandResult result = waiting->wait(10s);
     EXPECT_EQ(result.status, 0) << result.standardError;
     EXPECT_EQ(result.standardError, "");
+
+    // A pairing that fails once the stream has begun leaves it unfinished: the application
+    // refuses it and opens nothing, and the run reports its own error.
+    writeFile(bed.workDirectory() + "/right/" + folder + "zz\xff", "");
+    size_t before = bed.documents().size();
+    CVCommandResult failed = bed.runTool({"--changeset", "--filelist", "left", "right"});
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_TRUE(failed.standardError.find("zz\\xFF: file name is not valid UTF-8\n") !=
+                std::string::npos)
+        << failed.standardError;
+    EXPECT_EQ(bed.documents().size(), before);
+    EXPECT_TRUE(CVWaitUntil(
+        [&] {
+            return std::ranges::any_of(bed.journalEntries(), [](const json& entry) {
+                return entry.value("error", "") == "the stream ends before the frame that ends it";
+            });
+        },
+        5s));
+    EXPECT_TRUE(bed.applicationProcessID());
 }
 
 TEST_F(TheTool, IsNotHeldUpOrCrashedByPoisonedStateFiles) {

@@ -10,7 +10,9 @@
 
 namespace {
 
+// The most one kernel copy moves, and the buffer of the other copies (as large as `cat`'s).
 constexpr size_t kChunk = 1 << 20;
+constexpr size_t kBufferSize = 128 << 10;
 
 enum class Outcome { done, unsupported };
 
@@ -38,13 +40,12 @@ bool writeAll(int output, const char* bytes, size_t length, CVStreamCopyResult& 
     return true;
 }
 
-// Moves everything with a kernel call that copies without a user-space buffer (splice from a
-// pipe, copy_file_range from a file). `unsupported` tells the errors that mean the call cannot
-// serve this pair of descriptors; met before the first byte, the caller falls back to a buffer.
-template <typename Move, typename Unsupported>
-Outcome moveInKernel(int input, CVStreamCopyResult& result, Move move, Unsupported unsupported) {
+// Moves everything from a regular file with copy_file_range, no user-space buffer involved. Errors
+// that mean the call cannot serve this pair of descriptors, met before the first byte, are
+// `unsupported`: the caller falls back to a buffer.
+Outcome copyFileRange(int input, int output, CVStreamCopyResult& result) {
     for (;;) {
-        ssize_t count = move();
+        ssize_t count = copy_file_range(input, nullptr, output, nullptr, kChunk, 0);
         if (count > 0) {
             result.bytesCopied += static_cast<uint64_t>(count);
             continue;
@@ -55,41 +56,21 @@ Outcome moveInKernel(int input, CVStreamCopyResult& result, Move move, Unsupport
         if (errno == EINTR) {
             continue;
         }
-        if (errno == EAGAIN) {
-            waitUntilReadable(input);
-            continue;
-        }
-        if (unsupported(errno) && result.bytesCopied == 0) {
+        bool unsupported = errno == EXDEV || errno == EINVAL || errno == ENOSYS ||
+                           errno == EOPNOTSUPP || errno == EBADF;
+        if (unsupported && result.bytesCopied == 0) {
             return Outcome::unsupported;
         }
-        // Neither call says which side failed; the output is the one that can.
+        // The call does not say which side failed; the output is the one that can.
         result.writeError = errno;
         return Outcome::done;
     }
 }
 
-Outcome spliceFromPipe(int input, int output, CVStreamCopyResult& result) {
-    return moveInKernel(
-        input, result,
-        [&] {
-            return splice(input, nullptr, output, nullptr, kChunk, SPLICE_F_MOVE | SPLICE_F_MORE);
-        },
-        [](int error) { return error == EINVAL || error == ENOSYS; });
-}
-
-Outcome copyFileRange(int input, int output, CVStreamCopyResult& result) {
-    return moveInKernel(
-        input, result, [&] { return copy_file_range(input, nullptr, output, nullptr, kChunk, 0); },
-        [](int error) {
-            return error == EXDEV || error == EINVAL || error == ENOSYS || error == EOPNOTSUPP ||
-                   error == EBADF;
-        });
-}
-
 void copyThroughBuffer(int input, int output, CVStreamCopyResult& result) {
-    std::unique_ptr<char[]> buffer(new char[kChunk]);
+    std::unique_ptr<char[]> buffer(new char[kBufferSize]);
     for (;;) {
-        ssize_t count = read(input, buffer.get(), kChunk);
+        ssize_t count = read(input, buffer.get(), kBufferSize);
         if (count == 0) {
             return;
         }
@@ -116,9 +97,6 @@ CVStreamCopyResult CVCopyToEndOfInput(int input, int output) {
     CVStreamCopyResult result;
     struct stat status {};
     if (fstat(input, &status) == 0) {
-        if (S_ISFIFO(status.st_mode) && spliceFromPipe(input, output, result) == Outcome::done) {
-            return result;
-        }
         if (S_ISREG(status.st_mode) && copyFileRange(input, output, result) == Outcome::done) {
             return result;
         }

@@ -12,6 +12,7 @@ struct CVStreamCopyResult {
 };
 
 // Copies everything from one descriptor to another until the input ends, blocking as reads do.
-// Moves pages without copying them where the kernel can (splice from a pipe, copy_file_range
-// from a file) and uses a fixed buffer otherwise, so memory does not grow with the input.
+// A regular file is copied by the kernel (copy_file_range); anything else, a pipe included, through
+// a fixed buffer, so memory does not grow with the input. (Splicing a pipe into a file measured
+// 1.65 times as long as reading and writing it, which matches `cat`.)
 CVStreamCopyResult CVCopyToEndOfInput(int input, int output);

@@ -2,12 +2,14 @@
 
 #include <fcntl.h>
 #include <sys/epoll.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <cstring>
+#include <exception>
 #include <memory>
 
 #include "app/CorvaneApplication.h"
@@ -123,11 +125,14 @@ public:
     // Takes the call over, reading from a copy of the descriptor.
     static int receive(CorvaneApplication& application, sd_bus_message* call, int descriptor,
                        Clock::time_point start) {
+        int type = 0;
+        socklen_t length = sizeof type;
+        if (getsockopt(descriptor, SOL_SOCKET, SO_TYPE, &type, &length) != 0 ||
+            type != SOCK_STREAM) {
+            return refuseInvocation(application, call, "the stream is not a stream socket");
+        }
         int copy = fcntl(descriptor, F_DUPFD_CLOEXEC, 3);
-        if (copy < 0 || fcntl(copy, F_SETFL, O_NONBLOCK) < 0) {
-            if (copy >= 0) {
-                close(copy);
-            }
+        if (copy < 0) {
             return refuseInvocation(application, call,
                                     std::string("the stream cannot be read: ") + strerror(errno));
         }
@@ -168,7 +173,15 @@ private:
 
     static int readable(sd_event_source* source, int, uint32_t, void* userdata) {
         auto& streamed = *static_cast<StreamedCall*>(userdata);
-        std::optional<int> answered = streamed.read();
+        std::optional<int> answered;
+        try {
+            answered = streamed.read();
+        } catch (const std::exception& exception) {
+            // Nothing thrown may cross the event loop: a stream too large to hold is refused.
+            answered =
+                refuseInvocation(streamed.application_, streamed.call_,
+                                 std::string("the stream cannot be read: ") + exception.what());
+        }
         if (answered) {
             // The loop lets go of the source, which is freed, and with it the call, once this
             // dispatch is over.
@@ -183,7 +196,8 @@ private:
         buffer_.resize(kReadSize);
         std::string whyRefused;
         for (int time = 0; time < kReadsAtOnce; ++time) {
-            ssize_t count = ::read(descriptor_, buffer_.data(), buffer_.size());
+            // Not blocking for this read only: the socket's other holders keep their mode.
+            ssize_t count = recv(descriptor_, buffer_.data(), buffer_.size(), MSG_DONTWAIT);
             if (count < 0 && errno == EINTR) {
                 continue;
             }
@@ -224,11 +238,15 @@ int GUIDForDocumentWithCVDiffInvocation(sd_bus_message* message, void* userdata,
         return StreamedCall::receive(application, message, descriptor, start);
     }
     std::string whyRefused;
-    auto invocation = CorvaneInvocationReader::readInvocation(message, &whyRefused);
-    if (!invocation) {
-        return refuseInvocation(application, message, whyRefused);
+    try {
+        auto invocation = CorvaneInvocationReader::readInvocation(message, &whyRefused);
+        if (invocation) {
+            return answerInvocation(application, message, std::move(*invocation), start);
+        }
+    } catch (const std::exception& exception) {
+        whyRefused = std::string("the invocation cannot be read: ") + exception.what();
     }
-    return answerInvocation(application, message, std::move(*invocation), start);
+    return refuseInvocation(application, message, whyRefused);
 }
 
 const sd_bus_vtable kVtable[] = {

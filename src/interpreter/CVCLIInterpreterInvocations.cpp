@@ -189,14 +189,20 @@ bool CVCLIInterpreter::addItemsToChangeset(const std::vector<CVFileListDictionar
             break;
         }
     }
-    if (packedInvocation_ && packedInvocation_->isBroken() && streamedDelivery_) {
-        // The application stopped reading: its answer to the call says why.
-        streamedDelivery_->proxy->GUIDForDocument(*streamedDelivery_->streamedCall);
-    }
-    if (packedInvocation_ && !interpretError_ && !packedInvocation_->finish() &&
-        !packedInvocation_->isTooLarge()) {
-        interpretError_ =
-            CVError::withLocalizedDescription(CVProcessName() + ": could not code the changeset");
+    if (packedInvocation_) {
+        bool finished = !interpretError_ && packedInvocation_->finish();
+        if (!finished) {
+            // Ended unfinished, the stream is refused by the application at once.
+            packedInvocation_->abandon();
+        }
+        if (packedInvocation_->isBroken() && streamedDelivery_) {
+            // The application stopped reading: its answer to the call says why.
+            streamedDelivery_->proxy->GUIDForDocument(*streamedDelivery_->streamedCall);
+        }
+        if (!finished && !interpretError_ && !packedInvocation_->isTooLarge()) {
+            interpretError_ = CVError::withLocalizedDescription(CVProcessName() +
+                                                                ": could not code the changeset");
+        }
     }
     // Refused here rather than by the bus, which would end the connection without a reason.
     size_t size =

@@ -49,6 +49,7 @@ std::optional<CVCLIInterpreter::Delivery> CVCLIInterpreter::openDelivery(
             kDeliveryWaitDuration, proxy->processID(), CVCorvaneContract::kCloseTabNotification,
             std::nullopt);
         delivery.waiter->endWhenApplicationQuits();
+        delivery.waiter->awaitNotificationObject();
     }
     return delivery;
 }

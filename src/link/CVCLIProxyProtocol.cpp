@@ -173,21 +173,33 @@ CVCLIProxyProtocol::beginGUIDForDocumentWithPackedStream(int descriptor) {
 }
 
 std::optional<std::string> CVCLIProxyProtocol::GUIDForDocument(PendingDocument& call) {
+    using Clock = std::chrono::steady_clock;
+    // sd-bus's time-out for calls (SYSTEMD_BUS_TIMEOUT may make it infinite), from now on.
     uint64_t timeout = 0;
-    sd_bus_get_method_call_timeout(bus_, &timeout);
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::microseconds(timeout);
+    if (sd_bus_get_method_call_timeout(bus_, &timeout) < 0 || timeout == 0) {
+        timeout = 25'000'000;
+    }
+    constexpr uint64_t kNoDeadline = uint64_t(24) * 3600 * 1'000'000 * 365;
+    std::optional<Clock::time_point> deadline;
+    if (timeout < kNoDeadline) {
+        deadline = Clock::now() + std::chrono::microseconds(timeout);
+    }
     while (call.reply_ == nullptr) {
         int result = sd_bus_process(bus_, nullptr);
         if (result == 0) {
-            auto left = std::chrono::duration_cast<std::chrono::microseconds>(
-                deadline - std::chrono::steady_clock::now());
-            if (left.count() <= 0) {
-                CallError error;
-                sd_bus_error_set(&error.error, SD_BUS_ERROR_NO_REPLY,
-                                 "Corvane did not answer in time");
-                throwCallFailure(error.error, -ETIMEDOUT);
+            uint64_t wait = UINT64_MAX;
+            if (deadline) {
+                auto left =
+                    std::chrono::duration_cast<std::chrono::microseconds>(*deadline - Clock::now());
+                if (left.count() <= 0) {
+                    CallError error;
+                    sd_bus_error_set(&error.error, SD_BUS_ERROR_NO_REPLY,
+                                     "Corvane did not answer in time");
+                    throwCallFailure(error.error, -ETIMEDOUT);
+                }
+                wait = uint64_t(left.count());
             }
-            result = sd_bus_wait(bus_, uint64_t(left.count()));
+            result = sd_bus_wait(bus_, wait);
         }
         if (result < 0) {
             throwCallFailure(sd_bus_error{}, result);

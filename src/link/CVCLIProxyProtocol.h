@@ -11,9 +11,10 @@
 
 class CVCLISerializedDiffInvocation;
 
-// The application's proxy: synchronous method calls to the object it exports on the session bus
-// under its registered name. Every call blocks until the reply arrives or sd-bus's default call
-// time-out passes.
+// The application's proxy: method calls to the object it exports on the session bus under its
+// registered name. Every call blocks until the reply arrives or sd-bus's default call time-out
+// passes, except that a streamed invocation's call is sent at once and waited for, with that
+// time-out, only once its stream has ended.
 //
 // A call that fails because the connection or the application went away (no reply, the name has
 // no owner, the bus disconnected) throws a port exception (CVException

@@ -56,7 +56,7 @@ void CVDistributedNotificationWaiter::checkIfParentExists() {
 void CVDistributedNotificationWaiter::distributedNotificationReceived(
     const std::optional<std::string>& object,
     const CVDistributedNotificationCenter::UserInfo& info) {
-    if (notificationObject_ && object != notificationObject_) {
+    if (awaitsNotificationObject_ || (notificationObject_ && object != notificationObject_)) {
         return;
     }
     userInfo_ = info;

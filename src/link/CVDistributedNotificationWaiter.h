@@ -37,7 +37,13 @@ public:
     const std::optional<std::string>& notificationObject() const { return notificationObject_; }
     void setNotificationObject(std::optional<std::string> object) {
         notificationObject_ = std::move(object);
+        awaitsNotificationObject_ = false;
     }
+    // Until `setNotificationObject`, notifications are none of this wait's: the object is the
+    // answer to a call still under way, and the application posts a document's notifications
+    // only after it has answered. (A run that reads the bus while it waits for that answer would
+    // otherwise take another document's notification for its own.)
+    void awaitNotificationObject() { awaitsNotificationObject_ = true; }
     // The user info of the notification that ended the wait.
     const CVDistributedNotificationCenter::UserInfo& userInfo() const { return userInfo_; }
 
@@ -48,6 +54,7 @@ private:
 
     int32_t processID_;
     std::optional<std::string> notificationObject_;
+    bool awaitsNotificationObject_ = false;
     CVDistributedNotificationCenter::UserInfo userInfo_;
     CVDistributedNotificationCenter::Token registration_;
     std::optional<CVDistributedNotificationCenter::Token> quitRegistration_;

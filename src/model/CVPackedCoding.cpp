@@ -195,7 +195,8 @@ private:
                           std::to_string(rest_.size()) + " bytes");
         }
         CVCodedValue::Array values;
-        values.reserve(*count);
+        // A count is only a claim: memory grows with the values actually read.
+        values.reserve(std::min<size_t>(*count, 4096));
         for (uint32_t index = 0; index < *count; ++index) {
             auto element = value(depth + 1);
             if (!element) {
@@ -350,6 +351,11 @@ bool StreamReader::readFrame(std::string_view frame) {
         if (invocation == nullptr || !invocation->changeset()) {
             root_ = nullptr;
             return refuse("the stream's invocation has no changeset");
+        }
+        if (invocation->changeset()->fileLists() &&
+            !invocation->changeset()->fileLists()->empty()) {
+            root_ = nullptr;
+            return refuse("the stream's invocation carries file lists of its own");
         }
         return true;
     }

@@ -27,9 +27,16 @@ std::string frameLength(size_t length) {
 
 CVPackedInvocationWriter::~CVPackedInvocationWriter() {
     closeReadingEnd();
+    abandon();
+}
+
+void CVPackedInvocationWriter::abandon() {
     if (writingEnd_ >= 0) {
         close(writingEnd_);
+        writingEnd_ = -1;
     }
+    unwritten_.clear();
+    pending_.clear();
 }
 
 bool CVPackedInvocationWriter::begin(const CVCLISerializedObject& root) {
@@ -67,9 +74,9 @@ bool CVPackedInvocationWriter::addFileList(const CVCLISerializedFileList& list) 
         return false;
     }
     size_ += pending_.size() - before + (before == 0 ? 4 : 0);
-    if (isTooLarge()) {
-        pending_.clear();
-        return true;
+    if (isTooLarge() || writingEnd_ < 0) {
+        abandon();
+        return !broken_;
     }
     return pending_.size() < kFrameSize || flush();
 }
@@ -79,8 +86,10 @@ bool CVPackedInvocationWriter::finish() {
         return false;
     }
     bool ended = write(frameLength(0));
-    close(writingEnd_);
-    writingEnd_ = -1;
+    if (writingEnd_ >= 0) {
+        close(writingEnd_);
+        writingEnd_ = -1;
+    }
     return ended;
 }
 
@@ -97,6 +106,9 @@ bool CVPackedInvocationWriter::flush() {
 }
 
 bool CVPackedInvocationWriter::write(std::string_view bytes) {
+    if (writingEnd_ < 0) {
+        return false;
+    }
     while (!bytes.empty()) {
         // A reader that went away is an error here, not a SIGPIPE.
         ssize_t written = send(writingEnd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
@@ -105,6 +117,7 @@ bool CVPackedInvocationWriter::write(std::string_view bytes) {
         }
         if (written <= 0) {
             broken_ = true;
+            abandon();
             return false;
         }
         bytes.remove_prefix(size_t(written));

@@ -24,12 +24,15 @@ public:
     bool addFileList(const CVCLISerializedFileList& list);
     // Writes the rest and the end of the stream; false when that fails or the stream is too large.
     bool finish();
+    // Closes the stream without its end, which the reader refuses; lists added later are only
+    // counted. Also done at once when a write fails or the stream grows too large.
+    void abandon();
 
     size_t fileListCount() const { return count_; }
     // Bytes of the stream so far (the lists only counted included).
     size_t size() const { return size_; }
     bool isTooLarge() const;
-    // Whether a write failed: the reader went away.
+    // Whether a write failed (the reader went away, most likely).
     bool isBroken() const { return broken_; }
 
     CVPackedInvocationWriter() = default;

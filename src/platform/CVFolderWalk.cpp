@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <exception>
+#include <system_error>
 #include <thread>
 
 namespace {
@@ -83,20 +85,35 @@ std::vector<std::optional<CVFolderListing>> CVListFilesInFolders(
         raised = setrlimit(RLIMIT_NOFILE, &wider) == 0;
     }
     std::vector<std::optional<CVFolderListing>> listings(folders.size());
-    std::vector<std::thread> walkers;
-    for (size_t index = folders.size(); index-- > 0;) {
-        auto walk = [&folders, &listings, index] { listings[index] = listFiles(folders[index]); };
-        if (index == 0) {
-            walk();
-        } else {
-            walkers.emplace_back(walk);
+    std::vector<std::exception_ptr> failures(folders.size());
+    auto walk = [&folders, &listings, &failures](size_t index) {
+        try {
+            listings[index] = listFiles(folders[index]);
+        } catch (...) {
+            failures[index] = std::current_exception();
         }
+    };
+    std::vector<std::thread> walkers;
+    for (size_t index = 1; index < folders.size(); ++index) {
+        try {
+            walkers.emplace_back(walk, index);
+        } catch (const std::system_error&) {
+            walk(index);  // no thread to be had: walked here, one after another
+        }
+    }
+    if (!folders.empty()) {
+        walk(0);
     }
     for (std::thread& walker : walkers) {
         walker.join();
     }
     if (raised) {
         setrlimit(RLIMIT_NOFILE, &limit);
+    }
+    for (const std::exception_ptr& failure : failures) {
+        if (failure) {
+            std::rethrow_exception(failure);
+        }
     }
     return listings;
 }

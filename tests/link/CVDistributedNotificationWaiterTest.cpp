@@ -122,6 +122,23 @@ TEST_F(ADistributedNotificationWaiter, ReturnsAtOnceForANotificationThatArrivedD
     EXPECT_EQ(waiter.userInfo(), (UserInfo{{"name", "left"}}));
 }
 
+TEST_F(ADistributedNotificationWaiter, IgnoresWhatArrivesWhileItsDocumentIsStillAwaited) {
+    // As while a streamed changeset's call is answered: the run dispatches what it reads from the
+    // bus before it knows its document, and another document's close must not end its wait.
+    CVDistributedNotificationWaiter waiter(10.0, 0, kClose, std::nullopt);
+    waiter.awaitNotificationObject();
+    post(kClose, "document-2", {{"which", "other"}});
+    sd_bus* tool = CVSessionBus::shared();
+    roundTrip(tool);
+    while (sd_bus_process(tool, nullptr) > 0) {
+    }
+    waiter.setNotificationObject("document-1");
+    post(kClose, "document-1", {{"which", "mine"}});
+
+    EXPECT_TRUE(waiter.runRunLoopUntilNotificationsReceived());
+    EXPECT_EQ(waiter.userInfo(), (UserInfo{{"which", "mine"}}));
+}
+
 TEST_F(ADistributedNotificationWaiter, EndsAtTheNextPollWhenTheApplicationQuits) {
     pid_t application = fork();
     if (application == 0) {

@@ -106,6 +106,8 @@ TEST(ThePackedStream, IsRefusedForAnythingButAnInvocationWithAChangesetAndWholeF
          "the stream's invocation has no changeset"},
         {"CVS1" + counted(*CVPackedCoding::pack(*noChangeset)),
          "the stream's invocation has no changeset"},
+        {"CVS1" + counted(*CVPackedCoding::pack(*sampleInvocation())),
+         "the stream's invocation carries file lists of its own"},
         {"CVS1" + root + counted("n"), "expected a CVCLISerializedFileList, found nil"},
         {"CVS1" + root + counted(fileRecord("t")),
          "expected a CVCLISerializedFileList, found CVCLISerializedFile"},

@@ -15,6 +15,23 @@ namespace CVPackedCoding {
 
 namespace {
 
+template <typename Unsigned>
+void appendLittleEndian(std::string* bytes, Unsigned value) {
+    for (size_t index = 0; index < sizeof value; ++index) {
+        bytes->push_back(char(uint8_t(value >> (8 * index))));
+    }
+}
+
+// The number at the start of `bytes`, which hold at least its size.
+template <typename Unsigned>
+Unsigned readLittleEndian(std::string_view bytes) {
+    Unsigned value = 0;
+    for (size_t index = 0; index < sizeof(Unsigned); ++index) {
+        value |= Unsigned(uint8_t(bytes[index])) << (8 * index);
+    }
+    return value;
+}
+
 class Writer {
 public:
     explicit Writer(std::string* bytes) : bytes_(bytes) {}
@@ -80,9 +97,7 @@ private:
     }
     template <typename Unsigned>
     void number(Unsigned value) {
-        for (size_t index = 0; index < sizeof value; ++index) {
-            bytes_->push_back(char(uint8_t(value >> (8 * index))));
-        }
+        appendLittleEndian(bytes_, value);
     }
 
     std::string* bytes_;
@@ -213,10 +228,7 @@ private:
             refuse("the payload ends inside a value");
             return std::nullopt;
         }
-        Unsigned value = 0;
-        for (size_t index = 0; index < sizeof(Unsigned); ++index) {
-            value |= Unsigned(uint8_t(rest_[index])) << (8 * index);
-        }
+        auto value = readLittleEndian<Unsigned>(rest_);
         rest_.remove_prefix(sizeof(Unsigned));
         return value;
     }
@@ -252,6 +264,12 @@ private:
 
 bool appendRecord(std::string* bytes, const CVCLISerializedObject& record) {
     return Writer(bytes).record(record);
+}
+
+std::string frameLength(size_t length) {
+    std::string bytes;
+    appendLittleEndian(&bytes, uint32_t(length));
+    return bytes;
 }
 
 std::optional<std::string> pack(const CVCLISerializedObject& root) {
@@ -314,10 +332,7 @@ bool StreamReader::append(std::string_view bytes) {
         if (ended_) {
             return refuse("bytes follow the end of the stream");
         }
-        uint32_t length = 0;
-        for (size_t index = 0; index < 4; ++index) {
-            length |= uint32_t(uint8_t(rest[index])) << (8 * index);
-        }
+        auto length = readLittleEndian<uint32_t>(rest);
         if (rest.size() - 4 < length) {
             break;
         }
@@ -343,20 +358,21 @@ bool StreamReader::readFrame(std::string_view frame) {
     }
     if (!root_) {
         std::string why;
-        root_ = unpack(frame, &why);
-        auto* invocation = dynamic_cast<CVCLISerializedDiffInvocation*>(root_.get());
-        if (!root_) {
+        std::shared_ptr<CVCLISerializedObject> root = unpack(frame, &why);
+        if (!root) {
             return refuse(std::move(why));
         }
+        auto* invocation = dynamic_cast<CVCLISerializedDiffInvocation*>(root.get());
         if (invocation == nullptr || !invocation->changeset()) {
-            root_ = nullptr;
             return refuse("the stream's invocation has no changeset");
         }
-        if (invocation->changeset()->fileLists() &&
-            !invocation->changeset()->fileLists()->empty()) {
-            root_ = nullptr;
+        if (!invocation->changeset()
+                 ->fileLists()
+                 .value_or(CVCLISerializedChangeset::FileLists())
+                 .empty()) {
             return refuse("the stream's invocation carries file lists of its own");
         }
+        root_ = std::move(root);
         return true;
     }
     // The lists lie where they would in the whole invocation: invocation, changeset, its list.

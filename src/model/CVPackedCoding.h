@@ -38,6 +38,9 @@ inline constexpr std::string_view kStreamMagic = "CVS1";
 // Appends the coded record (no magic); false when a string is not UTF-8 or holds a NUL.
 bool appendRecord(std::string* bytes, const CVCLISerializedObject& record);
 
+// The 4 bytes that begin a stream's frame of `length` bytes.
+std::string frameLength(size_t length);
+
 // The packed root record, magic included; nothing when it cannot be coded.
 std::optional<std::string> pack(const CVCLISerializedObject& root);
 

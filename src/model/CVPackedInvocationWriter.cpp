@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdint>
 #include <utility>
 
 #include "model/CVCLISerializedFileList.h"
@@ -14,14 +13,6 @@ namespace {
 
 // Lists are gathered into frames of about this size.
 constexpr size_t kFrameSize = 1 << 20;
-
-std::string frameLength(size_t length) {
-    std::string bytes(4, '\0');
-    for (size_t index = 0; index < 4; ++index) {
-        bytes[index] = char(uint8_t(uint32_t(length) >> (8 * index)));
-    }
-    return bytes;
-}
 
 }  // namespace
 
@@ -51,7 +42,8 @@ bool CVPackedInvocationWriter::begin(const CVCLISerializedObject& root) {
     shutdown(writingEnd_, SHUT_RD);
     shutdown(readingEnd_, SHUT_WR);
     // Held until the first frame of lists: the application is handed the socket in between.
-    unwritten_ = std::string(CVPackedCoding::kStreamMagic) + frameLength(packed->size()) + *packed;
+    unwritten_ = std::string(CVPackedCoding::kStreamMagic) +
+                 CVPackedCoding::frameLength(packed->size()) + *packed;
     size_ = unwritten_.size() + 4;
     return true;
 }
@@ -85,7 +77,7 @@ bool CVPackedInvocationWriter::finish() {
     if (isTooLarge() || !flush()) {
         return false;
     }
-    bool ended = write(frameLength(0));
+    bool ended = write(CVPackedCoding::frameLength(0));
     if (writingEnd_ >= 0) {
         close(writingEnd_);
         writingEnd_ = -1;
@@ -100,7 +92,7 @@ bool CVPackedInvocationWriter::flush() {
     if (pending_.empty()) {
         return true;
     }
-    bool written = write(frameLength(pending_.size())) && write(pending_);
+    bool written = write(CVPackedCoding::frameLength(pending_.size())) && write(pending_);
     pending_.clear();
     return written;
 }

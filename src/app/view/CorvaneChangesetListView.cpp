@@ -161,6 +161,9 @@ CorvaneChangesetListView::CorvaneChangesetListView(CorvaneChangesetItems& items)
     selection_ = gtk_single_selection_new(G_LIST_MODEL(g_object_ref(model_)));
     gtk_single_selection_set_autoselect(selection_, FALSE);
     gtk_single_selection_set_can_unselect(selection_, TRUE);
+    // Nothing is shown until the person picks an item: a first row marked as selected beside
+    // "Select an item to compare it." would say otherwise.
+    gtk_single_selection_set_selected(selection_, GTK_INVALID_LIST_POSITION);
     g_signal_connect_swapped(
         selection_, "selection-changed",
         G_CALLBACK(+[](CorvaneChangesetListView* view) { view->selectionChanged(); }), this);

@@ -51,6 +51,10 @@ bool CVCLIInterpreter::isCorvaneRunningAtPath(const std::string& path) {
 }
 
 bool CVCLIInterpreter::launchCorvaneIfNecessary() {
+    // Asked before the application is looked for: the connection is made and the bus answers
+    // while the process table is read.
+    CVBusNameQuestion owner(CVSessionBus::shared(), CVCorvaneContract::kApplicationBundleIdentifier,
+                            CVBusNameQuestion::Kind::ownerProcessIdentifier);
     bool isRunning = false;
     auto path = locateCorvaneApplication(&isRunning);
     if (!path) {
@@ -62,9 +66,8 @@ bool CVCLIInterpreter::launchCorvaneIfNecessary() {
     // path) cannot be reached yet: the launch below and its wait take care of it.
     if (isRunning) {
         // Found running already: asking the bus who owns the name spares a scan of every process.
-        auto owner = CVRunningApplication::applicationOwningName(
-            CVCorvaneContract::kApplicationBundleIdentifier);
-        if (owner && owner->bundlePath() == *path) {
+        auto application = CVRunningApplication::applicationOwningName(owner);
+        if (application && application->bundlePath() == *path) {
             return true;
         }
     } else if (isCorvaneRunningAtPath(*path)) {

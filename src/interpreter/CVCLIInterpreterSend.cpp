@@ -11,6 +11,7 @@
 #include "model/CVPackedInvocationWriter.h"
 #include "platform/CVCorvaneContract.h"
 #include "platform/CVPrint.h"
+#include "platform/CVSessionBus.h"
 #include "platform/CVTemporaryFolder.h"
 
 namespace {
@@ -21,11 +22,15 @@ constexpr double kDeliveryWaitDuration = 864000000.0;
 }  // namespace
 
 std::shared_ptr<CVCLIProxyProtocol> CVCLIInterpreter::createProxyForCorvane() {
+    // Asked first, so that its answer comes with the launch check's in one round trip.
+    CVBusNameQuestion registration(CVSessionBus::shared(),
+                                   CVCorvaneContract::kDistributedObjectsConnectionName,
+                                   CVBusNameQuestion::Kind::hasOwner);
     if (!launchCorvaneIfNecessary()) {
         return nullptr;
     }
     auto proxy = CVCLIProxyProtocol::rootProxyForConnectionWithRegisteredName(
-        CVCorvaneContract::kDistributedObjectsConnectionName);
+        CVCorvaneContract::kDistributedObjectsConnectionName, &registration);
     if (proxy == nullptr) {
         CVDebugLog("Could not create proxy");
         setInterpretError(errorWithLocalizedDescription("Could not connect to Corvane."));

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstring>
 
 #include "model/CVCLISerializedDiffInvocation.h"
@@ -38,20 +37,16 @@ bool isOneOf(const char* name, std::initializer_list<const char*> names) {
 }  // namespace
 
 std::shared_ptr<CVCLIProxyProtocol> CVCLIProxyProtocol::rootProxyForConnectionWithRegisteredName(
-    const std::string& name) {
+    const std::string& name, CVBusNameQuestion* earlyAnswer) {
     sd_bus* bus = CVSessionBus::shared();
     if (bus == nullptr) {
         return nullptr;
     }
-    Message reply;
-    int result = sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                    "org.freedesktop.DBus", "NameHasOwner", nullptr, reply.out(),
-                                    "s", name.c_str());
-    int hasOwner = 0;
-    if (result < 0 || sd_bus_message_read(reply, "b", &hasOwner) < 0 || hasOwner == 0) {
-        return nullptr;
+    if ((earlyAnswer != nullptr && earlyAnswer->hasOwner()) ||
+        CVBusNameQuestion(bus, name.c_str(), CVBusNameQuestion::Kind::hasOwner).hasOwner()) {
+        return std::make_shared<CVCLIProxyProtocol>(bus, name);
     }
-    return std::make_shared<CVCLIProxyProtocol>(bus, name);
+    return nullptr;
 }
 
 CVCLIProxyProtocol::CVCLIProxyProtocol(sd_bus* bus, std::string destination)
@@ -145,12 +140,6 @@ std::optional<std::string> CVCLIProxyProtocol::GUIDForDocumentWithCVDiffInvocati
     return documentIdentifierOfReply(Message(call(message)));
 }
 
-int CVCLIProxyProtocol::PendingDocument::replied(sd_bus_message* reply, void* userdata,
-                                                 sd_bus_error*) {
-    static_cast<PendingDocument*>(userdata)->reply_.reset(sd_bus_message_ref(reply));
-    return 0;
-}
-
 std::unique_ptr<CVCLIProxyProtocol::PendingDocument>
 CVCLIProxyProtocol::beginGUIDForDocumentWithPackedStream(int descriptor) {
     Message message(newCall("GUIDForDocumentWithCVDiffInvocation"));
@@ -158,11 +147,9 @@ CVCLIProxyProtocol::beginGUIDForDocumentWithPackedStream(int descriptor) {
     if (result < 0) {
         throwCodingFailure("Could not code the invocation", result);
     }
-    auto pending = std::make_unique<PendingDocument>();
-    // No time-out yet: the application answers only once the whole stream is written, however
-    // long making it takes. The message must be out before the stream fills the socket.
-    result = sd_bus_call_async(bus_, pending->slot_.out(), message, PendingDocument::replied,
-                               pending.get(), UINT64_MAX);
+    auto pending = std::make_unique<PendingDocument>(message);
+    // The message must be out before the stream fills the socket.
+    result = pending->call_.sendError();
     if (result >= 0) {
         result = sd_bus_flush(bus_);
     }
@@ -173,43 +160,26 @@ CVCLIProxyProtocol::beginGUIDForDocumentWithPackedStream(int descriptor) {
 }
 
 std::optional<std::string> CVCLIProxyProtocol::GUIDForDocument(PendingDocument& call) {
-    using Clock = std::chrono::steady_clock;
     // sd-bus's time-out for calls (SYSTEMD_BUS_TIMEOUT may make it infinite), from now on.
     uint64_t timeout = 0;
     if (sd_bus_get_method_call_timeout(bus_, &timeout) < 0 || timeout == 0) {
         timeout = 25'000'000;
     }
-    constexpr uint64_t kNoDeadline = uint64_t(24) * 3600 * 1'000'000 * 365;
-    std::optional<Clock::time_point> deadline;
-    if (timeout < kNoDeadline) {
-        deadline = Clock::now() + std::chrono::microseconds(timeout);
+    int result = call.call_.wait(timeout);
+    if (result == -ETIMEDOUT) {
+        CallError error;
+        sd_bus_error_set(&error.error, SD_BUS_ERROR_NO_REPLY, "Corvane did not answer in time");
+        throwCallFailure(error.error, result);
     }
-    while (call.reply_ == nullptr) {
-        int result = sd_bus_process(bus_, nullptr);
-        if (result == 0) {
-            uint64_t wait = UINT64_MAX;
-            if (deadline) {
-                auto left =
-                    std::chrono::duration_cast<std::chrono::microseconds>(*deadline - Clock::now());
-                if (left.count() <= 0) {
-                    CallError error;
-                    sd_bus_error_set(&error.error, SD_BUS_ERROR_NO_REPLY,
-                                     "Corvane did not answer in time");
-                    throwCallFailure(error.error, -ETIMEDOUT);
-                }
-                wait = uint64_t(left.count());
-            }
-            result = sd_bus_wait(bus_, wait);
-        }
-        if (result < 0) {
-            throwCallFailure(sd_bus_error{}, result);
-        }
+    if (result < 0) {
+        throwCallFailure(sd_bus_error{}, result);
     }
-    const sd_bus_error* error = sd_bus_message_get_error(call.reply_);
+    sd_bus_message* reply = call.call_.reply();
+    const sd_bus_error* error = sd_bus_message_get_error(reply);
     if (error != nullptr) {
-        throwCallFailure(*error, -sd_bus_message_get_errno(call.reply_));
+        throwCallFailure(*error, -sd_bus_message_get_errno(reply));
     }
-    return documentIdentifierOfReply(call.reply_);
+    return documentIdentifierOfReply(reply);
 }
 
 std::optional<std::string> CVCLIProxyProtocol::documentIdentifierOfReply(sd_bus_message* reply) {

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "platform/CVBusObject.h"
+#include "platform/CVSessionBus.h"
 
 class CVCLISerializedDiffInvocation;
 
@@ -25,9 +26,11 @@ class CVCLISerializedDiffInvocation;
 class CVCLIProxyProtocol {
 public:
     // The proxy for the object of the bus name `name` on this process's session bus; null when
-    // there is no bus or no process owns the name.
+    // there is no bus or no process owns the name. `earlyAnswer`, the same question (hasOwner)
+    // sent earlier, spares a round trip when it found an owner; a "no" is asked again, as the name
+    // may have been taken since.
     static std::shared_ptr<CVCLIProxyProtocol> rootProxyForConnectionWithRegisteredName(
-        const std::string& name);
+        const std::string& name, CVBusNameQuestion* earlyAnswer = nullptr);
 
     CVCLIProxyProtocol(sd_bus* bus, std::string destination);
     CVCLIProxyProtocol(const CVCLIProxyProtocol&) = delete;
@@ -45,12 +48,14 @@ public:
     // A GUIDForDocumentWithCVDiffInvocation call whose invocation is still being written: sent at
     // once, answered when the stream has ended.
     class PendingDocument {
+    public:
+        // No time-out: the application answers only once the whole stream is written, however
+        // long making it takes.
+        explicit PendingDocument(sd_bus_message* message) : call_(message, UINT64_MAX) {}
+
     private:
         friend class CVCLIProxyProtocol;
-        static int replied(sd_bus_message* reply, void* userdata, sd_bus_error* error);
-        CVBusObject<sd_bus_slot> slot_;
-        // The reply once it came.
-        CVBusObject<sd_bus_message> reply_;
+        CVBusPendingCall call_;
     };
     // Sends the call for an invocation streamed packed (CVPackedCoding) through the socket whose
     // reading end is `descriptor` (it stays the caller's: close it once this returns).

@@ -7,9 +7,11 @@
 #include <unistd.h>
 
 #include <map>
+#include <mutex>
 #include <string_view>
 
 #include "platform/CVBundle.h"
+#include "platform/CVPaths.h"
 #include "platform/CVReadFile.h"
 #include "platform/CVSessionBus.h"
 
@@ -54,6 +56,48 @@ std::optional<std::optional<std::string>> sessionKeyOfProcess(int procFolder,
     return sessionKeyOfAddress(CVSessionBus::addressFromEnvironment(busAddress, runtimeDirectory));
 }
 
+struct BundleInformation {
+    std::optional<std::string> identifier;
+    std::optional<std::string> executableName;
+};
+
+// A bundle's Info.plist is read once per process while it stays the same file: a scan meets one
+// bundle in several processes, and one run looks at the application it found in the process
+// table again as the owner of its bus name.
+BundleInformation bundleInformationAtPath(const std::string& bundlePath) {
+    struct Known {
+        struct stat info;
+        BundleInformation information;
+    };
+    static std::mutex lock;
+    static std::map<std::string, Known> known;
+    auto isSameFile = [](const struct stat& a, const struct stat& b) {
+        return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
+               a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
+    };
+
+    struct stat info {};
+    bool hasInfo = stat(CVPaths::appendingPathComponent(bundlePath, "Contents/Info.plist").c_str(),
+                        &info) == 0;
+    if (hasInfo) {
+        std::lock_guard<std::mutex> guard(lock);
+        auto found = known.find(bundlePath);
+        if (found != known.end() && isSameFile(found->second.info, info)) {
+            return found->second.information;
+        }
+    }
+    BundleInformation information;
+    if (auto bundle = CVBundle::bundleWithPath(bundlePath)) {
+        information.identifier = bundle->bundleIdentifier();
+        information.executableName = bundle->objectForInfoDictionaryKey("CFBundleExecutable");
+    }
+    if (hasInfo) {
+        std::lock_guard<std::mutex> guard(lock);
+        known.insert_or_assign(bundlePath, Known{info, information});
+    }
+    return information;
+}
+
 // One pass over the process table: the tests in the order of their cost, so that the common
 // process (not in a bundle) costs one readlink. Only the bundle's main executable (its
 // CFBundleExecutable) is the application: the tool, which lives beside it in Contents/MacOS/, and
@@ -95,7 +139,7 @@ public:
         if (fstatat(procFolder_, name, &status, 0) != 0 || status.st_uid != userIdentifier_) {
             return std::nullopt;
         }
-        const BundleInformation& bundle = bundleAtPath(*bundlePath);
+        BundleInformation bundle = bundleInformationAtPath(*bundlePath);
         if (bundle.executableName && !executablePath.ends_with("/" + *bundle.executableName) &&
             !executablePath.ends_with("/" + *bundle.executableName + std::string(kDeletedSuffix))) {
             return std::nullopt;
@@ -109,29 +153,9 @@ public:
     }
 
 private:
-    struct BundleInformation {
-        std::optional<std::string> identifier;
-        std::optional<std::string> executableName;
-    };
-
-    // Bundles are read once per scan: several processes often share one.
-    const BundleInformation& bundleAtPath(const std::string& bundlePath) {
-        auto known = bundles_.find(bundlePath);
-        if (known != bundles_.end()) {
-            return known->second;
-        }
-        BundleInformation information;
-        if (auto bundle = CVBundle::bundleWithPath(bundlePath)) {
-            information.identifier = bundle->bundleIdentifier();
-            information.executableName = bundle->objectForInfoDictionaryKey("CFBundleExecutable");
-        }
-        return bundles_.emplace(bundlePath, std::move(information)).first->second;
-    }
-
     int procFolder_;
     uid_t userIdentifier_;
     std::optional<std::string> ownSession_;
-    std::map<std::string, BundleInformation> bundles_;
 };
 
 bool isProcessName(const char* name) {
@@ -190,20 +214,12 @@ std::optional<CVRunningApplication> CVRunningApplication::runningApplicationWith
 }
 
 std::optional<CVRunningApplication> CVRunningApplication::applicationOwningName(
-    const std::string& name) {
-    sd_bus* bus = CVSessionBus::shared();
-    sd_bus_creds* credentials = nullptr;
-    if (bus == nullptr ||
-        sd_bus_get_name_creds(bus, name.c_str(), SD_BUS_CREDS_PID, &credentials) < 0) {
+    CVBusNameQuestion& owner) {
+    std::optional<pid_t> processIdentifier = owner.ownerProcessIdentifier();
+    if (!processIdentifier) {
         return std::nullopt;
     }
-    pid_t owner = 0;
-    int result = sd_bus_creds_get_pid(credentials, &owner);
-    sd_bus_creds_unref(credentials);
-    if (result < 0 || owner <= 0) {
-        return std::nullopt;
-    }
-    return runningApplicationWithProcessIdentifier(owner);
+    return runningApplicationWithProcessIdentifier(*processIdentifier);
 }
 
 bool CVRunningApplication::isFinishedLaunching() const {

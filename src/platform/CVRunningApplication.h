@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/CVSessionBus.h"
+
 // A running application: a process of this user and of this session whose executable is the main
 // executable (CFBundleExecutable) in a bundle's Contents/MacOS/ folder. "Of this session" means
 // that the session bus named by the process's own environment is the same socket as this process's.
@@ -19,9 +21,10 @@ public:
     static std::optional<CVRunningApplication> runningApplicationWithProcessIdentifier(
         int32_t processIdentifier);
 
-    // The running application that owns the well-known name on this process's session bus: one
-    // round trip and one process looked at, no scan. Nothing when no application owns it.
-    static std::optional<CVRunningApplication> applicationOwningName(const std::string& name);
+    // The running application that owns a well-known name of the session bus, from the answer to
+    // an ownerProcessIdentifier question about it: one process looked at, no scan. Nothing when no
+    // application owns it.
+    static std::optional<CVRunningApplication> applicationOwningName(CVBusNameQuestion& owner);
 
     int32_t processIdentifier() const { return processIdentifier_; }
     const std::optional<std::string>& bundlePath() const { return bundlePath_; }

@@ -1,5 +1,8 @@
 #include "platform/CVSessionBus.h"
 
+#include <cerrno>
+#include <chrono>
+
 #include "platform/CVEnvironment.h"
 
 namespace CVSessionBus {
@@ -81,6 +84,87 @@ std::optional<std::string> ownerOfName(sd_bus* bus, const char* name) {
 }
 
 }  // namespace CVSessionBus
+
+CVBusPendingCall::CVBusPendingCall(sd_bus_message* message, uint64_t timeout)
+    : bus_(sd_bus_message_get_bus(message)) {
+    // Queued until the connection is up; a connection still authenticating is not waited for.
+    sendError_ = sd_bus_call_async(bus_, slot_.out(), message, replied, this, timeout);
+}
+
+int CVBusPendingCall::replied(sd_bus_message* reply, void* userdata, sd_bus_error*) {
+    static_cast<CVBusPendingCall*>(userdata)->reply_.reset(sd_bus_message_ref(reply));
+    return 0;
+}
+
+int CVBusPendingCall::wait(uint64_t timeout) {
+    if (sendError_ < 0) {
+        return sendError_;
+    }
+    using Clock = std::chrono::steady_clock;
+    // A year or more is no limit (and would overflow the clock).
+    constexpr uint64_t kNoDeadline = uint64_t(24) * 3600 * 1'000'000 * 365;
+    std::optional<Clock::time_point> deadline;
+    if (timeout < kNoDeadline) {
+        deadline = Clock::now() + std::chrono::microseconds(timeout);
+    }
+    while (reply_ == nullptr) {
+        int result = sd_bus_process(bus_, nullptr);
+        if (result == 0) {
+            uint64_t wait = UINT64_MAX;
+            if (deadline) {
+                auto left =
+                    std::chrono::duration_cast<std::chrono::microseconds>(*deadline - Clock::now());
+                if (left.count() <= 0) {
+                    return -ETIMEDOUT;
+                }
+                wait = uint64_t(left.count());
+            }
+            result = sd_bus_wait(bus_, wait);
+        }
+        if (result < 0) {
+            return result;
+        }
+    }
+    return 0;
+}
+
+CVBusNameQuestion::CVBusNameQuestion(sd_bus* bus, const char* name, Kind kind) {
+    if (bus == nullptr) {
+        return;
+    }
+    CVBusObject<sd_bus_message> message;
+    const char* member = kind == Kind::hasOwner ? "NameHasOwner" : "GetConnectionUnixProcessID";
+    if (sd_bus_message_new_method_call(bus, message.out(), "org.freedesktop.DBus",
+                                       "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                                       member) >= 0 &&
+        sd_bus_message_append(message, "s", name) >= 0) {
+        call_.emplace(message, 0);
+    }
+}
+
+sd_bus_message* CVBusNameQuestion::answer() {
+    if (!call_ || call_->wait() < 0 || sd_bus_message_is_method_error(call_->reply(), nullptr)) {
+        return nullptr;
+    }
+    return call_->reply();
+}
+
+bool CVBusNameQuestion::hasOwner() {
+    sd_bus_message* reply = answer();
+    int hasOwner = 0;
+    return reply != nullptr && sd_bus_message_rewind(reply, 1) >= 0 &&
+           sd_bus_message_read(reply, "b", &hasOwner) >= 0 && hasOwner != 0;
+}
+
+std::optional<pid_t> CVBusNameQuestion::ownerProcessIdentifier() {
+    sd_bus_message* reply = answer();
+    uint32_t processIdentifier = 0;
+    if (reply == nullptr || sd_bus_message_rewind(reply, 1) < 0 ||
+        sd_bus_message_read(reply, "u", &processIdentifier) < 0 || processIdentifier == 0) {
+        return std::nullopt;
+    }
+    return static_cast<pid_t>(processIdentifier);
+}
 
 CVBusNameOwnerWatch::CVBusNameOwnerWatch(sd_bus* bus, const char* name, Handler handler)
     : handler_(std::move(handler)) {

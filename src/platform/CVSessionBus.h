@@ -2,6 +2,9 @@
 
 #include <systemd/sd-bus.h>
 
+#include <sys/types.h>
+
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -37,6 +40,58 @@ bool sharedCanPassDescriptors();
 std::optional<std::string> ownerOfName(sd_bus* bus, const char* name);
 
 }  // namespace CVSessionBus
+
+// A method call sent at once and waited for later: calls sent together cost one round trip, and a
+// call sent before other work is answered while that work runs. The connection is read only while
+// someone waits; what else arrives meanwhile goes to its own handlers.
+class CVBusPendingCall {
+public:
+    // Sends `message` on its connection, with sd-bus's call time-out (`timeout` 0) or `timeout`
+    // microseconds (UINT64_MAX: none).
+    CVBusPendingCall(sd_bus_message* message, uint64_t timeout);
+    CVBusPendingCall(const CVBusPendingCall&) = delete;
+    CVBusPendingCall& operator=(const CVBusPendingCall&) = delete;
+
+    // Waits for the reply, at most `timeout` microseconds from now (UINT64_MAX: as long as the
+    // call's own time-out allows): 0 once it came, -ETIMEDOUT, or the negative errno with which the
+    // call could not be sent or the connection failed.
+    int wait(uint64_t timeout = UINT64_MAX);
+    // 0, or the negative errno with which the call could not be sent.
+    int sendError() const { return sendError_; }
+    // The reply (which may be an error) once wait has answered 0; null before.
+    sd_bus_message* reply() const { return reply_; }
+
+private:
+    static int replied(sd_bus_message* reply, void* userdata, sd_bus_error* error);
+
+    sd_bus* bus_ = nullptr;
+    int sendError_ = 0;
+    CVBusObject<sd_bus_slot> slot_;
+    CVBusObject<sd_bus_message> reply_;
+};
+
+// A question to the bus daemon about a well-known name, sent when made and answered when read
+// (see CVBusPendingCall). Without a bus it answers as if no one owned the name.
+class CVBusNameQuestion {
+public:
+    enum class Kind {
+        hasOwner,                // NameHasOwner
+        ownerProcessIdentifier,  // GetConnectionUnixProcessID
+    };
+    CVBusNameQuestion(sd_bus* bus, const char* name, Kind kind);
+
+    // Whether someone owns the name (a hasOwner question); false when the bus could not answer.
+    bool hasOwner();
+    // The owner's process (an ownerProcessIdentifier question); nothing when no one owns the name
+    // or the bus could not answer.
+    std::optional<pid_t> ownerProcessIdentifier();
+
+private:
+    // The reply when it is a successful one.
+    sd_bus_message* answer();
+
+    std::optional<CVBusPendingCall> call_;
+};
 
 // Calls back whenever the well-known name changes hands on the bus: with the old and the new
 // owner's unique names, "" standing for no owner. The match is in place when the constructor

@@ -15,6 +15,7 @@
 #include "model/CVCLISerializedDiffInvocation.h"
 #include "platform/CVCorvaneContract.h"
 #include "platform/CVException.h"
+#include "platform/CVSessionBus.h"
 
 namespace {
 
@@ -161,4 +162,27 @@ TEST_F(ACLIProxyProtocol, RaisesTheApplicationsRefusalAsItsErrorAndThePortErrorO
               "NSInvalidSendPortException");
     close(socket[0]);
     close(socket[1]);
+}
+
+TEST_F(ACLIProxyProtocol, TrustsAnEarlierAnswerThatFoundTheNameAndAsksAgainAfterOneThatDidNot) {
+    using Kind = CVBusNameQuestion::Kind;
+    sd_bus* bus = CVSessionBus::shared();
+    CVBusNameQuestion before(bus, kName, Kind::hasOwner);
+    CVBusNameQuestion ownerBefore(bus, kName, Kind::ownerProcessIdentifier);
+    EXPECT_FALSE(ownerBefore.ownerProcessIdentifier().has_value());
+    EXPECT_FALSE(before.hasOwner());
+
+    FakeApplication application;
+    CVBusNameQuestion after(bus, kName, Kind::hasOwner);
+    CVBusNameQuestion ownerAfter(bus, kName, Kind::ownerProcessIdentifier);
+    // Answered in one round trip, read in any order.
+    EXPECT_EQ(ownerAfter.ownerProcessIdentifier(), getpid());
+    EXPECT_TRUE(after.hasOwner());
+    EXPECT_NE(CVCLIProxyProtocol::rootProxyForConnectionWithRegisteredName(kName, &before),
+              nullptr);
+    EXPECT_NE(CVCLIProxyProtocol::rootProxyForConnectionWithRegisteredName(kName, &after), nullptr);
+
+    CVBusNameQuestion withoutBus(nullptr, kName, Kind::hasOwner);
+    EXPECT_FALSE(withoutBus.hasOwner());
+    EXPECT_FALSE(withoutBus.ownerProcessIdentifier().has_value());
 }

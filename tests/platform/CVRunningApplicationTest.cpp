@@ -67,11 +67,29 @@ TEST_F(ARunningApplication, IsAProcessOfABundleThatHasFinishedLaunchingOnceItOwn
     EXPECT_EQ(application->bundleIdentifier(), "com.corvane.Corvane");
     EXPECT_TRUE(isListed(owner->processID()));
     EXPECT_TRUE(CVWaitUntil([&] { return application->isFinishedLaunching(); }));
+    CVBusNameQuestion nameOwner(CVSessionBus::shared(), "com.corvane.Corvane",
+                                CVBusNameQuestion::Kind::ownerProcessIdentifier);
+    auto owning = CVRunningApplication::applicationOwningName(nameOwner);
+    ASSERT_TRUE(owning.has_value());
+    EXPECT_EQ(owning->processIdentifier(), owner->processID());
     auto other =
         CVRunningApplication::runningApplicationWithProcessIdentifier(sleeper->processID());
     ASSERT_TRUE(other.has_value());
     EXPECT_EQ(other->bundleIdentifier(), "com.example.Launching");
     EXPECT_FALSE(other->isFinishedLaunching());
+}
+
+TEST_F(ARunningApplication, HasTheIdentifierItsBundleNamesNowThoughTheBundleWasReadBefore) {
+    std::string path = makeBundle(folder_ / "Renamed.app", "com.example.First", "1", "/bin/sleep");
+    auto process = startProgram(folder_, path + "/Contents/MacOS/Corvane", {"60"});
+    auto identifier = [&] {
+        auto application =
+            CVRunningApplication::runningApplicationWithProcessIdentifier(process->processID());
+        return application ? application->bundleIdentifier() : std::nullopt;
+    };
+    EXPECT_EQ(identifier(), "com.example.First");
+    makeBundle(path, "com.example.SecondName", "1");
+    EXPECT_EQ(identifier(), "com.example.SecondName");
 }
 
 }  // namespace

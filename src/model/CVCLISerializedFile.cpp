@@ -2,9 +2,10 @@
 
 #include <sys/stat.h>
 
+#include <array>
 #include <cstdlib>
 #include <memory>
-#include <regex>
+#include <string_view>
 
 #include "model/CVCodedMember.h"
 #include "platform/CVBookmark.h"
@@ -97,15 +98,66 @@ bool startsWithRealFolder(const std::string& path, const std::string& folder) {
     return real && path.starts_with(*real);
 }
 
+bool isDigit(char character) {
+    return character >= '0' && character <= '9';
+}
+
+// Whether the file name is one of the sides git mergetool writes: "_BASE_", "_LOCAL_", "_REMOTE_"
+// or "_BACKUP_", digits, then the end or an extension (a dot and anything but a slash). Written
+// out rather than as a regular expression: the tool would otherwise carry the C++ library's
+// locales, a third of its code, and build them on every run.
+bool isMergetoolSide(std::string_view path) {
+    static constexpr std::array<std::string_view, 4> kSides = {"_BASE_", "_LOCAL_", "_REMOTE_",
+                                                               "_BACKUP_"};
+    for (size_t start = path.find('_'); start != std::string_view::npos;
+         start = path.find('_', start + 1)) {
+        for (std::string_view side : kSides) {
+            if (path.substr(start, side.size()) != side) {
+                continue;
+            }
+            size_t end = start + side.size();
+            while (end < path.size() && isDigit(path[end])) {
+                ++end;
+            }
+            if (end > start + side.size() &&
+                (end == path.size() ||
+                 (path[end] == '.' && path.find('/', end) == std::string_view::npos))) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+// Whether a dot with something before it (a line of text: no line break) is followed by exactly
+// twelve lower-case hexadecimal digits that end the path or one of its folders, the way some
+// callers name their temporary copies ("file.c.0123456789ab").
+bool hasHexadecimalSuffix(std::string_view path) {
+    static constexpr size_t kDigits = 12;
+    auto isHexadecimal = [](char character) {
+        return isDigit(character) || (character >= 'a' && character <= 'f');
+    };
+    size_t lineEnd = path.find_first_of("\n\r");
+    for (size_t dot = path.find('.', 1); dot != std::string_view::npos && dot < lineEnd;
+         dot = path.find('.', dot + 1)) {
+        size_t end = dot + 1;
+        while (end < path.size() && end - dot - 1 < kDigits && isHexadecimal(path[end])) {
+            ++end;
+        }
+        if (end - dot - 1 == kDigits && (end == path.size() || path[end] == '/')) {
+            return true;
+        }
+    }
+    return false;
+}
+
 // The places Linux callers keep temporary files, beside the rules above: /tmp and /var/tmp
 // whatever TMPDIR says (libpam-tmpdir points TMPDIR elsewhere, and Java ignores it), Subversion's
 // pristine store (1.7 and later), and the sides git mergetool writes into the work tree
 // (NAME_BASE_1234.c, NAME_LOCAL_1234.c, NAME_REMOTE_1234.c, NAME_BACKUP_1234.c).
 bool isLinuxTemporaryPlace(const std::string& path) {
-    static const std::regex mergetoolSide("_(BASE|LOCAL|REMOTE|BACKUP)_[0-9]+(\\.[^/]*)?$");
     return path.starts_with("/tmp/") || path.starts_with("/var/tmp/") ||
-           path.find("/.svn/pristine/") != std::string::npos ||
-           std::regex_search(path, mergetoolSide);
+           path.find("/.svn/pristine/") != std::string::npos || isMergetoolSide(path);
 }
 
 }  // namespace
@@ -168,12 +220,9 @@ bool CVCLISerializedFile::isTemporaryForCallingProcess(ZPProcessInformation& pro
     if (temporaryDirectory) {
         temporaryDirectory = CVPaths::standardizingPath(*temporaryDirectory);
     }
-    // Compiled once; static initialisation is thread-safe.
-    static const std::regex hexSuffix("^.+\\.([a-f0-9]{12,12})(/|$)");
     bool inTemporaryPlace = absolutePathIsTemporary(path);
     bool inProcessTemporaryDirectory =
         temporaryDirectory &&
         (path.starts_with(*temporaryDirectory) || startsWithRealFolder(path, *temporaryDirectory));
-    bool hasHexSuffix = std::regex_search(path, hexSuffix);
-    return inTemporaryPlace || inProcessTemporaryDirectory || hasHexSuffix;
+    return inTemporaryPlace || inProcessTemporaryDirectory || hasHexadecimalSuffix(path);
 }

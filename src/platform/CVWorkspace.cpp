@@ -7,11 +7,12 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
+#include <string_view>
 #include <vector>
 
 #include "platform/CVBundle.h"
 #include "platform/CVPaths.h"
+#include "platform/CVReadFile.h"
 #include "platform/CVSubprocess.h"
 
 namespace CVWorkspace {
@@ -29,13 +30,16 @@ std::string trimmed(std::string_view text) {
 
 // The Exec value of the [Desktop Entry] group, with the value escapes (\s \n \t \r \\) undone.
 std::optional<std::string> execValueOfDesktopEntry(const std::string& path) {
-    std::ifstream file(path);
-    if (!file) {
+    std::optional<std::string> contents = CVReadWholeFile(path);
+    if (!contents) {
         return std::nullopt;
     }
     bool inDesktopEntry = false;
-    std::string line;
-    while (std::getline(file, line)) {
+    std::string_view rest(*contents);
+    while (!rest.empty()) {
+        size_t lineEnd = rest.find('\n');
+        std::string_view line = rest.substr(0, lineEnd);
+        rest = lineEnd == std::string_view::npos ? std::string_view() : rest.substr(lineEnd + 1);
         std::string text = trimmed(line);
         if (text.empty() || text[0] == '#') {
             continue;

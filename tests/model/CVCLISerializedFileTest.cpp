@@ -95,11 +95,13 @@ TEST_F(WithTemporaryDirectory, AbsolutePathIsTemporaryFollowsTheSevenRulesAndLin
           // git mergetool's sides in the work tree.
           "/tmp/-Tmp-/x", "/var/tmp/x", "/repo/.svn/pristine/4f/4f2c.svn-base",
           "/repo/src/main_BASE_4242.c", "/repo/src/main_LOCAL_4242.c",
-          "/repo/src/main_REMOTE_4242.c", "/repo/Makefile_BACKUP_17"}) {
+          "/repo/src/main_REMOTE_4242.c", "/repo/Makefile_BACKUP_17", "/repo/dist_LOCAL_9.tar.gz",
+          "/repo/a_BASE_1x_REMOTE_2.c"}) {
         EXPECT_TRUE(CVCLISerializedFile::absolutePathIsTemporary(path)) << path;
     }
-    for (const char* path : {"/Users/u/x", "/scratch/user/Tx", "/VAR/folders/x", "/tmpfile",
-                             "/repo/src/main_BASE.c", "/repo/src_LOCAL_1/main.c"}) {
+    for (const char* path :
+         {"/Users/u/x", "/scratch/user/Tx", "/VAR/folders/x", "/tmpfile", "/repo/src/main_BASE.c",
+          "/repo/src_LOCAL_1/main.c", "/repo/src_LOCAL_1.d/main.c", "/repo/main_THEIRS_1.c"}) {
         EXPECT_FALSE(CVCLISerializedFile::absolutePathIsTemporary(path)) << path;
     }
 }
@@ -123,6 +125,9 @@ TEST_F(WithTemporaryDirectory, AFileIsTemporaryForACallerByItsStatedFlagElseItsH
     EXPECT_FALSE(isTemporary("/srv/repo.0123456789a/file"));
     EXPECT_FALSE(isTemporary("/srv/repo.0123456789abc/file"));
     EXPECT_FALSE(isTemporary("/srv/repo.0123456789AB/file"));
+    EXPECT_TRUE(isTemporary("/srv/a.b.0123456789ab"));
+    // What comes before the dot is one line.
+    EXPECT_FALSE(isTemporary("/srv\nrepo.0123456789ab"));
     EXPECT_TRUE(isTemporary("/caller/tmp/x", {"TMPDIR=/caller/tmp/"}));
     EXPECT_FALSE(isTemporary("/elsewhere/x", {"TMPDIR=/caller/tmp/"}));
     EXPECT_TRUE(isTemporary("repo.0123456789ab", {"PWD=/w"}));

@@ -3,7 +3,7 @@
 set -euo pipefail
 
 packages=(
-    build-essential cmake ninja-build pkg-config clang clang-format
+    build-essential cmake ninja-build pkg-config clang clang-format lld
     libsystemd-dev libplist-dev libmimalloc-dev libgit2-dev
     libgtkmm-4.0-dev libgtksourceview-5-dev nlohmann-json3-dev xvfb xauth
     googletest libgtest-dev libgmock-dev libbenchmark-dev

@@ -43,7 +43,8 @@ std::optional<std::string> ownerOfName(sd_bus* bus, const char* name);
 
 // A method call sent at once and waited for later: calls sent together cost one round trip, and a
 // call sent before other work is answered while that work runs. The connection is read only while
-// someone waits; what else arrives meanwhile goes to its own handlers.
+// someone waits, and what else arrives meanwhile goes to its own handlers; so the wait is for the
+// run's own flow, not for a handler of the connection (which makes a plain sd_bus_call).
 class CVBusPendingCall {
 public:
     // Sends `message` on its connection, with sd-bus's call time-out (`timeout` 0) or `timeout`

@@ -45,8 +45,11 @@ package=$(ls "$build"/cvdiff_*.deb)
 dpkg-deb -f "$package" Depends
 
 echo "-- lintian"
-lintian --fail-on error --tag-display-limit 0 "$package" 2>&1 | grep -v 'root privileges' || true
-lintian --fail-on error "$package" >/dev/null 2>&1 || fail "lintian reports errors"
+# Lintian leaves files of its own in the temporary folder; they go with the check's folder.
+mkdir "$work/lintian"
+lintian_tmp() { TMPDIR=$work/lintian lintian "$@"; }
+lintian_tmp --fail-on error --tag-display-limit 0 "$package" 2>&1 | grep -v 'root privileges' || true
+lintian_tmp --fail-on error "$package" >/dev/null 2>&1 || fail "lintian reports errors"
 
 if [[ ${PACKAGE_INSTALL:-yes} == no ]]; then
     exit 0

@@ -22,10 +22,7 @@ CVPackedInvocationWriter::~CVPackedInvocationWriter() {
 }
 
 void CVPackedInvocationWriter::abandon() {
-    if (writingEnd_ >= 0) {
-        close(writingEnd_);
-        writingEnd_ = -1;
-    }
+    closeWritingEnd();
     unwritten_.clear();
     pending_.clear();
 }
@@ -46,6 +43,13 @@ bool CVPackedInvocationWriter::begin(const CVCLISerializedObject& root) {
                  CVPackedCoding::frameLength(packed->size()) + *packed;
     size_ = unwritten_.size() + 4;
     return true;
+}
+
+void CVPackedInvocationWriter::closeWritingEnd() {
+    if (writingEnd_ >= 0) {
+        close(writingEnd_);
+        writingEnd_ = -1;
+    }
 }
 
 void CVPackedInvocationWriter::closeReadingEnd() {
@@ -78,10 +82,7 @@ bool CVPackedInvocationWriter::finish() {
         return false;
     }
     bool ended = write(CVPackedCoding::frameLength(0));
-    if (writingEnd_ >= 0) {
-        close(writingEnd_);
-        writingEnd_ = -1;
-    }
+    closeWritingEnd();
     return ended;
 }
 

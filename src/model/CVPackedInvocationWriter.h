@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 class CVCLISerializedFileList;
 class CVCLISerializedObject;
@@ -45,6 +46,7 @@ private:
     // Writes the pending lists as one frame.
     bool flush();
     bool write(std::string_view bytes);
+    void closeWritingEnd();
 
     int writingEnd_ = -1;
     int readingEnd_ = -1;

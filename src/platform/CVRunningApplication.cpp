@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "platform/CVBundle.h"
+#include "platform/CVFileIdentity.h"
 #include "platform/CVPaths.h"
 #include "platform/CVReadFile.h"
 #include "platform/CVSessionBus.h"
@@ -66,23 +67,18 @@ struct BundleInformation {
 // table again as the owner of its bus name.
 BundleInformation bundleInformationAtPath(const std::string& bundlePath) {
     struct Known {
-        struct stat info;
+        CVFileIdentity info;
         BundleInformation information;
     };
     static std::mutex lock;
     static std::map<std::string, Known> known;
-    auto isSameFile = [](const struct stat& a, const struct stat& b) {
-        return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
-               a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
-    };
 
-    struct stat info {};
-    bool hasInfo = stat(CVPaths::appendingPathComponent(bundlePath, "Contents/Info.plist").c_str(),
-                        &info) == 0;
-    if (hasInfo) {
+    std::optional<CVFileIdentity> info =
+        CVFileIdentityOfPath(CVPaths::appendingPathComponent(bundlePath, "Contents/Info.plist"));
+    if (info) {
         std::lock_guard<std::mutex> guard(lock);
         auto found = known.find(bundlePath);
-        if (found != known.end() && isSameFile(found->second.info, info)) {
+        if (found != known.end() && found->second.info == *info) {
             return found->second.information;
         }
     }
@@ -91,9 +87,9 @@ BundleInformation bundleInformationAtPath(const std::string& bundlePath) {
         information.identifier = bundle->bundleIdentifier();
         information.executableName = bundle->objectForInfoDictionaryKey("CFBundleExecutable");
     }
-    if (hasInfo) {
+    if (info) {
         std::lock_guard<std::mutex> guard(lock);
-        known.insert_or_assign(bundlePath, Known{info, information});
+        known.insert_or_assign(bundlePath, Known{*info, information});
     }
     return information;
 }
@@ -226,17 +222,7 @@ bool CVRunningApplication::isFinishedLaunching() const {
     if (!bundleIdentifier_) {
         return false;
     }
-    sd_bus* bus = CVSessionBus::shared();
-    if (bus == nullptr) {
-        return false;
-    }
-    sd_bus_creds* credentials = nullptr;
-    if (sd_bus_get_name_creds(bus, bundleIdentifier_->c_str(), SD_BUS_CREDS_PID, &credentials) <
-        0) {
-        return false;
-    }
-    pid_t owner = 0;
-    int result = sd_bus_creds_get_pid(credentials, &owner);
-    sd_bus_creds_unref(credentials);
-    return result >= 0 && owner == processIdentifier_;
+    CVBusNameQuestion owner(CVSessionBus::shared(), bundleIdentifier_->c_str(),
+                            CVBusNameQuestion::Kind::ownerProcessIdentifier);
+    return owner.ownerProcessIdentifier() == processIdentifier_;
 }

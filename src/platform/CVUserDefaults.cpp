@@ -4,16 +4,6 @@
 
 #include "platform/CVPaths.h"
 
-namespace {
-
-bool sameFile(const struct stat& left, const struct stat& right) {
-    return left.st_dev == right.st_dev && left.st_ino == right.st_ino &&
-           left.st_size == right.st_size && left.st_mtim.tv_sec == right.st_mtim.tv_sec &&
-           left.st_mtim.tv_nsec == right.st_mtim.tv_nsec;
-}
-
-}  // namespace
-
 CVUserDefaults& CVUserDefaults::standardUserDefaults() {
     static CVUserDefaults defaults(kToolDomain);
     return defaults;
@@ -26,19 +16,18 @@ std::string CVUserDefaults::pathForDomain(const std::string& domain) {
 CVUserDefaults::CVUserDefaults(const std::string& domain) : path_(pathForDomain(domain)) {}
 
 plist_t CVUserDefaults::currentDictionary() {
-    struct stat now {};
-    if (stat(path_.c_str(), &now) != 0) {
+    std::optional<CVFileIdentity> now = CVFileIdentityOfPath(path_);
+    if (!now) {
         dictionary_.reset();
-        haveStat_ = false;
+        readIdentity_.reset();
         return nullptr;
     }
-    if (!haveStat_ || !sameFile(now, lastStat_)) {
+    if (now != readIdentity_) {
         dictionary_ = CVPropertyList::readFile(path_);
         if (dictionary_ && plist_get_node_type(dictionary_.get()) != PLIST_DICT) {
             dictionary_.reset();
         }
-        lastStat_ = now;
-        haveStat_ = true;
+        readIdentity_ = now;
     }
     return dictionary_.get();
 }
@@ -112,7 +101,7 @@ bool CVUserDefaults::store(const std::string& key, plist_t value) {
     } else {
         plist_dict_set_item(updated.get(), key.c_str(), value);
     }
-    haveStat_ = false;
+    readIdentity_.reset();
     return CVPropertyList::writeFileAtomically(path_, updated.get(),
                                                CVPropertyList::Format::binary);
 }
@@ -139,7 +128,7 @@ bool CVUserDefaults::removeObjectForKey(const std::string& key) {
 
 bool CVUserDefaults::removeDomain() {
     std::lock_guard lock(mutex_);
-    haveStat_ = false;
+    readIdentity_.reset();
     dictionary_.reset();
     return unlink(path_.c_str()) == 0 || errno == ENOENT;
 }

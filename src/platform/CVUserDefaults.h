@@ -1,13 +1,12 @@
 #pragma once
 
-#include <sys/stat.h>
-
 #include <cstdint>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "platform/CVFileIdentity.h"
 #include "platform/CVPropertyList.h"
 
 // A defaults domain: a property-list dictionary in $XDG_CONFIG_HOME/corvane/<domain>.plist. A
@@ -53,6 +52,6 @@ private:
     std::string path_;
     std::mutex mutex_;
     CVPlist dictionary_;
-    bool haveStat_ = false;
-    struct stat lastStat_ {};
+    // The version of the file `dictionary_` was read from; nothing when it is to be read again.
+    std::optional<CVFileIdentity> readIdentity_;
 };

@@ -56,7 +56,8 @@ bool CVCLIInterpreter::launchCorvaneIfNecessary() {
     CVBusNameQuestion owner(CVSessionBus::shared(), CVCorvaneContract::kApplicationBundleIdentifier,
                             CVBusNameQuestion::Kind::ownerProcessIdentifier);
     bool isRunning = false;
-    auto path = locateCorvaneApplication(&isRunning);
+    std::optional<CVRunningApplication> found;
+    auto path = locateCorvaneApplication(&isRunning, &found);
     if (!path) {
         setInterpretError(errorWithLocalizedDescription("Could not connect to Corvane."));
         return false;
@@ -65,7 +66,12 @@ bool CVCLIInterpreter::launchCorvaneIfNecessary() {
     // table that does not (one still starting, or one left on an older bus at the same socket
     // path) cannot be reached yet: the launch below and its wait take care of it.
     if (isRunning) {
-        // Found running already: asking the bus who owns the name spares a scan of every process.
+        // Found running already: asking the bus who owns the name spares a scan of every process,
+        // and the copy just found needs no second look when it is the owner.
+        std::optional<pid_t> ownerProcess = owner.ownerProcessIdentifier();
+        if (found && ownerProcess == found->processIdentifier()) {
+            return true;
+        }
         auto application = CVRunningApplication::applicationOwningName(owner);
         if (application && application->bundlePath() == *path) {
             return true;

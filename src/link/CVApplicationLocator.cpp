@@ -87,7 +87,9 @@ std::optional<std::string> tryCandidate(const std::optional<std::string>& path,
     return usable;
 }
 
-std::optional<std::string> searchWithoutLogging(bool* isRunning, std::vector<CVError>& errors) {
+std::optional<std::string> searchWithoutLogging(bool* isRunning,
+                                                std::optional<CVRunningApplication>* running,
+                                                std::vector<CVError>& errors) {
     using namespace CVCorvaneContract;
     auto& defaults = CVUserDefaults::standardUserDefaults();
 
@@ -103,6 +105,9 @@ std::optional<std::string> searchWithoutLogging(bool* isRunning, std::vector<CVE
                 [&] { return "Found Corvane at " + describe(path) + " using the previous PID"; });
             if (isRunning != nullptr) {
                 *isRunning = true;
+            }
+            if (running != nullptr) {
+                *running = std::move(application);
             }
             return path;
         }
@@ -124,6 +129,9 @@ std::optional<std::string> searchWithoutLogging(bool* isRunning, std::vector<CVE
             if (isRunning != nullptr) {
                 *isRunning = true;
                 defaults.setInteger(application.processIdentifier(), kLastKnownProcessKey);
+            }
+            if (running != nullptr) {
+                *running = application;
             }
             return path;
         }
@@ -232,8 +240,13 @@ std::optional<std::string> usableCorvaneAtPath(const std::optional<std::string>&
 }
 
 std::optional<std::string> locateCorvaneApplication(bool* isRunning) {
+    return locateCorvaneApplication(isRunning, nullptr);
+}
+
+std::optional<std::string> locateCorvaneApplication(
+    bool* isRunning, std::optional<CVRunningApplication>* runningApplication) {
     std::vector<CVError> errors;
-    auto path = searchWithoutLogging(isRunning, errors);
+    auto path = searchWithoutLogging(isRunning, runningApplication, errors);
     if (!path) {
         CVPrint(stderr, CVApplicationLocator::reportForErrors(errors));
     }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/CVError.h"
+#include "platform/CVRunningApplication.h"
 
 // Finding the one installed copy of Corvane the tool may talk to. Errors made here carry the
 // candidate bundle path under kCorvaneErrorBundlePathKey beside the message.
@@ -26,6 +27,9 @@ std::optional<std::string> usableCorvaneAtPath(const std::optional<std::string>&
 // ~/Applications. Sets *isRunning (when given) to true only for a running copy. On failure prints
 // the reasons on standard error and gives nothing. May update "LastKnownCVPID".
 std::optional<std::string> locateCorvaneApplication(bool* isRunning);
+// The same, giving also (when asked) the running copy that was found.
+std::optional<std::string> locateCorvaneApplication(
+    bool* isRunning, std::optional<CVRunningApplication>* runningApplication);
 
 namespace CVApplicationLocator {
 

@@ -64,7 +64,7 @@ std::vector<std::string> programPaths(ZPProcessInformation* process) {
 
 std::shared_ptr<ZPProcessInformation> CVCLIInterpreter::significantParentProcess() {
     if (!didComputeSignificantParent_) {
-        auto parent = ZPProcessInformation::currentProcess()->parentProcessInformation();
+        auto parent = ZPProcessInformation::parentOfCurrentProcess();
         significantParentProcess_ = findVCSParentProcess(parent);
         if (!significantParentProcess_) {
             significantParentProcess_ = std::move(parent);

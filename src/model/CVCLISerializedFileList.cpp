@@ -183,7 +183,7 @@ bool CVCLISerializedFileList::enumerateFileListsWithRecursiveContentsOfLeft(
 
     if (leftFiles.empty() || rightFiles.empty()) {
         std::optional<std::string> workingDirectory;
-        if (auto parent = ZPProcessInformation::currentProcess()->parentProcessInformation()) {
+        if (auto parent = ZPProcessInformation::parentOfCurrentProcess()) {
             workingDirectory = parent->workingDirectory();
         }
         auto relativePath =

@@ -119,6 +119,12 @@ std::shared_ptr<ZPProcessInformation> ZPProcessInformation::currentProcess() {
     return processInformationWithProcessIdentifier(getpid());
 }
 
+std::shared_ptr<ZPProcessInformation> ZPProcessInformation::parentOfCurrentProcess() {
+    // 0 when the parent lies outside the tool's process namespace, as /proc/self/stat says too.
+    pid_t parent = getppid();
+    return parent > 0 ? processInformationWithProcessIdentifier(parent) : nullptr;
+}
+
 std::shared_ptr<ZPProcessInformation> ZPProcessInformation::processInformationWithProcessIdentifier(
     int32_t processIdentifier) {
     return std::make_shared<ZPProcessInformation>(processIdentifier);

@@ -19,6 +19,9 @@ public:
 
     // The tool's own process.
     static std::shared_ptr<ZPProcessInformation> currentProcess();
+    // The same as currentProcess()->parentProcessInformation(), without reading the tool's own
+    // entry in /proc: the kernel gives the parent's identifier.
+    static std::shared_ptr<ZPProcessInformation> parentOfCurrentProcess();
     // Never null, even for an identifier that names no process (its name is then absent).
     static std::shared_ptr<ZPProcessInformation> processInformationWithProcessIdentifier(
         int32_t processIdentifier);

@@ -40,6 +40,8 @@ TEST(TheCurrentProcess, IsThisTestBelowProcessOneWhichHasNoParent) {
     EXPECT_EQ(current->processName(), "process_tests");
     EXPECT_EQ(current->parentProcessIdentifier(), getppid());
     EXPECT_EQ(current->parentProcessInformation()->processIdentifier(), getppid());
+    EXPECT_EQ(ZPProcessInformation::parentOfCurrentProcess()->processName(),
+              current->parentProcessInformation()->processName());
     EXPECT_TRUE(current->isRunning());
     ASSERT_TRUE(current->arguments().has_value());
     EXPECT_EQ(CVPaths::lastPathComponent(current->arguments()->front()), "process_tests");

@@ -239,10 +239,6 @@ std::optional<std::string> usableCorvaneAtPath(const std::optional<std::string>&
     return path;
 }
 
-std::optional<std::string> locateCorvaneApplication(bool* isRunning) {
-    return locateCorvaneApplication(isRunning, nullptr);
-}
-
 std::optional<std::string> locateCorvaneApplication(
     bool* isRunning, std::optional<CVRunningApplication>* runningApplication) {
     std::vector<CVError> errors;

@@ -25,11 +25,10 @@ std::optional<std::string> usableCorvaneAtPath(const std::optional<std::string>&
 // The bundle path to use: the copy that ran last time, a running copy, the bundle hosting this
 // tool when it was started through a link, the desktop-entry lookup, then /Applications and
 // ~/Applications. Sets *isRunning (when given) to true only for a running copy. On failure prints
-// the reasons on standard error and gives nothing. May update "LastKnownCVPID".
-std::optional<std::string> locateCorvaneApplication(bool* isRunning);
-// The same, giving also (when asked) the running copy that was found.
+// the reasons on standard error and gives nothing. May update "LastKnownCVPID". Gives also (when
+// asked) the running copy that was found.
 std::optional<std::string> locateCorvaneApplication(
-    bool* isRunning, std::optional<CVRunningApplication>* runningApplication);
+    bool* isRunning, std::optional<CVRunningApplication>* runningApplication = nullptr);
 
 namespace CVApplicationLocator {
 

@@ -2,6 +2,10 @@
 
 #include <sys/stat.h>
 
+#include <map>
+#include <mutex>
+
+#include "platform/CVFileIdentity.h"
 #include "platform/CVPaths.h"
 
 namespace {
@@ -10,19 +14,14 @@ constexpr std::string_view kExecutableFolderTail = "/Contents/MacOS/";
 
 }  // namespace
 
-CVBundle::CVBundle(std::string bundlePath, CVPlist info)
+CVBundle::CVBundle(std::string bundlePath, Information info)
     : bundlePath_(std::move(bundlePath)), info_(std::move(info)) {}
 
-CVBundle::CVBundle(const CVBundle& other)
-    : bundlePath_(other.bundlePath_),
-      info_(other.info_ ? plist_copy(other.info_.get()) : nullptr) {}
-
-CVBundle& CVBundle::operator=(const CVBundle& other) {
-    if (this != &other) {
-        bundlePath_ = other.bundlePath_;
-        info_.reset(other.info_ ? plist_copy(other.info_.get()) : nullptr);
+CVBundle::Information CVBundle::informationOf(CVPlist info) {
+    if (!info || plist_get_node_type(info.get()) != PLIST_DICT) {
+        return nullptr;
     }
-    return *this;
+    return {info.release(), plist_free};
 }
 
 std::optional<CVBundle> CVBundle::bundleWithPath(const std::string& path) {
@@ -30,20 +29,34 @@ std::optional<CVBundle> CVBundle::bundleWithPath(const std::string& path) {
     if (path.empty() || stat(path.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
         return std::nullopt;
     }
-    CVPlist info =
-        CVPropertyList::readFile(CVPaths::appendingPathComponent(path, "Contents/Info.plist"));
-    if (info && plist_get_node_type(info.get()) != PLIST_DICT) {
-        info.reset();
+    // A scan of the process table meets one bundle in several processes, and a copy found running
+    // has its version checked next: each version of an Info.plist is parsed once.
+    struct Known {
+        CVFileIdentity identity;
+        Information info;
+    };
+    static std::mutex lock;
+    static std::map<std::string, Known> known;
+
+    std::string infoPath = CVPaths::appendingPathComponent(path, "Contents/Info.plist");
+    std::optional<CVFileIdentity> identity = CVFileIdentityOfPath(infoPath);
+    if (identity) {
+        std::lock_guard<std::mutex> guard(lock);
+        auto found = known.find(infoPath);
+        if (found != known.end() && found->second.identity == *identity) {
+            return CVBundle(path, found->second.info);
+        }
+    }
+    Information info = informationOf(CVPropertyList::readFile(infoPath));
+    if (identity) {
+        std::lock_guard<std::mutex> guard(lock);
+        known.insert_or_assign(infoPath, Known{*identity, info});
     }
     return CVBundle(path, std::move(info));
 }
 
 CVBundle CVBundle::bundleWithInfoPlistText(std::string_view text, std::string bundlePath) {
-    CVPlist info = CVPropertyList::fromData(text);
-    if (info && plist_get_node_type(info.get()) != PLIST_DICT) {
-        info.reset();
-    }
-    return {std::move(bundlePath), std::move(info)};
+    return {std::move(bundlePath), informationOf(CVPropertyList::fromData(text))};
 }
 
 std::optional<std::string> CVBundle::bundleIdentifier() const {

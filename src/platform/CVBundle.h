@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -11,7 +12,8 @@
 class CVBundle {
 public:
     // Nothing when no folder exists at the path. A folder without a readable Info.plist is a
-    // bundle with an empty information dictionary.
+    // bundle with an empty information dictionary. An Info.plist is parsed once per process while
+    // it stays the same file.
     static std::optional<CVBundle> bundleWithPath(const std::string& path);
     // A bundle whose information is the given property-list text.
     static CVBundle bundleWithInfoPlistText(std::string_view text, std::string bundlePath = {});
@@ -26,14 +28,13 @@ public:
     // Contents/MacOS/<CFBundleExecutable>, when the key is present.
     std::optional<std::string> executablePath() const;
 
-    CVBundle(const CVBundle& other);
-    CVBundle& operator=(const CVBundle& other);
-    CVBundle(CVBundle&&) = default;
-    CVBundle& operator=(CVBundle&&) = default;
-
 private:
-    CVBundle(std::string bundlePath, CVPlist info);
+    // The information dictionary, never changed once read: copies of a bundle share it.
+    using Information = std::shared_ptr<void>;
+
+    CVBundle(std::string bundlePath, Information info);
+    static Information informationOf(CVPlist info);
 
     std::string bundlePath_;
-    CVPlist info_;
+    Information info_;
 };

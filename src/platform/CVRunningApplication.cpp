@@ -6,13 +6,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <map>
-#include <mutex>
 #include <string_view>
 
 #include "platform/CVBundle.h"
-#include "platform/CVFileIdentity.h"
-#include "platform/CVPaths.h"
 #include "platform/CVReadFile.h"
 #include "platform/CVSessionBus.h"
 
@@ -57,43 +53,6 @@ std::optional<std::optional<std::string>> sessionKeyOfProcess(int procFolder,
     return sessionKeyOfAddress(CVSessionBus::addressFromEnvironment(busAddress, runtimeDirectory));
 }
 
-struct BundleInformation {
-    std::optional<std::string> identifier;
-    std::optional<std::string> executableName;
-};
-
-// A bundle's Info.plist is read once per process while it stays the same file: a scan meets one
-// bundle in several processes, and one run looks at the application it found in the process
-// table again as the owner of its bus name.
-BundleInformation bundleInformationAtPath(const std::string& bundlePath) {
-    struct Known {
-        CVFileIdentity info;
-        BundleInformation information;
-    };
-    static std::mutex lock;
-    static std::map<std::string, Known> known;
-
-    std::optional<CVFileIdentity> info =
-        CVFileIdentityOfPath(CVPaths::appendingPathComponent(bundlePath, "Contents/Info.plist"));
-    if (info) {
-        std::lock_guard<std::mutex> guard(lock);
-        auto found = known.find(bundlePath);
-        if (found != known.end() && found->second.info == *info) {
-            return found->second.information;
-        }
-    }
-    BundleInformation information;
-    if (auto bundle = CVBundle::bundleWithPath(bundlePath)) {
-        information.identifier = bundle->bundleIdentifier();
-        information.executableName = bundle->objectForInfoDictionaryKey("CFBundleExecutable");
-    }
-    if (info) {
-        std::lock_guard<std::mutex> guard(lock);
-        known.insert_or_assign(bundlePath, Known{*info, information});
-    }
-    return information;
-}
-
 // One pass over the process table: the tests in the order of their cost, so that the common
 // process (not in a bundle) costs one readlink. Only the bundle's main executable (its
 // CFBundleExecutable) is the application: the tool, which lives beside it in Contents/MacOS/, and
@@ -135,9 +94,13 @@ public:
         if (fstatat(procFolder_, name, &status, 0) != 0 || status.st_uid != userIdentifier_) {
             return std::nullopt;
         }
-        BundleInformation bundle = bundleInformationAtPath(*bundlePath);
-        if (bundle.executableName && !executablePath.ends_with("/" + *bundle.executableName) &&
-            !executablePath.ends_with("/" + *bundle.executableName + std::string(kDeletedSuffix))) {
+        // A bundle folder gone since the process started still makes an application, one without
+        // an identifier.
+        auto bundle = CVBundle::bundleWithPath(*bundlePath);
+        auto executableName =
+            bundle ? bundle->objectForInfoDictionaryKey("CFBundleExecutable") : std::nullopt;
+        if (executableName && !executablePath.ends_with("/" + *executableName) &&
+            !executablePath.ends_with("/" + *executableName + std::string(kDeletedSuffix))) {
             return std::nullopt;
         }
         auto session = sessionKeyOfProcess(procFolder_, processName);
@@ -145,7 +108,7 @@ public:
             return std::nullopt;
         }
         return CVRunningApplication(static_cast<int32_t>(std::stoi(processName)), *bundlePath,
-                                    bundle.identifier);
+                                    bundle ? bundle->bundleIdentifier() : std::nullopt);
     }
 
 private:

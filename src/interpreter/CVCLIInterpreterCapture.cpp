@@ -100,8 +100,9 @@ std::optional<CVFileDictionary> CVCLIInterpreter::tempFileFromFileDescriptor(int
 std::optional<std::string> CVCLIInterpreter::readFileDescriptorPathIntoTempFile(
     int fileDescriptor) {
     // The first block is read before anything is made: an empty input (standard input on
-    // /dev/null, a pipe closed at once) costs one read, not a folder made and removed.
-    char firstBlock[65536];
+    // /dev/null, a pipe closed at once) costs one read, not a folder made and removed. One page
+    // is enough to tell; the copy below moves the rest in large blocks.
+    char firstBlock[4096];
     ssize_t firstCount = 0;
     while ((firstCount = read(fileDescriptor, firstBlock, sizeof firstBlock)) < 0 &&
            errno == EINTR) {

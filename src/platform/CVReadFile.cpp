@@ -23,10 +23,15 @@ std::optional<std::string> CVReadWholeFileAt(int folder, const std::string& path
 }
 
 std::optional<std::string> CVReadToEnd(int descriptor, int* errorCode) {
-    std::string contents;
-    char buffer[16384];
+    // Read straight into the string, whose room doubles when it is full: no buffer on the stack,
+    // whose fresh pages would each cost a short run a page fault.
+    std::string contents(4096, '\0');
+    size_t length = 0;
     for (;;) {
-        ssize_t count = read(descriptor, buffer, sizeof buffer);
+        if (length == contents.size()) {
+            contents.resize(2 * contents.size());
+        }
+        ssize_t count = read(descriptor, contents.data() + length, contents.size() - length);
         if (count < 0 && errno == EINTR) {
             continue;
         }
@@ -37,8 +42,9 @@ std::optional<std::string> CVReadToEnd(int descriptor, int* errorCode) {
             return std::nullopt;
         }
         if (count == 0) {
+            contents.resize(length);
             return contents;
         }
-        contents.append(buffer, static_cast<size_t>(count));
+        length += static_cast<size_t>(count);
     }
 }

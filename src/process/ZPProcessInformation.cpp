@@ -340,13 +340,17 @@ std::optional<std::string> ZPProcessInformation::valueForEnvironmentKey(const st
     return found->second;
 }
 
-std::optional<std::string> ZPProcessInformation::executablePath() const {
-    char target[PATH_MAX];
-    ssize_t length = readlink(procPath(processIdentifier_, "exe").c_str(), target, sizeof target);
-    if (length <= 0 || static_cast<size_t>(length) >= sizeof target) {
-        return std::nullopt;
+const std::optional<std::string>& ZPProcessInformation::executablePath() {
+    if (!didReadExecutablePath_) {
+        didReadExecutablePath_ = true;
+        char target[PATH_MAX];
+        ssize_t length =
+            readlink(procPath(processIdentifier_, "exe").c_str(), target, sizeof target);
+        if (length > 0 && static_cast<size_t>(length) < sizeof target) {
+            executablePath_.emplace(target, static_cast<size_t>(length));
+        }
     }
-    return std::string(target, static_cast<size_t>(length));
+    return executablePath_;
 }
 
 bool ZPProcessInformation::isRunning() const {

@@ -62,9 +62,9 @@ public:
     // current directory.
     std::optional<std::string> workingDirectory();
     std::optional<std::string> valueForEnvironmentKey(const std::string& key);
-    // The program file the process runs (/proc/PID/exe), read on each call; absent when it
+    // The program file the process runs (/proc/PID/exe), read on first use; absent when it
     // cannot be read (another user's process, a kernel thread, a process that ended).
-    std::optional<std::string> executablePath() const;
+    const std::optional<std::string>& executablePath();
     // Asks the kernel anew whether a process with this identifier exists.
     bool isRunning() const;
 
@@ -97,11 +97,13 @@ private:
 
     bool didLoadArguments_ = false;
     bool didLoadEnvironment_ = false;
+    bool didReadExecutablePath_ = false;
     int32_t processIdentifier_ = 0;
     int32_t parentProcessIdentifier_ = 0;
     std::optional<std::string> processName_;
     std::optional<uint64_t> startTicks_;  // since boot
     std::optional<std::vector<std::string>> arguments_;
+    std::optional<std::string> executablePath_;
     std::optional<Environment> environment_;
     std::optional<std::vector<std::string>> environmentArray_;
     bool didBuildEnvironment_ = false;

@@ -1,4 +1,5 @@
-// Files written whole or not at all, folders with their parents, and the file lock.
+// Files written whole or not at all, files read whole, folders with their parents, and the file
+// lock.
 #include "platform/CVFiles.h"
 
 #include <gtest/gtest.h>
@@ -6,6 +7,7 @@
 #include <unistd.h>
 
 #include "TemporaryFolder.h"
+#include "platform/CVReadFile.h"
 #include "platform/CVSubprocess.h"
 
 namespace {
@@ -40,6 +42,29 @@ TEST(AnAtomicFile, ReplacesTheWholeFileKeepingItsModeOrLeavesItUntouched) {
     ASSERT_TRUE(error);
     EXPECT_EQ(error->localizedDescription(),
               "Could not write \"" + folder.path() + "/missing/file\": No such file or directory");
+}
+
+TEST(AFileReadWhole, IsEveryByteWhateverItsSizeOrNothingWithTheReason) {
+    TemporaryFolder folder;
+    for (size_t size : {0, 1, 4095, 4096, 4097, 8192, 100'000}) {
+        std::string contents(size, '\0');
+        for (size_t index = 0; index < size; ++index) {
+            contents[index] = static_cast<char>('a' + index % 23);
+        }
+        std::string path = folder.path() + "/" + std::to_string(size);
+        ASSERT_TRUE(CVWriteFileAtomically(path, contents));
+        EXPECT_EQ(CVReadWholeFile(path), contents) << size << " bytes";
+    }
+    // A /proc file says it is empty and is not.
+    std::optional<std::string> status = CVReadWholeFile("/proc/self/status");
+    ASSERT_TRUE(status);
+    EXPECT_TRUE(status->starts_with("Name:"));
+
+    int errorCode = 0;
+    EXPECT_EQ(CVReadWholeFile(folder.path() + "/missing", &errorCode), std::nullopt);
+    EXPECT_EQ(errorCode, ENOENT);
+    EXPECT_EQ(CVReadWholeFile(folder.path(), &errorCode), std::nullopt);
+    EXPECT_EQ(errorCode, EISDIR);
 }
 
 TEST(AFileLock, KeepsOthersOutWhileItIsHeld) {

@@ -45,6 +45,7 @@ TEST(TheCurrentProcess, IsThisTestBelowProcessOneWhichHasNoParent) {
     EXPECT_TRUE(current->isRunning());
     ASSERT_TRUE(current->arguments().has_value());
     EXPECT_EQ(CVPaths::lastPathComponent(current->arguments()->front()), "process_tests");
+    EXPECT_EQ(current->executablePath(), std::filesystem::read_symlink("/proc/self/exe").string());
 
     auto first = ZPProcessInformation::processInformationWithProcessIdentifier(1);
     auto top = ZPProcessInformation::topLevelProcessOfProcess(current);
@@ -74,6 +75,7 @@ TEST(AMissingProcess, HasNoNameDateParentArgumentsOrEnvironment) {
     EXPECT_EQ(missing->parentProcessInformation(), nullptr);
     EXPECT_EQ(missing->arguments(), std::nullopt);
     EXPECT_EQ(missing->environment(), std::nullopt);
+    EXPECT_EQ(missing->executablePath(), std::nullopt);
     EXPECT_FALSE(missing->isRunning());
     EXPECT_EQ(missing->description(),
               "<ZPProcessInformation: " + addressOf(*missing) + " PID:2147483647 Name:(null)>");

@@ -22,6 +22,7 @@
 #include "CVTestBed.h"
 #include "CVWaitUntil.h"
 #include "TemporaryFolder.h"
+#include "platform/CVCorvaneContract.h"
 
 using json = nlohmann::json;
 using ::testing::ElementsAre;
@@ -53,6 +54,20 @@ protected:
         });
         EXPECT_TRUE(opened) << bed.root();
         return opened ? guids.back() : std::string();
+    }
+
+    // Waits until the application has opened `count` documents and its answer to the newest
+    // call has left it. The journal's line is written just before the answer goes out; a call of
+    // the application's own is answered only after the call before it.
+    void waitForDocumentsAnswered(size_t count) {
+        waitForDocuments(count);
+        sd_bus_message* reply = nullptr;
+        int result = sd_bus_call_method(
+            bed.bus().get(), CVCorvaneContract::kDistributedObjectsConnectionName,
+            CVCorvaneContract::kProxyObjectPath, CVCorvaneContract::kProxyInterface, "processID",
+            nullptr, &reply, "");
+        sd_bus_message_unref(reply);
+        EXPECT_GE(result, 0) << strerror(-result);
     }
 
     void removeDesktopEntry() {
@@ -153,7 +168,9 @@ TEST_F(TheToolWithTheApplication, EndsAWaitWhenTheApplicationOrTheBusGoesAway) {
         {true, "cvdiff has encountered an error communicating with Corvane. Exiting."}};
     for (const auto& [busGoes, error] : losses) {
         auto waiting = bed.startTool({"-w", left, right});
-        waitForDocuments(busGoes ? 2 : 1);
+        // Killed any earlier, the application would not have answered the call: a failed call,
+        // not a lost wait.
+        waitForDocumentsAnswered(busGoes ? 2 : 1);
         std::optional<pid_t> application = bed.applicationProcessID();
         ASSERT_TRUE(application);
         if (busGoes) {

@@ -22,6 +22,7 @@
 #include "CVTestBed.h"
 #include "CVWaitUntil.h"
 #include "TemporaryFolder.h"
+#include "platform/CVBusObject.h"
 #include "platform/CVCorvaneContract.h"
 
 using json = nlohmann::json;
@@ -57,16 +58,15 @@ protected:
     }
 
     // Waits until the application has opened `count` documents and its answer to the newest
-    // call has left it. The journal's line is written just before the answer goes out; a call of
-    // the application's own is answered only after the call before it.
+    // call has left it. The journal's line is written just before the answer goes out; the
+    // test's own call to the application is answered only after the call before it.
     void waitForDocumentsAnswered(size_t count) {
         waitForDocuments(count);
-        sd_bus_message* reply = nullptr;
+        CVBusObject<sd_bus_message> reply;
         int result = sd_bus_call_method(
             bed.bus().get(), CVCorvaneContract::kDistributedObjectsConnectionName,
             CVCorvaneContract::kProxyObjectPath, CVCorvaneContract::kProxyInterface, "processID",
-            nullptr, &reply, "");
-        sd_bus_message_unref(reply);
+            nullptr, reply.out(), "");
         EXPECT_GE(result, 0) << strerror(-result);
     }
 

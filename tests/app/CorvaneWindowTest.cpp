@@ -346,6 +346,79 @@ TEST_F(ACorvaneWindow, IgnoresLineEndsUnderIgnoreWhitespaceAndClosesEveryTabWith
     EXPECT_EQ(application_->wait().status, 0) << application_->wait().standardError;
 }
 
+TEST_F(ACorvaneWindow, BringsAConflictFarDownIntoEveryPaneAndKeepsAChoiceInView) {
+    // A hundred lines; the sides disagree on line 71 and on line 91.
+    std::string base;
+    std::string left;
+    std::string right;
+    for (int line = 1; line <= 100; ++line) {
+        std::string same = "line " + std::to_string(line) + "\n";
+        bool conflict = line == 71 || line == 91;
+        base += same;
+        left += conflict ? "ours " + same : same;
+        right += conflict ? "theirs " + same : same;
+    }
+    std::string output = bed_.workDirectory() + "/merged.txt";
+    auto tool = bed_.startTool({"--merge", "--output", output, "--base", write("base.txt", base),
+                                write("left.txt", left), write("right.txt", right)});
+    std::string GUID = bed_.waitForNewestDocument()["GUID"];
+
+    // Whether every pane shows the whole conflict: its line in each side (counted from 0), its
+    // lines in the result (seven with git's markers, one once a side is taken).
+    auto everyPaneShows = [&](int sideLine, int resultLine, int resultLines) {
+        json panes;
+        bool shows = CVWaitUntil([&] {
+            panes = describe(GUID)["mergePanes"];
+            for (const json& pane : panes) {
+                bool result = pane["role"] == "Result";
+                int first = result ? resultLine : sideLine;
+                int last = first + (result ? resultLines : 1) - 1;
+                if (pane["visibleLines"][0] > first || pane["visibleLines"][1] < last) {
+                    return false;
+                }
+            }
+            return !panes.empty();
+        });
+        EXPECT_TRUE(shows) << panes.dump();
+    };
+    everyPaneShows(70, 70, 7);
+    activate(GUID, "take-left");
+    everyPaneShows(70, 70, 1);  // the result, written again, still shows the choice
+    activate(GUID, "next-conflict");
+    everyPaneShows(90, 90, 7);
+
+    tool->signal(SIGTERM);
+    tool->wait(std::chrono::seconds(10));
+}
+
+TEST_F(ACorvaneWindow, WalksTheItemsOfAChangesetPastThoseFoundIdentical) {
+    for (const char* name : {"a.txt", "b.txt", "c.txt", "d.txt"}) {
+        write(std::string("before/") + name, "same\n");
+        bool changed = name[0] == 'b' || name[0] == 'd';
+        write(std::string("after/") + name, changed ? "other\n" : "same\n");
+    }
+    std::string GUID = compare({"--changeset", "--filelist", bed_.workDirectory() + "/before",
+                                bed_.workDirectory() + "/after"});
+    json items;
+    EXPECT_TRUE(CVWaitUntil(
+        [&] {
+            items = describe(GUID)["items"];
+            return items.dump().find("= c.txt") != std::string::npos;
+        },
+        std::chrono::seconds(10)))
+        << items;
+    ASSERT_EQ(items, json({"= a.txt (identical)", "M b.txt (modified)", "= c.txt (identical)",
+                           "M d.txt (modified)"}));
+    activate(GUID, "next-item");
+    EXPECT_EQ(describe(GUID)["selectedItem"], 1);  // b.txt: a.txt is identical
+    activate(GUID, "next-change");
+    EXPECT_EQ(describe(GUID)["status"], "Change 1 of 1");
+    activate(GUID, "next-item");
+    EXPECT_EQ(describe(GUID)["selectedItem"], 3);  // d.txt, past c.txt
+    activate(GUID, "previous-item");
+    EXPECT_EQ(describe(GUID)["selectedItem"], 1);
+}
+
 // Real git runs against the window: a merge resolved by a person's choice, one left unresolved,
 // and a difftool run of several files in one tab.
 class ACorvaneWindowWithGit : public ACorvaneWindow {

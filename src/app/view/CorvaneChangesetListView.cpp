@@ -277,7 +277,8 @@ bool CorvaneChangesetListView::selectArrived(int step) {
     long position = selected == GTK_INVALID_LIST_POSITION ? (step > 0 ? -1 : count)
                                                           : static_cast<long>(selected);
     for (position += step; position >= 0 && position < count; position += step) {
-        if (items_.row(static_cast<size_t>(position)).fileListIndex) {
+        auto row = items_.row(static_cast<size_t>(position));
+        if (row.fileListIndex && !row.identical) {
             gtk_single_selection_set_selected(selection_, static_cast<guint>(position));
             return true;
         }

@@ -27,7 +27,8 @@ public:
     void refresh();
     // The selected row's file list; nothing while none, or a pending row, is selected.
     std::optional<size_t> selectedFileList() const;
-    // Selects the next (previous) row that has arrived; false when there is none.
+    // Selects the next (previous) row that has arrived and is not known to be identical; false
+    // when there is none.
     bool selectNext();
     bool selectPrevious();
     // From the list's making to the first frame that showed it; nothing before that frame.

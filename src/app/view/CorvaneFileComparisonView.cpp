@@ -123,6 +123,9 @@ CorvaneFileComparisonView::CorvaneFileComparisonView(const CorvaneFileList& file
         side->header.set_text(side->caption);
         side->header.set_xalign(0);
         side->header.set_ellipsize(Pango::EllipsizeMode::START);
+        // A path asks for no width of its own: the sides share the width evenly, however long
+        // their captions.
+        side->header.set_max_width_chars(1);
         side->header.set_hexpand(true);
         side->header.set_tooltip_text(side->path);
         side->header.add_css_class("heading");
@@ -165,6 +168,11 @@ CorvaneFileComparisonView::CorvaneFileComparisonView(const CorvaneFileList& file
             band->queue_draw();
         }
     });
+    std::vector<Glib::RefPtr<Gtk::Adjustment>> sideways;
+    for (auto& side : sides_) {
+        sideways.push_back(side->scroller.get_hadjustment());
+    }
+    scrollTogetherSideways(sideways);
     // Wrapped lines take rows according to the panes' width.
     for (auto& side : sides_) {
         side->scroller.get_hadjustment()->signal_changed().connect([this] {
@@ -361,12 +369,39 @@ bool CorvaneFileComparisonView::Texts::needLargePanes() const {
     return false;
 }
 
+void CorvaneFileComparisonView::scrollTogetherSideways(
+    const std::vector<Glib::RefPtr<Gtk::Adjustment>>& adjustments) {
+    // Plain pointers: a closure holding references to its own adjustment would keep it forever.
+    // The adjustments belong to this view's panes and go with them.
+    std::vector<Gtk::Adjustment*> all;
+    all.reserve(adjustments.size());
+    for (const auto& adjustment : adjustments) {
+        all.push_back(adjustment.get());
+    }
+    for (Gtk::Adjustment* moved : all) {
+        moved->signal_value_changed().connect([this, moved, all] {
+            if (scrollingSideways_) {
+                return;
+            }
+            scrollingSideways_ = true;
+            for (Gtk::Adjustment* other : all) {
+                if (other != moved) {
+                    other->set_value(moved->get_value());  // clamped to what it can show
+                }
+            }
+            scrollingSideways_ = false;
+        });
+    }
+}
+
 void CorvaneFileComparisonView::useLargePanes() {
     largeVertical_ = Gtk::Adjustment::create(0, 0, 1);
     std::vector<Gtk::Scrollbar*> bars;
+    std::vector<Glib::RefPtr<Gtk::Adjustment>> sideways;
     for (auto& side : sides_) {
         side->scroller.set_visible(false);
         auto horizontal = Gtk::Adjustment::create(0, 0, 1);
+        sideways.push_back(horizontal);
         auto* pane = Gtk::make_managed<CorvaneLargeTextPane>(largeVertical_, horizontal);
         Side* painted = side.get();
         pane->paintBelowText = [painted](GtkSnapshot* snapshot, const GdkRectangle& visible) {
@@ -395,6 +430,7 @@ void CorvaneFileComparisonView::useLargePanes() {
     for (Gtk::Scrollbar* bar : bars) {
         showWhenScrollable(bar);
     }
+    scrollTogetherSideways(sideways);
     largeVertical_->signal_value_changed().connect([this] {
         for (auto& band : bands_) {
             band->queue_draw();

@@ -63,6 +63,8 @@ private:
     void showTexts(std::shared_ptr<const Texts> texts);
     // Puts a plain large-text pane in place of each source view.
     void useLargePanes();
+    // Scrolling one pane sideways scrolls the others as far, so that columns stay side by side.
+    void scrollTogetherSideways(const std::vector<Glib::RefPtr<Gtk::Adjustment>>& adjustments);
     void showShown();
     void show(std::shared_ptr<Result> result);
     bool insertNextSlice();
@@ -106,6 +108,7 @@ private:
     std::vector<std::unique_ptr<Gtk::DrawingArea>> bands_;
     // The scroll the large-text panes share, once they are used.
     Glib::RefPtr<Gtk::Adjustment> largeVertical_;
+    bool scrollingSideways_ = false;  // one pane's sideways scroll is being passed on
 
     std::shared_ptr<Job> job_;
     std::thread worker_;

@@ -148,6 +148,8 @@ CorvaneMergeView::CorvaneMergeView(std::unique_ptr<CorvaneMerge> merge,
         shortcuts->add_shortcut(Gtk::Shortcut::create(Gtk::ShortcutTrigger::parse_string(trigger),
                                                       Gtk::NamedAction::create(action)));
     }
+    // Caught before the focused pane: a source view has Alt+Up/Down move lines of the result.
+    shortcuts->set_propagation_phase(Gtk::PropagationPhase::CAPTURE);
     add_controller(shortcuts);
 
     const std::vector<std::pair<const char*, const char*>> buttons = {
@@ -222,6 +224,12 @@ CorvaneMergeView::CorvaneMergeView(std::unique_ptr<CorvaneMerge> merge,
         }
     });
 
+    // The panes scroll together, each to the same place in the region shown at the top.
+    for (Gtk::TextView* view : views()) {
+        view->get_vadjustment()->signal_value_changed().connect(
+            [this, view] { followScroll(*view); });
+    }
+
     vertical_.set_start_child(sides_);
     vertical_.set_end_child(paneWithHeader("Result", merge_->outputPath(), *result_));
     vertical_.set_vexpand(true);
@@ -230,6 +238,15 @@ CorvaneMergeView::CorvaneMergeView(std::unique_ptr<CorvaneMerge> merge,
     append(vertical_);
     showResult();
     showNextConflict();
+    // A view scrolls only once it is on screen with its lines laid out: the first conflict is
+    // brought into view again then.
+    result_->signal_map().connect([this] {
+        Glib::signal_idle().connect_once([this] {
+            if (hasCurrent_) {
+                scrollToCurrent();
+            }
+        });
+    });
 }
 
 void CorvaneMergeView::showResult() {
@@ -302,11 +319,24 @@ void CorvaneMergeView::updateStatus() {
 void CorvaneMergeView::showTints() {
     const auto& regions = merge_->regions();
     std::vector<size_t> offsets = merge_->regionOffsets();
+    // The result's line at each region's start, for scrolling the panes together.
+    resultLines_.assign(offsets.size(), 0);
+    size_t scanned = 0;
+    int line = 0;
+    for (size_t region = 0; region < offsets.size(); ++region) {
+        size_t end = std::min(offsets[region], shownResult_.size());
+        line += static_cast<int>(std::count(shownResult_.begin() + static_cast<long>(scanned),
+                                            shownResult_.begin() + static_cast<long>(end), '\n'));
+        scanned = std::max(scanned, end);
+        resultLines_[region] = line;
+    }
     auto result = result_->get_buffer();
-    result->remove_all_tags(result->begin(), result->end());
-    for (const SidePane& pane : sidePanes_) {
-        auto buffer = pane.view->get_buffer();
-        buffer->remove_all_tags(buffer->begin(), buffer->end());
+    // Only the tints: the highlighting's own tags stay.
+    for (Gtk::TextView* view : views()) {
+        auto buffer = view->get_buffer();
+        for (Tint tint : kTints) {
+            buffer->remove_tag_by_name(nameOf(tint), buffer->begin(), buffer->end());
+        }
     }
     for (size_t region = 0; region < regions.size(); ++region) {
         auto tint = tintOf(regions[region], hasCurrent_ && region == current_);
@@ -344,7 +374,17 @@ CorvaneJSON CorvaneMergeView::panes() const {
                 }
             }
         }
-        return CorvaneJSON{{"role", role}, {"tinted", tinted}};
+        // The lines on screen, first and last.
+        Gdk::Rectangle visible;
+        view.get_visible_rect(visible);
+        Gtk::TextBuffer::const_iterator first;
+        Gtk::TextBuffer::const_iterator last;
+        int top = 0;
+        view.get_line_at_y(first, visible.get_y(), top);
+        view.get_line_at_y(last, visible.get_y() + std::max(visible.get_height() - 1, 0), top);
+        return CorvaneJSON{{"role", role},
+                           {"tinted", tinted},
+                           {"visibleLines", {first.get_line(), last.get_line()}}};
     };
     CorvaneJSON panes = CorvaneJSON::array();
     for (const SidePane& pane : sidePanes_) {
@@ -354,15 +394,92 @@ CorvaneJSON CorvaneMergeView::panes() const {
     return panes;
 }
 
-void CorvaneMergeView::scrollToCurrent() {
-    auto at = iteratorAt(merge_->regionOffsets()[current_]);
-    result_->get_buffer()->place_cursor(at);
-    result_->scroll_to(at, 0.2);
-    const CorvaneMerge::Region& region = merge_->regions()[current_];
+std::vector<Gtk::TextView*> CorvaneMergeView::views() const {
+    std::vector<Gtk::TextView*> views;
     for (const SidePane& pane : sidePanes_) {
-        auto line = pane.view->get_buffer()->get_iter_at_line((region.*pane.lines).start);
-        pane.view->scroll_to(line, 0.2);
+        views.push_back(pane.view);
     }
+    views.push_back(result_);
+    return views;
+}
+
+CorvaneMerge::LineRange CorvaneMergeView::linesOf(const Gtk::TextView& view, size_t region) const {
+    for (const SidePane& pane : sidePanes_) {
+        if (pane.view == &view) {
+            return merge_->regions()[region].*pane.lines;
+        }
+    }
+    return {resultLines_[region], resultLines_[region + 1] - resultLines_[region]};
+}
+
+void CorvaneMergeView::scrollToCurrent() {
+    // Each pane scrolls to its own lines of the conflict, through the cursor's mark: a view
+    // scrolls to a mark once its lines are laid out. A result written again is laid out anew
+    // over the next frames, so the scroll is asked again once they have passed; until then the
+    // panes do not follow each other's scrolls.
+    followingScroll_ = true;
+    auto scroll = [this] {
+        for (Gtk::TextView* view : views()) {
+            auto buffer = view->get_buffer();
+            buffer->place_cursor(buffer->get_iter_at_line(linesOf(*view, current_).start));
+            view->scroll_to(buffer->get_insert(), 0, 0, 0.25);  // a quarter down: context above
+        }
+    };
+    scroll();
+    bool settling = framesToSettle_ > 0;
+    framesToSettle_ = 3;
+    if (!settling) {
+        result_->add_tick_callback([this, scroll](const Glib::RefPtr<Gdk::FrameClock>&) {
+            if (--framesToSettle_ == 1 && hasCurrent_) {
+                scroll();
+            }
+            if (framesToSettle_ > 0) {
+                return true;
+            }
+            followingScroll_ = false;
+            return false;
+        });
+    }
+}
+
+void CorvaneMergeView::followScroll(Gtk::TextView& moved) {
+    const auto& regions = merge_->regions();
+    // Not before the result's lines are known for the regions of now.
+    if (followingScroll_ || regions.empty() || resultLines_.size() != regions.size() + 1) {
+        return;
+    }
+    followingScroll_ = true;
+    // Where the moved pane's top is: a line of some region, and how far into that line.
+    double top = moved.get_vadjustment()->get_value();
+    Gtk::TextBuffer::iterator line;
+    int lineTop = 0;
+    moved.get_line_at_y(line, static_cast<int>(top), lineTop);
+    int y = 0;
+    int height = 0;
+    moved.get_line_yrange(line, y, height);
+    double into = height > 0 ? (top - y) / height : 0;
+    size_t region = regions.size() - 1;
+    for (size_t index = 0; index < regions.size(); ++index) {
+        CorvaneMerge::LineRange lines = linesOf(moved, index);
+        if (line.get_line() < lines.start + lines.count) {
+            region = index;
+            break;
+        }
+    }
+    int depth = line.get_line() - linesOf(moved, region).start;
+    for (Gtk::TextView* view : views()) {
+        if (view == &moved) {
+            continue;
+        }
+        // The same depth into the region where this pane has it; else the line after it.
+        CorvaneMerge::LineRange lines = linesOf(*view, region);
+        bool within = depth < lines.count;
+        auto target = view->get_buffer()->get_iter_at_line(within ? lines.start + depth
+                                                                  : lines.start + lines.count);
+        view->get_line_yrange(target, y, height);
+        view->get_vadjustment()->set_value(y + (within ? into * height : 0));
+    }
+    followingScroll_ = false;
 }
 
 bool CorvaneMergeView::showNextConflict() {
@@ -396,6 +513,7 @@ bool CorvaneMergeView::take(Choice choice) {
         return false;
     }
     showResult();
+    scrollToCurrent();  // the result was written again: keep the choice in view
     return true;
 }
 

@@ -22,7 +22,8 @@ public:
 
     const CorvaneMerge& merge() const { return *merge_; }
     // The panes as they are shown, read back from their buffers: each pane's role ("Left",
-    // "Base", "Right", "Result") and its tinted line ranges, [{"kind","start","count"}].
+    // "Base", "Right", "Result"), its tinted line ranges, [{"kind","start","count"}], and the
+    // lines it shows on screen, "visibleLines": [first, last].
     CorvaneJSON panes() const;
     // The actions, also bound to the buttons: "merge.next-conflict", "merge.previous-conflict",
     // "merge.take-left", "merge.take-right", "merge.take-left-then-right",
@@ -44,8 +45,14 @@ private:
     void updateStatus();
     // Tints every region that is not the same on all sides, in the result and the side panes.
     void showTints();
+    // The panes, the side panes first, the result last.
+    std::vector<Gtk::TextView*> views() const;
+    // The lines a region takes in a pane.
+    CorvaneMerge::LineRange linesOf(const Gtk::TextView& view, size_t region) const;
     // Brings the current conflict into view in every pane.
     void scrollToCurrent();
+    // Scrolls the other panes to where the moved one shows: the same line of the same region.
+    void followScroll(Gtk::TextView& moved);
     void resultInserted(const Gtk::TextBuffer::iterator& at, const Glib::ustring& text);
     void resultErased(const Gtk::TextBuffer::iterator& start, const Gtk::TextBuffer::iterator& end);
     size_t byteOffset(const Gtk::TextBuffer::iterator& at) const;
@@ -58,7 +65,10 @@ private:
     size_t current_ = 0;  // the region of the current conflict
     bool hasCurrent_ = false;
     std::string shownResult_;
+    std::vector<int> resultLines_;  // the result's line at each region's start, and at its end
     bool updatingResult_ = false;
+    bool followingScroll_ = false;  // also set while the panes scroll to the current conflict
+    int framesToSettle_ = 0;        // frames until the panes follow each other again
 
     Glib::RefPtr<Gio::SimpleActionGroup> actions_;
     Gtk::Box toolbar_{Gtk::Orientation::HORIZONTAL};

@@ -220,6 +220,31 @@ void CorvaneWindow::addActions() {
     addKey("<Control>Page_Up", -1, true);
     addKey("<Control><Alt>Page_Down", 1, false);
     addKey("<Control><Alt>Page_Up", -1, false);
+    // The keys that walk changes and items, caught before a pane takes them as its own (a text
+    // view moves lines with Alt+Up/Down and toggles its cursor with F7). Each acts only where its
+    // action can; elsewhere the key goes on, so that a merge tab gets Alt+Up/Down for its
+    // conflicts. Alt+Shift+Up/Down always stop here: no pane may move lines with them.
+    auto addActionKey = [this, &itemKeys](const char* trigger, const char* name) {
+        auto act =
+            Gtk::CallbackAction::create([this, name](Gtk::Widget&, const Glib::VariantBase&) {
+                auto action = lookup_action(name);
+                if (!action || !action->get_enabled()) {
+                    return false;
+                }
+                action->activate();
+                return true;
+            });
+        itemKeys->add_shortcut(
+            Gtk::Shortcut::create(Gtk::ShortcutTrigger::parse_string(trigger), act));
+    };
+    const std::pair<const char*, const char*> actionKeys[] = {
+        {"<Alt>Down", "next-change"},      {"F7", "next-change"},
+        {"<Alt>Up", "previous-change"},    {"<Shift>F7", "previous-change"},
+        {"<Alt>Home", "first-change"},     {"<Alt>End", "last-change"},
+        {"<Alt><Shift>Down", "next-item"}, {"<Alt><Shift>Up", "previous-item"}};
+    for (const auto& [trigger, name] : actionKeys) {
+        addActionKey(trigger, name);
+    }
     add_controller(itemKeys);
     for (const char* name : kToggles) {
         toggles_[name] = add_action_bool(
@@ -237,12 +262,6 @@ CorvaneWindow::~CorvaneWindow() {
 
 void CorvaneWindow::setAccelerators(const Glib::RefPtr<Gtk::Application>& application) {
     application->set_accels_for_action("win.close-tab", {"<Control>w"});
-    application->set_accels_for_action("win.next-change", {"<Alt>Down", "F7"});
-    application->set_accels_for_action("win.previous-change", {"<Alt>Up", "<Shift>F7"});
-    application->set_accels_for_action("win.first-change", {"<Alt>Home"});
-    application->set_accels_for_action("win.last-change", {"<Alt>End"});
-    application->set_accels_for_action("win.next-item", {"<Alt><Shift>Down"});
-    application->set_accels_for_action("win.previous-item", {"<Alt><Shift>Up"});
 }
 
 void CorvaneWindow::documentDidChange(const CorvaneDocument& document) {
@@ -363,6 +382,9 @@ std::unique_ptr<Gtk::Widget> CorvaneWindow::makeChangesetPage(Tab& tab,
             only->set_expand(true);
             only->set_selectable(true);
             tab.itemPane->append(*only);
+        }
+        if (currentTab() == &tab) {
+            updateToggles();  // the change keys now reach the item's comparison
         }
     };
     return paned;

@@ -21,7 +21,8 @@ public:
     CorvaneWindow(CorvaneApplication& application);
     ~CorvaneWindow() override;
 
-    // The keyboard shortcuts of the window's actions.
+    // The application-wide shortcut (Ctrl+W closes the tab); the keys that walk changes and items
+    // are the window's own, caught before a pane can take them.
     static void setAccelerators(const Glib::RefPtr<Gtk::Application>& application);
 
     void documentDidChange(const CorvaneDocument& document) override;

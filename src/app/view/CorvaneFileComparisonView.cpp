@@ -168,9 +168,9 @@ CorvaneFileComparisonView::CorvaneFileComparisonView(const CorvaneFileList& file
             band->queue_draw();
         }
     });
-    std::vector<Glib::RefPtr<Gtk::Adjustment>> sideways;
+    std::vector<Gtk::Adjustment*> sideways;
     for (auto& side : sides_) {
-        sideways.push_back(side->scroller.get_hadjustment());
+        sideways.push_back(side->scroller.get_hadjustment().get());
     }
     scrollTogetherSideways(sideways);
     // Wrapped lines take rows according to the panes' width.
@@ -369,15 +369,7 @@ bool CorvaneFileComparisonView::Texts::needLargePanes() const {
     return false;
 }
 
-void CorvaneFileComparisonView::scrollTogetherSideways(
-    const std::vector<Glib::RefPtr<Gtk::Adjustment>>& adjustments) {
-    // Plain pointers: a closure holding references to its own adjustment would keep it forever.
-    // The adjustments belong to this view's panes and go with them.
-    std::vector<Gtk::Adjustment*> all;
-    all.reserve(adjustments.size());
-    for (const auto& adjustment : adjustments) {
-        all.push_back(adjustment.get());
-    }
+void CorvaneFileComparisonView::scrollTogetherSideways(const std::vector<Gtk::Adjustment*>& all) {
     for (Gtk::Adjustment* moved : all) {
         moved->signal_value_changed().connect([this, moved, all] {
             if (scrollingSideways_) {
@@ -397,11 +389,11 @@ void CorvaneFileComparisonView::scrollTogetherSideways(
 void CorvaneFileComparisonView::useLargePanes() {
     largeVertical_ = Gtk::Adjustment::create(0, 0, 1);
     std::vector<Gtk::Scrollbar*> bars;
-    std::vector<Glib::RefPtr<Gtk::Adjustment>> sideways;
+    std::vector<Gtk::Adjustment*> sideways;
     for (auto& side : sides_) {
         side->scroller.set_visible(false);
         auto horizontal = Gtk::Adjustment::create(0, 0, 1);
-        sideways.push_back(horizontal);
+        sideways.push_back(horizontal.get());
         auto* pane = Gtk::make_managed<CorvaneLargeTextPane>(largeVertical_, horizontal);
         Side* painted = side.get();
         pane->paintBelowText = [painted](GtkSnapshot* snapshot, const GdkRectangle& visible) {

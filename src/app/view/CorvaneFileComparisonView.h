@@ -64,7 +64,9 @@ private:
     // Puts a plain large-text pane in place of each source view.
     void useLargePanes();
     // Scrolling one pane sideways scrolls the others as far, so that columns stay side by side.
-    void scrollTogetherSideways(const std::vector<Glib::RefPtr<Gtk::Adjustment>>& adjustments);
+    // Plain pointers: a closure holding references to its own adjustment would keep it forever;
+    // the adjustments belong to this view's panes and go with them.
+    void scrollTogetherSideways(const std::vector<Gtk::Adjustment*>& all);
     void showShown();
     void show(std::shared_ptr<Result> result);
     bool insertNextSlice();

@@ -115,6 +115,18 @@ std::optional<Tint> tintOf(const CorvaneMerge::Region& region, bool current) {
     return region.kind == Kind::unchanged ? std::nullopt : std::optional(Tint::change);
 }
 
+// The first and last lines a pane shows on screen.
+std::pair<int, int> visibleLines(const Gtk::TextView& view) {
+    Gdk::Rectangle visible;
+    view.get_visible_rect(visible);
+    Gtk::TextBuffer::const_iterator first;
+    Gtk::TextBuffer::const_iterator last;
+    int top = 0;
+    view.get_line_at_y(first, visible.get_y(), top);
+    view.get_line_at_y(last, visible.get_y() + std::max(visible.get_height() - 1, 0), top);
+    return {first.get_line(), last.get_line()};
+}
+
 }  // namespace
 
 CorvaneMergeView::CorvaneMergeView(std::unique_ptr<CorvaneMerge> merge,
@@ -238,9 +250,11 @@ CorvaneMergeView::CorvaneMergeView(std::unique_ptr<CorvaneMerge> merge,
     append(vertical_);
     showResult();
     showNextConflict();
-    // A view scrolls only once it is on screen with its lines laid out: the first conflict is
-    // brought into view again then.
-    result_->signal_map().connect([this] {
+    // Once, when the tab is first on screen: the panes laid out by then take the first
+    // conflict's scroll for sure. Later showings keep wherever the person left them.
+    auto firstShown = std::make_shared<sigc::connection>();
+    *firstShown = result_->signal_map().connect([this, firstShown] {
+        firstShown->disconnect();
         Glib::signal_idle().connect_once([this] {
             if (hasCurrent_) {
                 scrollToCurrent();
@@ -313,23 +327,27 @@ void CorvaneMergeView::updateStatus() {
            merge_->nextConflict(hasCurrent_ ? std::optional(current_) : std::nullopt).has_value());
     enable("previous-conflict", hasCurrent_ && merge_->previousConflict(current_).has_value());
 
+    countResultLines();
     showTints();
+}
+
+void CorvaneMergeView::countResultLines() {
+    std::vector<size_t> offsets = merge_->regionOffsets();
+    resultLines_.assign(offsets.size(), 0);
+    size_t counted = 0;
+    int line = 0;
+    for (size_t region = 0; region < offsets.size(); ++region) {
+        size_t end = std::min(offsets[region], shownResult_.size());
+        line += static_cast<int>(std::count(shownResult_.begin() + static_cast<long>(counted),
+                                            shownResult_.begin() + static_cast<long>(end), '\n'));
+        counted = std::max(counted, end);
+        resultLines_[region] = line;
+    }
 }
 
 void CorvaneMergeView::showTints() {
     const auto& regions = merge_->regions();
     std::vector<size_t> offsets = merge_->regionOffsets();
-    // The result's line at each region's start, for scrolling the panes together.
-    resultLines_.assign(offsets.size(), 0);
-    size_t scanned = 0;
-    int line = 0;
-    for (size_t region = 0; region < offsets.size(); ++region) {
-        size_t end = std::min(offsets[region], shownResult_.size());
-        line += static_cast<int>(std::count(shownResult_.begin() + static_cast<long>(scanned),
-                                            shownResult_.begin() + static_cast<long>(end), '\n'));
-        scanned = std::max(scanned, end);
-        resultLines_[region] = line;
-    }
     auto result = result_->get_buffer();
     // Only the tints: the highlighting's own tags stay.
     for (Gtk::TextView* view : views()) {
@@ -374,17 +392,8 @@ CorvaneJSON CorvaneMergeView::panes() const {
                 }
             }
         }
-        // The lines on screen, first and last.
-        Gdk::Rectangle visible;
-        view.get_visible_rect(visible);
-        Gtk::TextBuffer::const_iterator first;
-        Gtk::TextBuffer::const_iterator last;
-        int top = 0;
-        view.get_line_at_y(first, visible.get_y(), top);
-        view.get_line_at_y(last, visible.get_y() + std::max(visible.get_height() - 1, 0), top);
-        return CorvaneJSON{{"role", role},
-                           {"tinted", tinted},
-                           {"visibleLines", {first.get_line(), last.get_line()}}};
+        auto [first, last] = visibleLines(view);
+        return CorvaneJSON{{"role", role}, {"tinted", tinted}, {"visibleLines", {first, last}}};
     };
     CorvaneJSON panes = CorvaneJSON::array();
     for (const SidePane& pane : sidePanes_) {
@@ -414,9 +423,10 @@ CorvaneMerge::LineRange CorvaneMergeView::linesOf(const Gtk::TextView& view, siz
 
 void CorvaneMergeView::scrollToCurrent() {
     // Each pane scrolls to its own lines of the conflict, through the cursor's mark: a view
-    // scrolls to a mark once its lines are laid out. A result written again is laid out anew
-    // over the next frames, so the scroll is asked again once they have passed; until then the
-    // panes do not follow each other's scrolls.
+    // scrolls to a mark once its lines are laid out. Lines are laid out over several frames (more
+    // on a busy machine), and a result written again anew, so the scroll is asked again on each
+    // frame until every pane shows the conflict twice running, for two seconds at the most.
+    // Meanwhile the panes do not follow each other's scrolls.
     followingScroll_ = true;
     auto scroll = [this] {
         for (Gtk::TextView* view : views()) {
@@ -427,19 +437,29 @@ void CorvaneMergeView::scrollToCurrent() {
     };
     scroll();
     bool settling = framesToSettle_ > 0;
-    framesToSettle_ = 3;
-    if (!settling) {
-        result_->add_tick_callback([this, scroll](const Glib::RefPtr<Gdk::FrameClock>&) {
-            if (--framesToSettle_ == 1 && hasCurrent_) {
-                scroll();
-            }
-            if (framesToSettle_ > 0) {
-                return true;
-            }
+    framesToSettle_ = 120;
+    framesShown_ = 0;
+    if (settling) {
+        return;
+    }
+    result_->add_tick_callback([this, scroll](const Glib::RefPtr<Gdk::FrameClock>&) {
+        std::vector<Gtk::TextView*> panes = views();
+        bool shown = hasCurrent_ && std::all_of(panes.begin(), panes.end(), [&](auto* view) {
+                         auto [first, last] = visibleLines(*view);
+                         int line = linesOf(*view, current_).start;
+                         return first <= line && line <= last;
+                     });
+        framesShown_ = shown ? framesShown_ + 1 : 0;
+        if (framesShown_ >= 2 || !hasCurrent_ || --framesToSettle_ <= 0) {
+            framesToSettle_ = 0;
             followingScroll_ = false;
             return false;
-        });
-    }
+        }
+        if (!shown) {
+            scroll();
+        }
+        return true;
+    });
 }
 
 void CorvaneMergeView::followScroll(Gtk::TextView& moved) {

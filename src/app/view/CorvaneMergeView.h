@@ -43,6 +43,9 @@ public:
 private:
     void showResult();
     void updateStatus();
+    // Notes the result's line at each region's start (and its end), for scrolling the panes
+    // together without counting on every scroll.
+    void countResultLines();
     // Tints every region that is not the same on all sides, in the result and the side panes.
     void showTints();
     // The panes, the side panes first, the result last.
@@ -65,10 +68,11 @@ private:
     size_t current_ = 0;  // the region of the current conflict
     bool hasCurrent_ = false;
     std::string shownResult_;
-    std::vector<int> resultLines_;  // the result's line at each region's start, and at its end
+    std::vector<int> resultLines_;  // see countResultLines()
     bool updatingResult_ = false;
     bool followingScroll_ = false;  // also set while the panes scroll to the current conflict
-    int framesToSettle_ = 0;        // frames until the panes follow each other again
+    int framesToSettle_ = 0;        // frames left for the scroll to the current conflict to settle
+    int framesShown_ = 0;           // frames running in which every pane has shown it
 
     Glib::RefPtr<Gio::SimpleActionGroup> actions_;
     Gtk::Box toolbar_{Gtk::Orientation::HORIZONTAL};

@@ -200,52 +200,50 @@ void CorvaneWindow::addActions() {
                  [](CorvaneFileComparisonView& comparison) { comparison.showLastChange(); });
     // Ctrl+PgDn/PgUp: in a changeset the next/previous item, elsewhere the next/previous tab;
     // Ctrl+Alt+PgDn/PgUp always switch tabs. Caught before a pane or the tab strip takes them.
-    auto itemKeys = Gtk::ShortcutController::create();
-    itemKeys->set_propagation_phase(Gtk::PropagationPhase::CAPTURE);
-    auto addKey = [this, &itemKeys](const char* trigger, int step, bool items) {
-        auto move = Gtk::CallbackAction::create(
-            [this, step, items](Gtk::Widget&, const Glib::VariantBase&) {
-                Tab* tab = currentTab();
-                if (items && tab != nullptr && tab->list != nullptr) {
-                    step > 0 ? tab->list->selectNext() : tab->list->selectPrevious();
-                } else {
-                    step > 0 ? notebook_.next_page() : notebook_.prev_page();
-                }
-                return true;
-            });
-        itemKeys->add_shortcut(
-            Gtk::Shortcut::create(Gtk::ShortcutTrigger::parse_string(trigger), move));
+    auto keys = Gtk::ShortcutController::create();
+    keys->set_propagation_phase(Gtk::PropagationPhase::CAPTURE);
+    // A key handled when `act` says so; otherwise it goes on to the focused widget.
+    auto addKey = [&keys](const char* trigger, std::function<bool()> act) {
+        keys->add_shortcut(Gtk::Shortcut::create(
+            Gtk::ShortcutTrigger::parse_string(trigger),
+            Gtk::CallbackAction::create(
+                [act = std::move(act)](Gtk::Widget&, const Glib::VariantBase&) { return act(); })));
     };
-    addKey("<Control>Page_Down", 1, true);
-    addKey("<Control>Page_Up", -1, true);
-    addKey("<Control><Alt>Page_Down", 1, false);
-    addKey("<Control><Alt>Page_Up", -1, false);
+    auto move = [this](int step, bool items) {
+        return [this, step, items] {
+            Tab* tab = currentTab();
+            if (items && tab != nullptr && tab->list != nullptr) {
+                step > 0 ? tab->list->selectNext() : tab->list->selectPrevious();
+            } else {
+                step > 0 ? notebook_.next_page() : notebook_.prev_page();
+            }
+            return true;
+        };
+    };
+    addKey("<Control>Page_Down", move(1, true));
+    addKey("<Control>Page_Up", move(-1, true));
+    addKey("<Control><Alt>Page_Down", move(1, false));
+    addKey("<Control><Alt>Page_Up", move(-1, false));
     // The keys that walk changes and items, caught before a pane takes them as its own (a text
     // view moves lines with Alt+Up/Down and toggles its cursor with F7). Each acts only where its
     // action can; elsewhere the key goes on, so that a merge tab gets Alt+Up/Down for its
     // conflicts. Alt+Shift+Up/Down always stop here: no pane may move lines with them.
-    auto addActionKey = [this, &itemKeys](const char* trigger, const char* name) {
-        auto act =
-            Gtk::CallbackAction::create([this, name](Gtk::Widget&, const Glib::VariantBase&) {
-                auto action = lookup_action(name);
-                if (!action || !action->get_enabled()) {
-                    return false;
-                }
-                action->activate();
-                return true;
-            });
-        itemKeys->add_shortcut(
-            Gtk::Shortcut::create(Gtk::ShortcutTrigger::parse_string(trigger), act));
-    };
     const std::pair<const char*, const char*> actionKeys[] = {
         {"<Alt>Down", "next-change"},      {"F7", "next-change"},
         {"<Alt>Up", "previous-change"},    {"<Shift>F7", "previous-change"},
         {"<Alt>Home", "first-change"},     {"<Alt>End", "last-change"},
         {"<Alt><Shift>Down", "next-item"}, {"<Alt><Shift>Up", "previous-item"}};
     for (const auto& [trigger, name] : actionKeys) {
-        addActionKey(trigger, name);
+        addKey(trigger, [this, name = name] {
+            auto action = lookup_action(name);
+            if (!action || !action->get_enabled()) {
+                return false;
+            }
+            action->activate();
+            return true;
+        });
     }
-    add_controller(itemKeys);
+    add_controller(keys);
     for (const char* name : kToggles) {
         toggles_[name] = add_action_bool(
             name, [this, name] { setOption(name); }, false);

@@ -100,6 +100,23 @@ std::string_view withoutTemporaryPrefix(std::string_view name) {
     return name.size() > 7 && name[6] == '_' ? name.substr(7) : name;
 }
 
+}  // namespace
+
+bool CorvaneIsGitCopyOf(std::string_view copy, std::string_view original) {
+    std::string_view name = lastComponent(original);
+    std::string_view copyName = lastComponent(copy);
+    if (copyName != name) {
+        return withoutTemporaryPrefix(copyName) == name;
+    }
+    std::string_view folder = copy.substr(0, copy.size() - copyName.size());
+    if (folder.ends_with('/')) {
+        folder.remove_suffix(1);
+    }
+    return !name.empty() && lastComponent(folder).starts_with("git-blob-");
+}
+
+namespace {
+
 bool containsIgnoringASCIICase(std::string_view text, std::string_view part) {
     auto folded = [](char character) {
         return character >= 'A' && character <= 'Z' ? static_cast<char>(character + 32) : character;

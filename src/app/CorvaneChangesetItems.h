@@ -15,6 +15,10 @@
 // enclosed in double quotes, or whose escapes are malformed, is answered as it is.
 std::string CorvaneUnquoteGitPath(std::string_view text);
 
+// Whether copy is git's temporary copy of a file named as original is: the same name in a folder
+// "git-blob-XXXXXX" (difftool's old side), or the name after six characters and "_".
+bool CorvaneIsGitCopyOf(std::string_view copy, std::string_view original);
+
 // How an item changed, as its summary line or its sides tell.
 enum class CorvaneChangeKind { modified, added, deleted, renamed, renamedOrCopied };
 // "M", "A", "D", "R", "R" (git's letters; a rename with changes and a copy both travel as status

@@ -4,6 +4,7 @@
 #include <optional>
 #include <set>
 
+#include "app/CorvaneChangesetItems.h"
 #include "model/CVCLISerializedFileList.h"
 
 namespace {
@@ -48,42 +49,89 @@ std::optional<std::string> rootOf(const std::string& path, const std::string& re
     return path.substr(0, path.size() - relativePath.size() - 1);
 }
 
-// The two folders a changeset compares, as "before ↔ after", when every item's sides lie at its
-// relative path below the same two folders; else the one folder every item's right side lies in
-// (git difftool's work tree: its left sides are temporary copies).
-std::optional<std::string> rootsOfChangeset(const CorvaneDocument& document) {
-    std::optional<std::string> left;
-    std::optional<std::string> right;
-    bool sameLeft = true;
-    bool sameRight = true;
-    auto same = [](std::optional<std::string>* root, bool* agree,
-                   const std::optional<std::string>& itemRoot) {
-        *agree = *agree && itemRoot && (!*root || **root == *itemRoot);
-        if (!*root) {
-            *root = itemRoot;
+constexpr std::string_view kNoFile = "/dev/null";
+
+// The path of an item's side within its changeset: the item's relative path, else the longest
+// path the changeset's summary announced that the side ends in (git difftool's items carry no
+// relative path; their new sides lie in the work tree).
+std::optional<std::string> pathInChangeset(const std::string& side, const CorvaneFileList& item,
+                                           const std::set<std::string>& announced) {
+    if (item.relativePath) {
+        return item.relativePath;
+    }
+    for (size_t slash = side.find('/'); slash != std::string::npos;
+         slash = side.find('/', slash + 1)) {
+        if (auto found = announced.find(side.substr(slash + 1)); found != announced.end()) {
+            return *found;
         }
-    };
+    }
+    return std::nullopt;
+}
+
+// The two folders a changeset compares, as "before ↔ after", when every item's sides lie at its
+// path below the same two folders; else the one folder every item's new side lies in (git
+// difftool's work tree: its old sides are temporary copies). Sides that are no file (an added
+// file's old side, a deleted one's new side) have no say.
+std::optional<std::string> rootsOfChangeset(const CorvaneDocument& document) {
+    std::set<std::string> announced;
+    for (const CorvaneFileList& announcement : document.announcedFileLists) {
+        for (const std::string& path : announcement.files) {
+            announced.insert(CorvaneUnquoteGitPath(path));
+        }
+    }
+    std::set<std::string> lefts;
+    std::set<std::string> rights;
+    bool everyLeft = true;
     for (const CorvaneFileList& item : document.fileLists) {
-        if (!item.relativePath || item.files.empty()) {
+        if (item.files.empty()) {
             return std::nullopt;
         }
+        auto rootOfSide = [&](const std::string& side) -> std::optional<std::string> {
+            auto path = pathInChangeset(side, item, announced);
+            return path ? rootOf(side, *path) : std::nullopt;
+        };
         // A lone file is the right side of an added file, the left side of a deleted one.
         bool onlyLeft = item.files.size() == 1 && item.status == CVCLISerializedFileList::deleted;
-        if (item.files.size() > 1 || onlyLeft) {
-            same(&left, &sameLeft, rootOf(item.files.front(), *item.relativePath));
+        if ((item.files.size() > 1 || onlyLeft) && item.files.front() != kNoFile) {
+            auto root = rootOfSide(item.files.front());
+            everyLeft = everyLeft && root;
+            if (root) {
+                lefts.insert(*root);
+            }
         }
-        if (!onlyLeft) {
-            same(&right, &sameRight, rootOf(item.files.back(), *item.relativePath));
+        if (!onlyLeft && item.files.back() != kNoFile) {
+            auto root = rootOfSide(item.files.back());
+            if (!root) {
+                return std::nullopt;
+            }
+            rights.insert(*root);
         }
     }
-    if (!sameRight || !right) {
+    if (rights.size() != 1) {
         return std::nullopt;
     }
-    if (sameLeft && left && *left != *right) {
-        std::vector<std::string> names = CorvaneDocumentTitle::distinguishingNames({*left, *right});
+    const std::string& right = *rights.begin();
+    if (everyLeft && lefts.size() == 1 && *lefts.begin() != right) {
+        std::vector<std::string> names =
+            CorvaneDocumentTitle::distinguishingNames({*lefts.begin(), right});
         return names[0] + " \u2194 " + names[1];
     }
-    return CorvaneDocumentTitle::distinguishingNames({*right}).front();
+    return CorvaneDocumentTitle::distinguishingNames({right}).front();
+}
+
+// The sides a title names: a side that is git's temporary copy of another side's file is that
+// file, for a person, and goes unnamed.
+std::vector<std::string> namedSides(const std::vector<std::string>& files) {
+    std::vector<std::string> named;
+    for (const std::string& file : files) {
+        bool copy = std::ranges::any_of(files, [&file](const std::string& other) {
+            return &other != &file && CorvaneIsGitCopyOf(file, other);
+        });
+        if (!copy) {
+            named.push_back(file);
+        }
+    }
+    return named.empty() ? files : named;
 }
 
 }  // namespace
@@ -142,7 +190,7 @@ std::string titleOfDocument(const CorvaneDocument& document) {
     if (first.label && !first.label->empty()) {
         title = *first.label;
     } else {
-        std::vector<std::string> names = distinguishingNames(first.files);
+        std::vector<std::string> names = distinguishingNames(namedSides(first.files));
         for (const std::string& name : names) {
             if (!title.empty()) {
                 title += " \u2194 ";

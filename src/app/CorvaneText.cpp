@@ -112,6 +112,19 @@ CorvaneText CorvaneReadText(int descriptor) {
     return text;
 }
 
+std::string_view CorvaneShownText(std::string_view utf8) {
+    if (utf8.ends_with("\r\n")) {
+        utf8.remove_suffix(2);
+    } else if (utf8.ends_with('\n')) {
+        utf8.remove_suffix(1);
+    }
+    return utf8;
+}
+
+bool CorvaneLacksFinalLineEnd(std::string_view utf8) {
+    return !utf8.empty() && utf8.back() != '\n';
+}
+
 bool CorvaneSameBytes(const std::string& left, const std::string& right) {
     int a = open(left.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     int b = open(right.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);

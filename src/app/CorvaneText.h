@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 // One side of a comparison, ready to show: its text in UTF-8, or why it cannot be shown as text.
 struct CorvaneText {
@@ -21,6 +22,14 @@ struct CorvaneText {
     // The file's size in bytes, as far as it is known.
     std::uint64_t size = 0;
 };
+
+// The text as a pane shows it: without the line end that closes its last line, so that a file's
+// final newline does not show as one more, empty, numbered line. A text whose last line has no
+// line end is returned whole.
+std::string_view CorvaneShownText(std::string_view utf8);
+
+// Whether the text's last line lacks a line end (an empty text has no last line).
+bool CorvaneLacksFinalLineEnd(std::string_view utf8);
 
 // The largest file shown as text; a larger one is described by its size instead.
 inline constexpr std::uint64_t kCorvaneLargestText = 1ull << 30;

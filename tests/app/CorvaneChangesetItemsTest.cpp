@@ -131,6 +131,7 @@ TEST(ATabTitle, NamesFilesMergesAndTheFoldersAChangesetCompares) {
         std::string title;
         std::vector<CorvaneFileList> items;
         std::optional<std::string> output = std::nullopt;
+        std::vector<CorvaneFileList> announced = {};
     };
     using enum CorvaneDocumentKind;
     const TitleCase cases[] = {
@@ -145,6 +146,17 @@ TEST(ATabTitle, NamesFilesMergesAndTheFoldersAChangesetCompares) {
          "project",
          {item({"/tmp/git-blob-1/x.c", "/home/me/project/src/x.c"}, 0, "src/x.c"),
           item({"/tmp/git-blob-2/y.c", "/home/me/project/y.c"}, 0, "y.c")}},
+        // ...whose items carry no relative paths: the summary's paths place them, and a deleted
+        // file's missing new side has no say.
+        {partialChangeset,
+         "project",
+         {item({"/tmp/git-blob-1/x.c", "/home/me/project/src/x.c"}),
+          item({"/tmp/git-blob-2/gone.c", "/dev/null"}, 2)},
+         std::nullopt,
+         {item({"src/x.c"}), item({"gone.c"})}},
+        // One file of a difftool run: git's copy goes by the name of the file it copies.
+        {diff, "x.c", {item({"/tmp/git-blob-1/x.c", "/home/me/project/src/x.c"})}},
+        {diff, "x.c", {item({"/r/Ab12Cd_x.c", "/r/src/x.c"})}},
         // Items that share no folders: the first item's names, and how many more.
         {changeset,
          "p/a.c \u2194 q/a.c and 1 more",
@@ -155,6 +167,7 @@ TEST(ATabTitle, NamesFilesMergesAndTheFoldersAChangesetCompares) {
         document.kind = sample.kind;
         document.fileLists = sample.items;
         document.outputFile = sample.output;
+        document.announcedFileLists = sample.announced;
         EXPECT_EQ(CorvaneDocumentTitle::titleOfDocument(document), sample.title);
     }
 }

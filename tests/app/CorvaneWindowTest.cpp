@@ -314,6 +314,14 @@ TEST_F(ACorvaneWindow, SaysPlainlyWhatItCannotShowAsADiff) {
         }
         EXPECT_EQ(tab["panes"][0]["notice"], sample.notice) << number;
     }
+    // A final line end closes the last line and numbers none of its own; where only one side
+    // has it, the other says so (its last line differs for no visible reason otherwise).
+    json ends = shown(compare({write("ends.txt", "a\r\nb\r\n"), write("open.txt", "a\r\nb")}));
+    EXPECT_EQ(ends["panes"][0]["shownLines"], 2);
+    EXPECT_EQ(ends["panes"][1]["shownLines"], 2);
+    EXPECT_EQ(ends["panes"][0]["notice"], "CRLF line ends");
+    EXPECT_EQ(ends["panes"][1]["notice"], "CRLF line ends \u00b7 No newline at end of file");
+
     // A side removed right after the call is still read: the document holds it open.
     std::string gone = write("gone.txt", "still here\n");
     std::string kept = compare({gone, write("kept.txt", "other\n")});
@@ -516,6 +524,9 @@ TEST_F(ACorvaneWindowWithGit, ShowsAWholeDifftoolRunInOneTabWithEveryFilesStatus
                             "R moved.txt -> renamed.txt (renamed)"}) {
         EXPECT_NE(text.find(row), std::string::npos) << row << " in " << text;
     }
+    // Named after the work tree, not git's copies; open on the first item without a click.
+    EXPECT_EQ(description["title"], "repository");
+    EXPECT_EQ(description["selectedItem"], 0) << text;
 }
 
 }  // namespace

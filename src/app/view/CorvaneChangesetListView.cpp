@@ -156,13 +156,13 @@ CorvaneChangesetListView::CorvaneChangesetListView(CorvaneChangesetItems& items)
             restoringSelection_ = false;
         }
         updateSummary();
+        showFirstArrivedItem();
     };
     // Made from the model above. NOLINTNEXTLINE(cppcoreguidelines-prefer-member-initializer)
     selection_ = gtk_single_selection_new(G_LIST_MODEL(g_object_ref(model_)));
     gtk_single_selection_set_autoselect(selection_, FALSE);
     gtk_single_selection_set_can_unselect(selection_, TRUE);
-    // Nothing is shown until the person picks an item: a first row marked as selected beside
-    // "Select an item to compare it." would say otherwise.
+    // No row is selected until showFirstArrivedItem() has an item to show.
     gtk_single_selection_set_selected(selection_, GTK_INVALID_LIST_POSITION);
     g_signal_connect_swapped(
         selection_, "selection-changed",
@@ -294,10 +294,21 @@ bool CorvaneChangesetListView::selectPrevious() {
     return selectArrived(-1);
 }
 
+void CorvaneChangesetListView::showFirstArrivedItem() {
+    if (chosen_ || onItemSelected == nullptr ||
+        gtk_single_selection_get_selected(selection_) != GTK_INVALID_LIST_POSITION) {
+        return;
+    }
+    showingFirst_ = true;
+    selectArrived(1);
+    showingFirst_ = false;
+}
+
 void CorvaneChangesetListView::selectionChanged() {
     if (restoringSelection_) {
         return;
     }
+    chosen_ = chosen_ || !showingFirst_;
     if (auto fileList = selectedFileList(); fileList && onItemSelected) {
         onItemSelected(*fileList);
     }

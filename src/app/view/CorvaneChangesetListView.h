@@ -31,6 +31,10 @@ public:
     // when there is none.
     bool selectNext();
     bool selectPrevious();
+    // Selects the first row that has arrived and is not known to be identical, unless the person
+    // has chosen a row (or none) already: a changeset opens on its first comparison, a partial
+    // one as soon as its first item arrives. Needs onItemSelected; called again as items arrive.
+    void showFirstArrivedItem();
     // From the list's making to the first frame that showed it; nothing before that frame.
     std::optional<double> firstPaintMilliseconds() const { return firstPaintMilliseconds_; }
     // Called when the selection moves to a row whose item has arrived.
@@ -56,6 +60,8 @@ private:
     };
     std::shared_ptr<Search> search_;
     bool restoringSelection_ = false;
+    bool showingFirst_ = false;
+    bool chosen_ = false;  // the person moved the selection
     gint64 createdAt_ = g_get_monotonic_time();
     std::optional<double> firstPaintMilliseconds_;
     CorvaneNextPaint firstPaint_;

@@ -451,6 +451,9 @@ std::string CorvaneFileComparisonView::describe() const {
         pane["large"] = side->large != nullptr;
         GtkTextBuffer* buffer = GTK_TEXT_BUFFER(side->buffer);
         pane["lineCount"] = side->lineCount();
+        // The numbered lines the pane shows (a source view's buffer may hold fewer while it fills).
+        pane["shownLines"] =
+            side->large != nullptr ? side->lineCount() : gtk_text_buffer_get_line_count(buffer);
         nlohmann::json firstLines = nlohmann::json::array();
         for (int line = 0; side->large != nullptr && line < 3 && line < side->lineCount(); ++line) {
             std::string_view text =

@@ -335,6 +335,10 @@ void CorvaneFileComparisonView::deliver(const std::shared_ptr<Job>& job,
 
 void CorvaneFileComparisonView::takeTexts(std::shared_ptr<const Texts> texts) {
     texts_ = std::move(texts);
+    std::vector<bool> lackFinalLineEnd;
+    for (const CorvaneText& text : texts_->texts) {
+        lackFinalLineEnd.push_back(!text.absent && CorvaneLacksFinalLineEnd(text.utf8));
+    }
     for (size_t index = 0; index < sides_.size(); ++index) {
         Side& side = *sides_[index];
         const CorvaneText& text = texts_->texts[index];
@@ -347,6 +351,11 @@ void CorvaneFileComparisonView::takeTexts(std::shared_ptr<const Texts> texts) {
         }
         if (text.hasCRLF) {
             notice += std::string(notice.empty() ? "" : " \u00b7 ") + "CRLF line ends";
+        }
+        // Told only where the sides differ in it: a missing final line end is otherwise
+        // invisible, yet it makes the last lines differ.
+        if (lackFinalLineEnd[index] && !std::ranges::all_of(lackFinalLineEnd, std::identity())) {
+            notice += std::string(notice.empty() ? "" : " \u00b7 ") + "No newline at end of file";
         }
         side.notice.set_text(notice);
         side.lineStarts = &texts_->lineStarts[index];
@@ -496,7 +505,7 @@ void CorvaneFileComparisonView::show(std::shared_ptr<Result> result) {
 bool CorvaneFileComparisonView::insertNextSlice() {
     for (size_t index = 0; index < sides_.size(); ++index) {
         Side& side = *sides_[index];
-        const std::string& text = texts_->texts[index].utf8;
+        std::string_view text = CorvaneShownText(texts_->texts[index].utf8);
         if (side.insertedBytes >= text.size()) {
             continue;
         }

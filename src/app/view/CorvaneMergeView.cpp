@@ -4,20 +4,25 @@
 
 #include <algorithm>
 
+#include "app/CorvaneText.h"
 #include "app/view/CorvaneSourceView.h"
 
 namespace {
 
 using Choice = CorvaneMerge::Choice;
 
-// A source pane, highlighted as the output file's language; the container that takes it owns it.
-Gtk::TextView* sourcePane(const std::string& text, GtkSourceLanguage* language) {
-    GtkWidget* view = gtk_source_view_new();
+// A source pane, highlighted as the output file's language, that paints below its text; the
+// container that takes it owns it.
+Gtk::TextView* sourcePane(const std::string& text, GtkSourceLanguage* language,
+                          CorvaneBelowTextPainter painter) {
+    GtkSourceBuffer* buffer = gtk_source_buffer_new(nullptr);
+    GtkWidget* view = CorvaneSourceViewNew(buffer, std::move(painter));
+    g_object_unref(buffer);  // the view holds it
     CorvaneStyleSourceView(view);
-    GtkSourceBuffer* buffer = GTK_SOURCE_BUFFER(gtk_text_view_get_buffer(GTK_TEXT_VIEW(view)));
     gtk_text_buffer_set_enable_undo(GTK_TEXT_BUFFER(buffer), FALSE);
     gtk_source_buffer_set_language(buffer, language);
-    gtk_text_buffer_set_text(GTK_TEXT_BUFFER(buffer), text.data(), static_cast<int>(text.size()));
+    std::string_view shown = CorvaneShownText(text);
+    gtk_text_buffer_set_text(GTK_TEXT_BUFFER(buffer), shown.data(), static_cast<int>(shown.size()));
     return Gtk::manage(Glib::wrap(GTK_TEXT_VIEW(view)));
 }
 
@@ -69,9 +74,6 @@ const char* colourOf(Tint tint) {
     return colours.changed;
 }
 
-constexpr Tint kTints[] = {Tint::change, Tint::conflict, Tint::decided, Tint::currentConflict,
-                           Tint::currentDecided};
-
 // Whether a side pane shows the region as changed: the side that changed it and the base it
 // changed; the other side holds the base's lines unchanged.
 bool changes(const CorvaneMerge::Region& region,
@@ -91,12 +93,6 @@ const char* nameOf(Tint tint) {
     static const char* const names[] = {"change", "conflict", "decided", "current-conflict",
                                         "current-decided"};
     return names[static_cast<int>(tint)];
-}
-
-void createTintTags(Gtk::TextBuffer& buffer) {
-    for (Tint tint : kTints) {
-        buffer.create_tag(nameOf(tint))->property_paragraph_background() = colourOf(tint);
-    }
 }
 
 // The tint of a region, or nothing for one that is the same on every side.
@@ -206,19 +202,23 @@ CorvaneMergeView::CorvaneMergeView(std::unique_ptr<CorvaneMerge> merge,
     }
     sides.push_back({"Right", headers[1], merge_->right(), &Region::right});
     GtkSourceLanguage* language = CorvaneGuessLanguage(merge_->outputPath(), merge_->left());
+    auto painterOfPane = [this](size_t pane) -> CorvaneBelowTextPainter {
+        return [this, pane](GtkSnapshot* snapshot, const GdkRectangle& visible) {
+            paintTints(pane, snapshot, visible);
+        };
+    };
     for (const Side& side : sides) {
-        Gtk::TextView* view = sourcePane(side.text, language);
+        Gtk::TextView* view = sourcePane(side.text, language, painterOfPane(sidePanes_.size()));
         view->set_editable(false);
-        createTintTags(*view->get_buffer());
         sides_.append(paneWithHeader(side.role, side.path, *view));
         sidePanes_.push_back({side.role, view, side.lines});
     }
     sides_.set_homogeneous(true);
     sides_.set_spacing(6);
 
-    result_ = sourcePane("", language);
+    result_ = sourcePane("", language, painterOfPane(sidePanes_.size()));
+    tints_.resize(sidePanes_.size() + 1);
     auto buffer = result_->get_buffer();
-    createTintTags(*buffer);
     buffer->signal_insert().connect(
         [this](const Gtk::TextBuffer::iterator& at, const Glib::ustring& text, int) {
             resultInserted(at, text);
@@ -348,58 +348,94 @@ void CorvaneMergeView::countResultLines() {
 void CorvaneMergeView::showTints() {
     const auto& regions = merge_->regions();
     std::vector<size_t> offsets = merge_->regionOffsets();
-    auto result = result_->get_buffer();
-    // Only the tints: the highlighting's own tags stay.
-    for (Gtk::TextView* view : views()) {
-        auto buffer = view->get_buffer();
-        for (Tint tint : kTints) {
-            buffer->remove_tag_by_name(nameOf(tint), buffer->begin(), buffer->end());
-        }
+    for (auto& pane : tints_) {
+        pane.clear();
     }
+    auto add = [](std::vector<LineTint>* pane, Tint tint, int start, int count) {
+        if (count > 0) {
+            pane->push_back({static_cast<int>(tint), start, count});
+        }
+    };
     for (size_t region = 0; region < regions.size(); ++region) {
         auto tint = tintOf(regions[region], hasCurrent_ && region == current_);
         if (!tint) {
             continue;
         }
-        result->apply_tag_by_name(nameOf(*tint), iteratorAt(offsets[region]),
-                                  iteratorAt(offsets[region + 1]));
-        for (const SidePane& pane : sidePanes_) {
-            const CorvaneMerge::LineRange& lines = regions[region].*pane.lines;
-            if (lines.count > 0 && changes(regions[region], pane.lines)) {
-                auto buffer = pane.view->get_buffer();
-                buffer->apply_tag_by_name(nameOf(*tint), buffer->get_iter_at_line(lines.start),
-                                          buffer->get_iter_at_line(lines.start + lines.count));
+        for (size_t pane = 0; pane < sidePanes_.size(); ++pane) {
+            const CorvaneMerge::LineRange& lines = regions[region].*sidePanes_[pane].lines;
+            if (changes(regions[region], sidePanes_[pane].lines)) {
+                add(&tints_[pane], *tint, lines.start, lines.count);
             }
         }
+        // The result's lines from the region's first to its last, one that ends unfinished
+        // (the end of a file without a final line end) included.
+        int end = resultLines_[region + 1];
+        size_t endOffset = std::min(offsets[region + 1], shownResult_.size());
+        if (endOffset > offsets[region] && shownResult_[endOffset - 1] != '\n') {
+            ++end;
+        }
+        add(&tints_.back(), *tint, resultLines_[region], end - resultLines_[region]);
+    }
+    for (Gtk::TextView* view : views()) {
+        view->queue_draw();
+    }
+}
+
+void CorvaneMergeView::paintTints(size_t pane, GtkSnapshot* snapshot,
+                                  const GdkRectangle& visible) const {
+    if (pane >= tints_.size() || tints_[pane].empty()) {
+        return;
+    }
+    GtkTextView* view = pane < sidePanes_.size() ? sidePanes_[pane].view->gobj() : result_->gobj();
+    GtkTextIter iterator;
+    int unused = 0;
+    gtk_text_view_get_line_at_y(view, &iterator, visible.y, &unused);
+    int firstLine = gtk_text_iter_get_line(&iterator);
+    gtk_text_view_get_line_at_y(view, &iterator, visible.y + visible.height, &unused);
+    int lastLine = gtk_text_iter_get_line(&iterator);
+    for (const LineTint& tint : tints_[pane]) {
+        if (tint.start + tint.count <= firstLine || tint.start > lastLine) {
+            continue;
+        }
+        int top = 0;
+        int bottom = 0;
+        int height = 0;
+        GtkTextBuffer* buffer = gtk_text_view_get_buffer(view);
+        gtk_text_buffer_get_iter_at_line(buffer, &iterator, tint.start);
+        gtk_text_view_get_line_yrange(view, &iterator, &top, &height);
+        gtk_text_buffer_get_iter_at_line(buffer, &iterator, tint.start + tint.count - 1);
+        gtk_text_view_get_line_yrange(view, &iterator, &bottom, &height);
+        bottom += height;
+        GdkRGBA colour;
+        gdk_rgba_parse(&colour, colourOf(static_cast<Tint>(tint.tint)));
+        graphene_rect_t area = {
+            {static_cast<float>(visible.x), static_cast<float>(top)},
+            {static_cast<float>(visible.width), static_cast<float>(bottom - top)}};
+        gtk_snapshot_append_color(snapshot, &colour, &area);
     }
 }
 
 CorvaneJSON CorvaneMergeView::panes() const {
-    auto describe = [](const char* role, const Gtk::TextView& view) {
-        auto buffer = view.get_buffer();
+    std::vector<Gtk::TextView*> shown = views();
+    CorvaneJSON panes = CorvaneJSON::array();
+    for (size_t pane = 0; pane < shown.size(); ++pane) {
+        // Runs of one tint that meet are one run.
         CorvaneJSON tinted = CorvaneJSON::array();
-        for (int line = 0; line < buffer->get_line_count(); ++line) {
-            for (Tint tint : kTints) {
-                if (!buffer->get_iter_at_line(line).has_tag(
-                        buffer->get_tag_table()->lookup(nameOf(tint)))) {
-                    continue;
-                }
-                if (!tinted.empty() && tinted.back()["kind"] == nameOf(tint) &&
-                    tinted.back()["start"].get<int>() + tinted.back()["count"].get<int>() == line) {
-                    tinted.back()["count"] = tinted.back()["count"].get<int>() + 1;
-                } else {
-                    tinted.push_back({{"kind", nameOf(tint)}, {"start", line}, {"count", 1}});
-                }
+        for (const LineTint& tint : tints_[pane]) {
+            const char* name = nameOf(static_cast<Tint>(tint.tint));
+            if (!tinted.empty() && tinted.back()["kind"] == name &&
+                tinted.back()["start"].get<int>() + tinted.back()["count"].get<int>() ==
+                    tint.start) {
+                tinted.back()["count"] = tinted.back()["count"].get<int>() + tint.count;
+            } else {
+                tinted.push_back({{"kind", name}, {"start", tint.start}, {"count", tint.count}});
             }
         }
-        auto [first, last] = visibleLines(view);
-        return CorvaneJSON{{"role", role}, {"tinted", tinted}, {"visibleLines", {first, last}}};
-    };
-    CorvaneJSON panes = CorvaneJSON::array();
-    for (const SidePane& pane : sidePanes_) {
-        panes.push_back(describe(pane.role, *pane.view));
+        auto [first, last] = visibleLines(*shown[pane]);
+        panes.push_back({{"role", pane < sidePanes_.size() ? sidePanes_[pane].role : "Result"},
+                         {"tinted", tinted},
+                         {"visibleLines", {first, last}}});
     }
-    panes.push_back(describe("Result", *result_));
     return panes;
 }
 

@@ -21,7 +21,7 @@ public:
     CorvaneMergeView(std::unique_ptr<CorvaneMerge> merge, std::vector<std::string> headers);
 
     const CorvaneMerge& merge() const { return *merge_; }
-    // The panes as they are shown, read back from their buffers: each pane's role ("Left",
+    // The panes as they are shown: each pane's role ("Left",
     // "Base", "Right", "Result"), its tinted line ranges, [{"kind","start","count"}], and the
     // lines it shows on screen, "visibleLines": [first, last].
     CorvaneJSON panes() const;
@@ -48,6 +48,9 @@ private:
     void countResultLines();
     // Tints every region that is not the same on all sides, in the result and the side panes.
     void showTints();
+    // Paints a pane's tints that are in view, below its text (text tags' paragraph backgrounds
+    // are not redrawn on every line they are applied to).
+    void paintTints(size_t pane, GtkSnapshot* snapshot, const GdkRectangle& visible) const;
     // The panes, the side panes first, the result last.
     std::vector<Gtk::TextView*> views() const;
     // The lines a region takes in a pane.
@@ -89,6 +92,13 @@ private:
         CorvaneMerge::LineRange CorvaneMerge::Region::*lines;
     };
     std::vector<SidePane> sidePanes_;
+    // The lines each pane tints, in the order of views(), first lines ascending.
+    struct LineTint {
+        int tint;  // how: the source file's Tint, as a number
+        int start;
+        int count;
+    };
+    std::vector<std::vector<LineTint>> tints_;
     std::unique_ptr<Gtk::MessageDialog> dialog_;
     std::function<void()> answer_;
 };

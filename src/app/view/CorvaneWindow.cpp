@@ -385,6 +385,7 @@ std::unique_ptr<Gtk::Widget> CorvaneWindow::makeChangesetPage(Tab& tab,
             updateToggles();  // the change keys now reach the item's comparison
         }
     };
+    list->showFirstArrivedItem();
     return paned;
 }
 

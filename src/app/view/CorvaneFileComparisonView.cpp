@@ -15,6 +15,11 @@
 
 namespace {
 
+// A pane's notice with one more part, the parts set apart by a middle dot.
+std::string withNoticePart(const std::string& notice, std::string_view part) {
+    return notice.empty() ? std::string(part) : notice + " \u00b7 " + std::string(part);
+}
+
 // Text goes into the panes in slices of about this many bytes, one per idle turn of the loop,
 // so that a huge file never stalls the bus or the window.
 constexpr size_t kSliceBytes = 1 << 20;
@@ -350,12 +355,12 @@ void CorvaneFileComparisonView::takeTexts(std::shared_ptr<const Texts> texts) {
             notice = "Not UTF-8: shown as Latin-1";
         }
         if (text.hasCRLF) {
-            notice += std::string(notice.empty() ? "" : " \u00b7 ") + "CRLF line ends";
+            notice = withNoticePart(notice, "CRLF line ends");
         }
         // Told only where the sides differ in it: a missing final line end is otherwise
         // invisible, yet it makes the last lines differ.
         if (lackFinalLineEnd[index] && !std::ranges::all_of(lackFinalLineEnd, std::identity())) {
-            notice += std::string(notice.empty() ? "" : " \u00b7 ") + "No newline at end of file";
+            notice = withNoticePart(notice, "No newline at end of file");
         }
         side.notice.set_text(notice);
         side.lineStarts = &texts_->lineStarts[index];
@@ -413,9 +418,7 @@ void CorvaneFileComparisonView::useLargePanes() {
         auto* bar = Gtk::make_managed<Gtk::Scrollbar>(horizontal, Gtk::Orientation::HORIZONTAL);
         side->box.append(*bar);
         bars.push_back(bar);
-        std::string notice = side->notice.get_text();
-        side->notice.set_text(notice + (notice.empty() ? "" : " \u00b7 ") +
-                              "Large text: shown plain");
+        side->notice.set_text(withNoticePart(side->notice.get_text(), "Large text: shown plain"));
     }
     auto* vertical = Gtk::make_managed<Gtk::Scrollbar>(largeVertical_, Gtk::Orientation::VERTICAL);
     panes_.append(*vertical);

@@ -50,10 +50,15 @@ Gtk::Widget& paneWithHeader(const char* role, const std::string& path, Gtk::Text
     return *box;
 }
 
-// How a region is tinted in every pane that shows it: a
-// change taken automatically, a conflict still open, a conflict decided; the current conflict
-// in the stronger shade of its state.
-enum class Tint { change, conflict, decided, currentConflict, currentDecided };
+}  // namespace
+
+// How a region is tinted in every pane that shows it: a change taken automatically, a conflict
+// still open, a conflict decided; the current conflict in the stronger shade of its state.
+enum class CorvaneMergeTint { change, conflict, decided, currentConflict, currentDecided };
+
+namespace {
+
+using Tint = CorvaneMergeTint;
 
 // The comparison's tints: a change as a changed line, a conflict as a deleted one, a decided
 // conflict as an inserted one; the current conflict in the shade of changed words.
@@ -336,24 +341,25 @@ void CorvaneMergeView::countResultLines() {
     resultLines_.assign(offsets.size(), 0);
     size_t counted = 0;
     int line = 0;
+    // A last line without a line end is a line too: a place at the text's end comes after it.
+    bool endsUnfinished = !shownResult_.empty() && shownResult_.back() != '\n';
     for (size_t region = 0; region < offsets.size(); ++region) {
         size_t end = std::min(offsets[region], shownResult_.size());
         line += static_cast<int>(std::count(shownResult_.begin() + static_cast<long>(counted),
                                             shownResult_.begin() + static_cast<long>(end), '\n'));
         counted = std::max(counted, end);
-        resultLines_[region] = line;
+        resultLines_[region] = line + (endsUnfinished && end == shownResult_.size() ? 1 : 0);
     }
 }
 
 void CorvaneMergeView::showTints() {
     const auto& regions = merge_->regions();
-    std::vector<size_t> offsets = merge_->regionOffsets();
     for (auto& pane : tints_) {
         pane.clear();
     }
     auto add = [](std::vector<LineTint>* pane, Tint tint, int start, int count) {
         if (count > 0) {
-            pane->push_back({static_cast<int>(tint), start, count});
+            pane->push_back({tint, start, count});
         }
     };
     for (size_t region = 0; region < regions.size(); ++region) {
@@ -367,14 +373,8 @@ void CorvaneMergeView::showTints() {
                 add(&tints_[pane], *tint, lines.start, lines.count);
             }
         }
-        // The result's lines from the region's first to its last, one that ends unfinished
-        // (the end of a file without a final line end) included.
-        int end = resultLines_[region + 1];
-        size_t endOffset = std::min(offsets[region + 1], shownResult_.size());
-        if (endOffset > offsets[region] && shownResult_[endOffset - 1] != '\n') {
-            ++end;
-        }
-        add(&tints_.back(), *tint, resultLines_[region], end - resultLines_[region]);
+        CorvaneMerge::LineRange lines = linesOf(*result_, region);
+        add(&tints_.back(), *tint, lines.start, lines.count);
     }
     for (Gtk::TextView* view : views()) {
         view->queue_draw();
@@ -386,28 +386,25 @@ void CorvaneMergeView::paintTints(size_t pane, GtkSnapshot* snapshot,
     if (pane >= tints_.size() || tints_[pane].empty()) {
         return;
     }
-    GtkTextView* view = pane < sidePanes_.size() ? sidePanes_[pane].view->gobj() : result_->gobj();
-    GtkTextIter iterator;
-    int unused = 0;
-    gtk_text_view_get_line_at_y(view, &iterator, visible.y, &unused);
-    int firstLine = gtk_text_iter_get_line(&iterator);
-    gtk_text_view_get_line_at_y(view, &iterator, visible.y + visible.height, &unused);
-    int lastLine = gtk_text_iter_get_line(&iterator);
+    Gtk::TextView* shown = pane < sidePanes_.size() ? sidePanes_[pane].view : result_;
+    GtkTextView* view = shown->gobj();
+    GtkTextBuffer* buffer = gtk_text_view_get_buffer(view);
+    auto [firstLine, lastLine] = visibleLines(*shown);
     for (const LineTint& tint : tints_[pane]) {
         if (tint.start + tint.count <= firstLine || tint.start > lastLine) {
             continue;
         }
+        GtkTextIter iterator;
         int top = 0;
         int bottom = 0;
         int height = 0;
-        GtkTextBuffer* buffer = gtk_text_view_get_buffer(view);
         gtk_text_buffer_get_iter_at_line(buffer, &iterator, tint.start);
         gtk_text_view_get_line_yrange(view, &iterator, &top, &height);
         gtk_text_buffer_get_iter_at_line(buffer, &iterator, tint.start + tint.count - 1);
         gtk_text_view_get_line_yrange(view, &iterator, &bottom, &height);
         bottom += height;
         GdkRGBA colour;
-        gdk_rgba_parse(&colour, colourOf(static_cast<Tint>(tint.tint)));
+        gdk_rgba_parse(&colour, colourOf(tint.tint));
         graphene_rect_t area = {
             {static_cast<float>(visible.x), static_cast<float>(top)},
             {static_cast<float>(visible.width), static_cast<float>(bottom - top)}};
@@ -422,7 +419,7 @@ CorvaneJSON CorvaneMergeView::panes() const {
         // Runs of one tint that meet are one run.
         CorvaneJSON tinted = CorvaneJSON::array();
         for (const LineTint& tint : tints_[pane]) {
-            const char* name = nameOf(static_cast<Tint>(tint.tint));
+            const char* name = nameOf(tint.tint);
             if (!tinted.empty() && tinted.back()["kind"] == name &&
                 tinted.back()["start"].get<int>() + tinted.back()["count"].get<int>() ==
                     tint.start) {

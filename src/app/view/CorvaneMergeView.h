@@ -10,6 +10,9 @@
 #include "app/CorvaneJSON.h"
 #include "app/CorvaneMerge.h"
 
+// How a region is tinted (defined where the merge view paints).
+enum class CorvaneMergeTint;
+
 // A merge tab: the left side, the base (when there is one) and the right side above, the result
 // being built below, editable. Actions on the current conflict take left, right, both in either
 // order, or base; next/previous conflict move through them; the count of conflicts left is shown
@@ -94,7 +97,7 @@ private:
     std::vector<SidePane> sidePanes_;
     // The lines each pane tints, in the order of views(), first lines ascending.
     struct LineTint {
-        int tint;  // how: the source file's Tint, as a number
+        CorvaneMergeTint tint;
         int start;
         int count;
     };

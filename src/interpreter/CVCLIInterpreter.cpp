@@ -17,6 +17,7 @@
 #include "platform/CVPrint.h"
 #include "platform/CVProcessName.h"
 #include "platform/CVPropertyList.h"
+#include "platform/CVSessionBus.h"
 #include "platform/CVTemporaryFolder.h"
 #include "process/ZPProcessInformation.h"
 
@@ -64,6 +65,9 @@ std::optional<std::string> CVCLIInterpreter::interpretArguments(
     parser_->setDelegate(this);
     programPath_ = parser_->programPath();
 
+    // Nearly every run talks to Corvane: the bus's authentication goes on while the caller and
+    // the arguments are worked out.
+    CVSessionBus::shared();
     significantParentProcess();
     scanParentProcesses();
 

@@ -11,7 +11,6 @@
 #include "model/CVPackedInvocationWriter.h"
 #include "platform/CVCorvaneContract.h"
 #include "platform/CVPrint.h"
-#include "platform/CVSessionBus.h"
 #include "platform/CVTemporaryFolder.h"
 
 namespace {
@@ -22,15 +21,13 @@ constexpr double kDeliveryWaitDuration = 864000000.0;
 }  // namespace
 
 std::shared_ptr<CVCLIProxyProtocol> CVCLIInterpreter::createProxyForCorvane() {
-    // Asked first, so that its answer comes with the launch check's in one round trip.
-    CVBusNameQuestion registration(CVSessionBus::shared(),
-                                   CVCorvaneContract::kDistributedObjectsConnectionName,
-                                   CVBusNameQuestion::Kind::hasOwner);
     if (!launchCorvaneIfNecessary()) {
         return nullptr;
     }
+    // Corvane registers its connection before it takes its own name, and gives it up after: the
+    // launch check, which saw Corvane own that name, has seen the connection registered too.
     auto proxy = CVCLIProxyProtocol::rootProxyForConnectionWithRegisteredName(
-        CVCorvaneContract::kDistributedObjectsConnectionName, &registration);
+        CVCorvaneContract::kDistributedObjectsConnectionName, /*ownerSeen=*/true);
     if (proxy == nullptr) {
         CVDebugLog("Could not create proxy");
         setInterpretError(errorWithLocalizedDescription("Could not connect to Corvane."));

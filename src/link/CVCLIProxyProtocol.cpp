@@ -37,12 +37,12 @@ bool isOneOf(const char* name, std::initializer_list<const char*> names) {
 }  // namespace
 
 std::shared_ptr<CVCLIProxyProtocol> CVCLIProxyProtocol::rootProxyForConnectionWithRegisteredName(
-    const std::string& name, CVBusNameQuestion* earlyAnswer) {
+    const std::string& name, bool ownerSeen) {
     sd_bus* bus = CVSessionBus::shared();
     if (bus == nullptr) {
         return nullptr;
     }
-    if ((earlyAnswer != nullptr && earlyAnswer->hasOwner()) ||
+    if (ownerSeen ||
         CVBusNameQuestion(bus, name.c_str(), CVBusNameQuestion::Kind::hasOwner).hasOwner()) {
         return std::make_shared<CVCLIProxyProtocol>(bus, name);
     }

@@ -26,11 +26,11 @@ class CVCLISerializedDiffInvocation;
 class CVCLIProxyProtocol {
 public:
     // The proxy for the object of the bus name `name` on this process's session bus; null when
-    // there is no bus or no process owns the name. `earlyAnswer`, the same question (hasOwner)
-    // sent earlier, spares a round trip when it found an owner; a "no" is asked again, as the name
-    // may have been taken since.
+    // there is no bus or no process owns the name. A caller that has just seen the name owned
+    // (`ownerSeen`) spares the bus the question; should the owner have gone since, the first call
+    // finds out, as it would a moment after the question.
     static std::shared_ptr<CVCLIProxyProtocol> rootProxyForConnectionWithRegisteredName(
-        const std::string& name, CVBusNameQuestion* earlyAnswer = nullptr);
+        const std::string& name, bool ownerSeen = false);
 
     CVCLIProxyProtocol(sd_bus* bus, std::string destination);
     CVCLIProxyProtocol(const CVCLIProxyProtocol&) = delete;

@@ -87,8 +87,12 @@ std::optional<std::string> ownerOfName(sd_bus* bus, const char* name) {
 
 CVBusPendingCall::CVBusPendingCall(sd_bus_message* message, uint64_t timeout)
     : bus_(sd_bus_message_get_bus(message)) {
-    // Queued until the connection is up; a connection still authenticating is not waited for.
+    // Queued until the connection is up. A connection still being set up is not waited for, but
+    // moved on as far as what the bus has sent allows: once the bus has accepted the
+    // authentication, Hello and the queued calls go out now rather than at the first wait.
     sendError_ = sd_bus_call_async(bus_, slot_.out(), message, replied, this, timeout);
+    while (sendError_ >= 0 && sd_bus_is_ready(bus_) == 0 && sd_bus_process(bus_, nullptr) > 0) {
+    }
 }
 
 int CVBusPendingCall::replied(sd_bus_message* reply, void* userdata, sd_bus_error*) {

@@ -44,7 +44,10 @@ std::optional<std::string> ownerOfName(sd_bus* bus, const char* name);
 // A method call sent at once and waited for later: calls sent together cost one round trip, and a
 // call sent before other work is answered while that work runs. The connection is read only while
 // someone waits, and what else arrives meanwhile goes to its own handlers; so the wait is for the
-// run's own flow, not for a handler of the connection (which makes a plain sd_bus_call).
+// run's own flow, not for a handler of the connection (which makes a plain sd_bus_call). The one
+// exception is a connection still being set up: a call made then moves the set-up on as far as
+// the bus's answers so far allow, so that it goes out once the bus has accepted the connection,
+// not at the first wait.
 class CVBusPendingCall {
 public:
     // Sends `message` on its connection, with sd-bus's call time-out (`timeout` 0) or `timeout`

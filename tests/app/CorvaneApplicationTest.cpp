@@ -7,6 +7,7 @@
 #include <functional>
 
 #include "CVTestBed.h"
+#include "CVWaitUntil.h"
 #include "TemporaryFolder.h"
 #include "model/CVCLISerializedChangesetSummary.h"
 #include "model/CVCLISerializedDiffInvocation.h"
@@ -17,6 +18,7 @@
 #include "model/CVWireCoding.h"
 #include "platform/CVBookmark.h"
 #include "platform/CVCorvaneContract.h"
+#include "platform/CVSessionBus.h"
 
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
@@ -163,6 +165,32 @@ TEST_F(ACorvaneApplication, OwnsItsNamesOncePerBusAnnouncesItsLaunchAndReleasesT
     EXPECT_EQ(ended.standardError, "");
     EXPECT_FALSE(bed_.bus().nameHasOwner(Contract::kApplicationBundleIdentifier));
     EXPECT_FALSE(bed_.bus().nameHasOwner(Contract::kDistributedObjectsConnectionName));
+}
+
+TEST_F(ACorvaneApplication, TakesItsConnectionsNameBeforeItsOwnAndGivesItUpAfter) {
+    // The tool relies on the order: an application seen owning its own name has its connection.
+    std::vector<std::string> changes;
+    auto record = [&changes](const char* name) {
+        return [&changes, name](const std::string&, const std::string& newOwner) {
+            changes.push_back((newOwner.empty() ? "released " : "took ") + std::string(name));
+        };
+    };
+    sd_bus* bus = bed_.bus().get();
+    CVBusNameOwnerWatch application(bus, Contract::kApplicationBundleIdentifier,
+                                    record("application"));
+    CVBusNameOwnerWatch connection(bus, Contract::kDistributedObjectsConnectionName,
+                                   record("connection"));
+
+    application_->signal(SIGTERM);
+    EXPECT_EQ(application_->wait().status, 0);
+    application_ = bed_.startApplication();
+    ASSERT_NE(application_, nullptr);
+    EXPECT_TRUE(CVWaitUntil([&] {
+        bed_.bus().processPending();
+        return changes.size() >= 4;
+    }));
+    EXPECT_EQ(changes, (std::vector<std::string>{"released application", "released connection",
+                                                 "took connection", "took application"}));
 }
 
 TEST_F(ACorvaneApplication, AnswersItsProcessIdentifierAndAuthorizationRequests) {

@@ -80,6 +80,10 @@ std::optional<std::string> CVCLIInterpreter::interpretArguments(
     workingDirectory_ = CVPaths::currentDirectory();
     adoptSandboxWorkingDirectory();
 
+    // The launch check's question, asked now that the bus has had time to accept the connection:
+    // it goes out with Hello and is answered while the arguments are worked out.
+    corvaneOwnerQuestion_ = askWhoOwnsCorvane();
+
     bool parsed = false;
     std::optional<CVError> parseError;
     if (parentIsGit()) {

@@ -105,6 +105,8 @@ public:
     // Reaching the application.
     CVError errorWithLocalizedDescription(const std::string& text) const;
     bool isCorvaneRunningAtPath(const std::string& path);
+    // Asks the bus who owns Corvane's name; answered when read.
+    static std::unique_ptr<CVBusNameQuestion> askWhoOwnsCorvane();
     bool launchCorvaneIfNecessary();
     std::shared_ptr<CVCLIProxyProtocol> createProxyForCorvane();
     // Pairs the folders of every item into the changeset, or, once the items outgrow an ordinary
@@ -188,4 +190,6 @@ private:
     // goes; sent in place of the invocation's own coding.
     std::unique_ptr<CVPackedInvocationWriter> packedInvocation_;
     std::optional<Delivery> streamedDelivery_;
+    // Who owns Corvane's name, asked early in the run for the first launch check, which takes it.
+    std::unique_ptr<CVBusNameQuestion> corvaneOwnerQuestion_;
 };

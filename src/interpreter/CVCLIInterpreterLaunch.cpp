@@ -50,11 +50,17 @@ bool CVCLIInterpreter::isCorvaneRunningAtPath(const std::string& path) {
     return false;
 }
 
+std::unique_ptr<CVBusNameQuestion> CVCLIInterpreter::askWhoOwnsCorvane() {
+    return std::make_unique<CVBusNameQuestion>(CVSessionBus::shared(),
+                                               CVCorvaneContract::kApplicationBundleIdentifier,
+                                               CVBusNameQuestion::Kind::ownerProcessIdentifier);
+}
+
 bool CVCLIInterpreter::launchCorvaneIfNecessary() {
-    // Asked before the application is looked for: the connection is made and the bus answers
-    // while the process table is read.
-    CVBusNameQuestion owner(CVSessionBus::shared(), CVCorvaneContract::kApplicationBundleIdentifier,
-                            CVBusNameQuestion::Kind::ownerProcessIdentifier);
+    // Asked before the application is looked for (early in the run, for its first check): the
+    // bus answers while the process table is read. A later check asks again.
+    std::unique_ptr<CVBusNameQuestion> owner =
+        corvaneOwnerQuestion_ ? std::move(corvaneOwnerQuestion_) : askWhoOwnsCorvane();
     bool isRunning = false;
     std::optional<CVRunningApplication> found;
     auto path = locateCorvaneApplication(&isRunning, &found);
@@ -68,11 +74,11 @@ bool CVCLIInterpreter::launchCorvaneIfNecessary() {
     if (isRunning) {
         // Found running already: asking the bus who owns the name spares a scan of every process,
         // and the copy just found needs no second look when it is the owner.
-        std::optional<pid_t> ownerProcess = owner.ownerProcessIdentifier();
+        std::optional<pid_t> ownerProcess = owner->ownerProcessIdentifier();
         if (found && ownerProcess == found->processIdentifier()) {
             return true;
         }
-        auto application = CVRunningApplication::applicationOwningName(owner);
+        auto application = CVRunningApplication::applicationOwningName(*owner);
         if (application && application->bundlePath() == *path) {
             return true;
         }

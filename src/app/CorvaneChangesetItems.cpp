@@ -100,6 +100,16 @@ std::string_view withoutTemporaryPrefix(std::string_view name) {
     return name.size() > 7 && name[6] == '_' ? name.substr(7) : name;
 }
 
+bool containsIgnoringASCIICase(std::string_view text, std::string_view part) {
+    auto folded = [](char character) {
+        return character >= 'A' && character <= 'Z' ? static_cast<char>(character + 32) : character;
+    };
+    const auto* found =
+        std::search(text.begin(), text.end(), part.begin(), part.end(),
+                    [&](char left, char right) { return folded(left) == folded(right); });
+    return found != text.end();
+}
+
 }  // namespace
 
 bool CorvaneIsGitCopyOf(std::string_view copy, std::string_view original) {
@@ -114,20 +124,6 @@ bool CorvaneIsGitCopyOf(std::string_view copy, std::string_view original) {
     }
     return !name.empty() && lastComponent(folder).starts_with("git-blob-");
 }
-
-namespace {
-
-bool containsIgnoringASCIICase(std::string_view text, std::string_view part) {
-    auto folded = [](char character) {
-        return character >= 'A' && character <= 'Z' ? static_cast<char>(character + 32) : character;
-    };
-    const auto* found =
-        std::search(text.begin(), text.end(), part.begin(), part.end(),
-                    [&](char left, char right) { return folded(left) == folded(right); });
-    return found != text.end();
-}
-
-}  // namespace
 
 CorvaneChangesetItems::CorvaneChangesetItems(const CorvaneDocument& document)
     : document_(document) {

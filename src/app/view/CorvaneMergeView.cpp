@@ -342,7 +342,7 @@ void CorvaneMergeView::countResultLines() {
     size_t counted = 0;
     int line = 0;
     // A last line without a line end is a line too: a place at the text's end comes after it.
-    bool endsUnfinished = !shownResult_.empty() && shownResult_.back() != '\n';
+    bool endsUnfinished = CorvaneLacksFinalLineEnd(shownResult_);
     for (size_t region = 0; region < offsets.size(); ++region) {
         size_t end = std::min(offsets[region], shownResult_.size());
         line += static_cast<int>(std::count(shownResult_.begin() + static_cast<long>(counted),

@@ -24,9 +24,9 @@ public:
     CorvaneMergeView(std::unique_ptr<CorvaneMerge> merge, std::vector<std::string> headers);
 
     const CorvaneMerge& merge() const { return *merge_; }
-    // The panes as they are shown: each pane's role ("Left",
-    // "Base", "Right", "Result"), its tinted line ranges, [{"kind","start","count"}], and the
-    // lines it shows on screen, "visibleLines": [first, last].
+    // The panes as they are shown: each pane's role ("Left", "Base", "Right", "Result"), its
+    // tinted line ranges, [{"kind","start","count"}], and the lines it shows on screen,
+    // "visibleLines": [first, last].
     CorvaneJSON panes() const;
     // The actions, also bound to the buttons: "merge.next-conflict", "merge.previous-conflict",
     // "merge.take-left", "merge.take-right", "merge.take-left-then-right",

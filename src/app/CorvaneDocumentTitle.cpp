@@ -120,7 +120,8 @@ std::optional<std::string> rootsOfChangeset(const CorvaneDocument& document) {
 }
 
 // The sides a title names: a side that is git's temporary copy of another side's file is that
-// file, for a person, and goes unnamed.
+// file, for a person, and goes unnamed. When every side is a copy (git difftool comparing two
+// commits), they are one file, named once.
 std::vector<std::string> namedSides(const std::vector<std::string>& files) {
     std::vector<std::string> named;
     for (const std::string& file : files) {
@@ -131,7 +132,10 @@ std::vector<std::string> namedSides(const std::vector<std::string>& files) {
             named.push_back(file);
         }
     }
-    return named.empty() ? files : named;
+    if (named.empty() && !files.empty()) {
+        named.push_back(files.front());
+    }
+    return named;
 }
 
 }  // namespace

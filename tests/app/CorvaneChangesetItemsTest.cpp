@@ -157,6 +157,13 @@ TEST(ATabTitle, NamesFilesMergesAndTheFoldersAChangesetCompares) {
         // One file of a difftool run: git's copy goes by the name of the file it copies.
         {diff, "x.c", {item({"/tmp/git-blob-1/x.c", "/home/me/project/src/x.c"})}},
         {diff, "x.c", {item({"/r/Ab12Cd_x.c", "/r/src/x.c"})}},
+        // git difftool comparing two commits: both sides are git's copies of one file.
+        {partialChangeset,
+         "x.c and 1 more",
+         {item({"/tmp/git-blob-1/x.c", "/tmp/git-blob-2/x.c"}),
+          item({"/tmp/git-blob-3/y.c", "/tmp/git-blob-4/y.c"})},
+         std::nullopt,
+         {item({"x.c"}), item({"y.c"})}},
         // Items that share no folders: the first item's names, and how many more.
         {changeset,
          "p/a.c \u2194 q/a.c and 1 more",

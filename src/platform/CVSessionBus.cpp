@@ -56,10 +56,26 @@ CVBusObject<sd_bus> connect(const std::string& address, int* error) {
     return bus;
 }
 
+namespace {
+
+// The shared connection once it is opened; kept for the life of the process.
+sd_bus* sharedBus = nullptr;
+
+}  // namespace
+
 sd_bus* shared() {
-    // Kept for the life of the process.
-    static sd_bus* bus = address() ? connect(*address()).release() : nullptr;
-    return bus;
+    static bool opened = false;
+    if (!opened) {
+        opened = true;
+        sharedBus = address() ? connect(*address()).release() : nullptr;
+    }
+    return sharedBus;
+}
+
+void flushShared() {
+    if (sharedBus != nullptr) {
+        sd_bus_flush(sharedBus);
+    }
 }
 
 bool sharedCanPassDescriptors() {

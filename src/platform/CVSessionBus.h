@@ -30,6 +30,9 @@ CVBusObject<sd_bus> connect(const std::string& address, int* error = nullptr);
 // This process's connection, opened on first use and kept; null when no bus can be reached.
 // Not thread-safe: used from the main thread.
 sd_bus* shared();
+// Writes out what the shared connection still holds (signals sent without waiting), if it was
+// ever opened: for a process about to end without running its destructors.
+void flushShared();
 
 // Whether the shared connection can pass file descriptors (a local socket whose bus agreed to
 // it); false without a bus.

@@ -11,6 +11,7 @@
 #include "platform/CVException.h"
 #include "platform/CVPrint.h"
 #include "platform/CVProcessName.h"
+#include "platform/CVSessionBus.h"
 #include "platform/CVTemporaryFolder.h"
 #include "platform/CVUTF8.h"
 
@@ -52,6 +53,20 @@ int run(int argc, char** argv) {
     return interpreter.exitCode();
 }
 
+// Ends the process once the run is settled: the copies it owned are removed, its output is
+// flushed, and the bus connection's last messages are written. Destructors would only free memory
+// and close descriptors, which the kernel does as the process ends; a caller waiting for a tab
+// resumes a tenth sooner without them.
+[[noreturn]] void endProcess(int status) {
+    CVSessionBus::flushShared();
+#if defined(__SANITIZE_ADDRESS__)
+    // The leak check runs at exit.
+    std::exit(status);
+#else
+    std::_Exit(status);
+#endif
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -62,9 +77,9 @@ int main(int argc, char** argv) {
             // Output that did not arrive is a failure, as with the standard tools.
             CVPrint(stderr, CVProcessName() + ": write error: " + strerror(writeError) + "\n");
             fflush(stderr);
-            return 1;
+            status = 1;
         }
-        return status;
+        endProcess(status);
     } catch (const CVException& exception) {
         // Termination is immediate, but not before the copies the run still owns are removed.
         CVRemoveOwnedReplacementDirectories();

@@ -362,13 +362,13 @@ TEST_F(ACorvaneWindow, IgnoresLineEndsUnderIgnoreWhitespaceAndClosesEveryTabWith
 }
 
 TEST_F(ACorvaneWindow, BringsAConflictFarDownIntoEveryPaneAndKeepsAChoiceInView) {
-    // A hundred lines; the sides disagree on line 71 and on line 91.
+    // A hundred lines; the sides disagree on line 71, on line 91 and on the last line.
     std::string base;
     std::string left;
     std::string right;
     for (int line = 1; line <= 100; ++line) {
         std::string same = "line " + std::to_string(line) + "\n";
-        bool conflict = line == 71 || line == 91;
+        bool conflict = line == 71 || line == 91 || line == 100;
         base += same;
         left += conflict ? "ours " + same : same;
         right += conflict ? "theirs " + same : same;
@@ -401,6 +401,9 @@ TEST_F(ACorvaneWindow, BringsAConflictFarDownIntoEveryPaneAndKeepsAChoiceInView)
     everyPaneShows(70, 70, 1);  // the result, written again, still shows the choice
     activate(GUID, "next-conflict");
     everyPaneShows(90, 90, 7);
+    // At the end of the file, where the sides end six lines before the result does.
+    activate(GUID, "next-conflict");
+    everyPaneShows(99, 105, 7);
 
     tool->signal(SIGTERM);
     tool->wait(std::chrono::seconds(10));

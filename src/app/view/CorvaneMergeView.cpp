@@ -241,10 +241,24 @@ CorvaneMergeView::CorvaneMergeView(std::unique_ptr<CorvaneMerge> merge,
         }
     });
 
-    // The panes scroll together, each to the same place in the region shown at the top.
+    // The panes scroll together, each to the same place in the region shown at the top. Each
+    // scrolls on past its end until its last line is a quarter down, where a conflict is shown:
+    // a conflict at the end of the file is then shown whole in every pane, the result's longer
+    // one too, and a pane that ends sooner does not hold the others back.
     for (Gtk::TextView* view : views()) {
-        view->get_vadjustment()->signal_value_changed().connect(
-            [this, view] { followScroll(*view); });
+        Glib::RefPtr<Gtk::Adjustment> scroll = view->get_vadjustment();
+        scroll->signal_value_changed().connect([this, view] { followScroll(*view); });
+        scroll->property_page_size().signal_changed().connect([view, scroll] {
+            // Once the pane is laid out: a margin changed while it is would unsettle its layout.
+            Glib::signal_idle().connect_once(sigc::track_obj(
+                [view, scroll] {
+                    int margin = static_cast<int>(scroll->get_page_size() * 0.75);
+                    if (view->get_bottom_margin() != margin) {
+                        view->set_bottom_margin(margin);
+                    }
+                },
+                *view));
+        });
     }
 
     vertical_.set_start_child(sides_);

@@ -404,6 +404,13 @@ TEST_F(ACorvaneWindow, BringsAConflictFarDownIntoEveryPaneAndKeepsAChoiceInView)
     // At the end of the file, where the sides end six lines before the result does.
     activate(GUID, "next-conflict");
     everyPaneShows(99, 105, 7);
+    // Each pane numbers the file's lines and no more: a final line end opens no empty line.
+    std::vector<int> lineCounts;
+    json panes = describe(GUID)["mergePanes"];
+    for (const json& pane : panes) {
+        lineCounts.push_back(pane["lineCount"]);
+    }
+    EXPECT_EQ(lineCounts, std::vector<int>({100, 100, 100, 112}));
 
     tool->signal(SIGTERM);
     tool->wait(std::chrono::seconds(10));

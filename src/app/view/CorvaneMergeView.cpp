@@ -236,7 +236,7 @@ CorvaneMergeView::CorvaneMergeView(std::unique_ptr<CorvaneMerge> merge,
         false);
     buffer->signal_changed().connect([this] {
         if (!updatingResult_) {
-            shownResult_ = merge_->resultText();
+            shownResult_ = CorvaneShownText(merge_->resultText());
             updateStatus();
         }
     });
@@ -284,7 +284,11 @@ CorvaneMergeView::CorvaneMergeView(std::unique_ptr<CorvaneMerge> merge,
 
 void CorvaneMergeView::showResult() {
     updatingResult_ = true;
-    shownResult_ = merge_->resultText();
+    std::string result = merge_->resultText();
+    shownResult_ = CorvaneShownText(result);
+    if (!result.empty()) {
+        resultLineEnd_ = result.substr(shownResult_.size());
+    }
     result_->get_buffer()->set_text(shownResult_);
     updatingResult_ = false;
     updateStatus();
@@ -310,17 +314,27 @@ Gtk::TextBuffer::iterator CorvaneMergeView::iteratorAt(size_t byteOffset) {
 
 void CorvaneMergeView::resultInserted(const Gtk::TextBuffer::iterator& at,
                                       const Glib::ustring& text) {
-    if (!updatingResult_) {
+    if (updatingResult_) {
+        return;
+    }
+    if (shownResult_.empty() && merge_->resultText().empty()) {
+        // Text typed into an emptied result gets back the line end the result ended with.
+        merge_->edit(0, 0, text.raw() + resultLineEnd_);
+    } else {
         merge_->edit(byteOffset(at), 0, text.raw());
     }
 }
 
 void CorvaneMergeView::resultErased(const Gtk::TextBuffer::iterator& start,
                                     const Gtk::TextBuffer::iterator& end) {
-    if (!updatingResult_) {
-        size_t from = byteOffset(start);
-        merge_->edit(from, byteOffset(end) - from, "");
+    if (updatingResult_) {
+        return;
     }
+    size_t from = byteOffset(start);
+    size_t length = byteOffset(end) - from;
+    // All that is shown erased leaves an empty file, not a lone line end.
+    bool everything = length > 0 && length == shownResult_.size();
+    merge_->edit(from, everything ? merge_->resultText().size() : length, "");
 }
 
 void CorvaneMergeView::updateStatus() {
@@ -351,18 +365,21 @@ void CorvaneMergeView::updateStatus() {
 }
 
 void CorvaneMergeView::countResultLines() {
+    // Counted in the whole result, whose lines are the pane's: the final line end it does not
+    // show closes the last line.
+    std::string result = merge_->resultText();
     std::vector<size_t> offsets = merge_->regionOffsets();
     resultLines_.assign(offsets.size(), 0);
     size_t counted = 0;
     int line = 0;
     // A last line without a line end is a line too: a place at the text's end comes after it.
-    bool endsUnfinished = CorvaneLacksFinalLineEnd(shownResult_);
+    bool endsUnfinished = CorvaneLacksFinalLineEnd(result);
     for (size_t region = 0; region < offsets.size(); ++region) {
-        size_t end = std::min(offsets[region], shownResult_.size());
-        line += static_cast<int>(std::count(shownResult_.begin() + static_cast<long>(counted),
-                                            shownResult_.begin() + static_cast<long>(end), '\n'));
+        size_t end = std::min(offsets[region], result.size());
+        line += static_cast<int>(std::count(result.begin() + static_cast<long>(counted),
+                                            result.begin() + static_cast<long>(end), '\n'));
         counted = std::max(counted, end);
-        resultLines_[region] = line + (endsUnfinished && end == shownResult_.size() ? 1 : 0);
+        resultLines_[region] = line + (endsUnfinished && end == result.size() ? 1 : 0);
     }
 }
 
@@ -444,6 +461,7 @@ CorvaneJSON CorvaneMergeView::panes() const {
         }
         auto [first, last] = visibleLines(*shown[pane]);
         panes.push_back({{"role", pane < sidePanes_.size() ? sidePanes_[pane].role : "Result"},
+                         {"lineCount", shown[pane]->get_buffer()->get_line_count()},
                          {"tinted", tinted},
                          {"visibleLines", {first, last}}});
     }

@@ -73,7 +73,11 @@ private:
     std::unique_ptr<CorvaneMerge> merge_;
     size_t current_ = 0;  // the region of the current conflict
     bool hasCurrent_ = false;
+    // The result as its pane holds it: without the final line end, which closes the last line
+    // and is not shown as one more, empty line. That line end, kept for a result emptied and
+    // typed into again.
     std::string shownResult_;
+    std::string resultLineEnd_;
     std::vector<int> resultLines_;  // see countResultLines()
     bool updatingResult_ = false;
     bool followingScroll_ = false;  // also set while the panes scroll to the current conflict

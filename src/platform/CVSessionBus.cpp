@@ -64,12 +64,9 @@ sd_bus* sharedBus = nullptr;
 }  // namespace
 
 sd_bus* shared() {
-    static bool opened = false;
-    if (!opened) {
-        opened = true;
-        sharedBus = address() ? connect(*address()).release() : nullptr;
-    }
-    return sharedBus;
+    // Opened once; flushShared() finds it in sharedBus.
+    static sd_bus* const bus = sharedBus = address() ? connect(*address()).release() : nullptr;
+    return bus;
 }
 
 void flushShared() {

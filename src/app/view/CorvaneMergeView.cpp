@@ -246,13 +246,15 @@ CorvaneMergeView::CorvaneMergeView(std::unique_ptr<CorvaneMerge> merge,
     // a conflict at the end of the file is then shown whole in every pane, the result's longer
     // one too, and a pane that ends sooner does not hold the others back.
     for (Gtk::TextView* view : views()) {
+        // The closures hold the pane, not its adjustment: one held by a handler of its own would
+        // be kept for ever.
         Glib::RefPtr<Gtk::Adjustment> scroll = view->get_vadjustment();
         scroll->signal_value_changed().connect([this, view] { followScroll(*view); });
-        scroll->property_page_size().signal_changed().connect([view, scroll] {
+        scroll->property_page_size().signal_changed().connect([view] {
             // Once the pane is laid out: a margin changed while it is would unsettle its layout.
             Glib::signal_idle().connect_once(sigc::track_obj(
-                [view, scroll] {
-                    int margin = static_cast<int>(scroll->get_page_size() * 0.75);
+                [view] {
+                    int margin = static_cast<int>(view->get_vadjustment()->get_page_size() * 0.75);
                     if (view->get_bottom_margin() != margin) {
                         view->set_bottom_margin(margin);
                     }
@@ -365,21 +367,20 @@ void CorvaneMergeView::updateStatus() {
 }
 
 void CorvaneMergeView::countResultLines() {
-    // Counted in the whole result, whose lines are the pane's: the final line end it does not
-    // show closes the last line.
-    std::string result = merge_->resultText();
     std::vector<size_t> offsets = merge_->regionOffsets();
+    size_t resultSize = offsets.back();
     resultLines_.assign(offsets.size(), 0);
     size_t counted = 0;
     int line = 0;
-    // A last line without a line end is a line too: a place at the text's end comes after it.
-    bool endsUnfinished = CorvaneLacksFinalLineEnd(result);
     for (size_t region = 0; region < offsets.size(); ++region) {
-        size_t end = std::min(offsets[region], result.size());
-        line += static_cast<int>(std::count(result.begin() + static_cast<long>(counted),
-                                            result.begin() + static_cast<long>(end), '\n'));
+        size_t end = std::min(offsets[region], shownResult_.size());
+        line += static_cast<int>(std::count(shownResult_.begin() + static_cast<long>(counted),
+                                            shownResult_.begin() + static_cast<long>(end), '\n'));
         counted = std::max(counted, end);
-        resultLines_[region] = line + (endsUnfinished && end == result.size() ? 1 : 0);
+        // The result's end closes its last line, whether the pane shows that line end or the line
+        // has none: a place at the end comes after the last line.
+        bool atEnd = offsets[region] == resultSize && resultSize > 0;
+        resultLines_[region] = line + (atEnd ? 1 : 0);
     }
 }
 
